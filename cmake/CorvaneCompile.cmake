@@ -1,0 +1,26 @@
+# How every target of this project is compiled. `corvane_compile(target)` applies it.
+
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+function(corvane_compile target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion)
+  if(CORVANE_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(CORVANE_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${CORVANE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${CORVANE_SANITIZE})
+    if(CORVANE_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # Asio 1.81 uses std::atomic_thread_fence, which g++ 12 cannot instrument and warns of.
+      target_compile_options(${target} PRIVATE -Wno-tsan)
+    endif()
+  endif()
+  # Boost 1.81 decides about coroutines by feature macros; its headers are not ours to warn about.
+  target_compile_definitions(${target} PRIVATE BOOST_ASIO_NO_DEPRECATED)
+endfunction()

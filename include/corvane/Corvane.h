@@ -1,0 +1,132 @@
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "corvane/CorvaneAttribution.h"
+#include "corvane/CorvaneDeepLink.h"
+#include "corvane/CorvaneError.h"
+#include "corvane/CorvaneExport.h"
+#include "corvane/CorvaneLinkSource.h"
+#include "corvane/CorvaneOptions.h"
+#include "corvane/CorvanePlatform.h"
+#include "corvane/CorvaneTask.h"
+
+/// The client: the one object that a host talks to.
+///
+/// Every operation may be called from any thread, and returns without waiting for the network or for the main
+/// thread. Where an operation reads or writes the preferences file that is said; such a call takes well under a
+/// millisecond on a healthy disk and is bounded where the disk is not.
+///
+/// Long-running operations exist in two forms. The plain one returns at once, reports its result through the
+/// callbacks, and its failure as an error line and through `onError`. The one whose name ends in `Async` gives a
+/// `CorvaneTask`; its failure goes to whoever waits and nowhere else.
+///
+/// Callbacks run on the main thread (`CorvanePlatform::mainExecutor`), never inside the call that registers
+/// them. They may call anything here. What a callback throws leaves through the executor that ran it; the
+/// library's own state is already up to date then, and the operation completes all the same. A callback that
+/// captures the client's `shared_ptr` keeps the client alive for ever: capture a `weak_ptr`.
+///
+/// A client lives while `shared` or the host holds it. Background work holds it weakly and, while it runs,
+/// strongly. Do not use the library in a forked child of a process that used it: its threads are not there.
+class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
+ public:
+  using AttributionCallback = std::function<void(const CorvaneAttribution&)>;
+  using LinkCallback = std::function<void(const CorvaneDeepLink&, CorvaneLinkSource)>;
+  using ErrorCallback = std::function<void(const std::exception&)>;
+
+  /// What a client is made of; the library's own.
+  struct Client;
+
+  /// Builds a client, makes it `shared()`, starts resending the events that wait from earlier runs and, with
+  /// `autoTrackInstall`, tracks the install in the background.
+  ///
+  /// `apiKey` is taken without the white space and line breaks around it. Throws `CorvaneError::missingAPIKey`
+  /// when nothing is left, and changes nothing then; nothing else fails. A later call builds a fresh client that
+  /// shares what is stored, but no callback, with the one before. Opens and reads the preferences file.
+  static std::shared_ptr<Corvane> configure(std::string_view apiKey, CorvaneOptions options = {});
+
+  /// The current client; null before the first `configure`.
+  static std::shared_ptr<Corvane> shared();
+  /// Replaces the current client; null clears it.
+  static void setShared(std::shared_ptr<Corvane> client);
+
+  /// Names what the machine supplies to clients built afterwards. Call it before `configure`.
+  static void setPlatform(CorvanePlatform platform);
+
+  /// Removes everything that the library has stored, so that the next client behaves like a fresh
+  /// installation, and says so on standard output. Existing clients keep what they hold in memory.
+  static void resetForTesting();
+
+  ~Corvane();
+  Corvane(const Corvane&) = delete;
+  Corvane& operator=(const Corvane&) = delete;
+
+  /// The options that the client was built with.
+  const CorvaneOptions& options() const noexcept;
+
+  /// Registers the callback for the install's verdict, in place of the one before; an empty one removes it.
+  ///
+  /// A verdict that is already known, also from an earlier launch, is handed to it soon after. A verdict equal
+  /// to the one handed over last is not handed over again.
+  void onAttribution(AttributionCallback callback);
+
+  /// Registers the callback for deep links, in place of the one before; an empty one removes it.
+  ///
+  /// A deferred link that came before any callback was there is handed over soon after, once.
+  void onLink(LinkCallback callback);
+
+  /// Registers the callback for failures of the operations that report to nobody else, in place of the one
+  /// before; an empty one removes it. It receives a `CorvaneError` or a `CorvaneCancellationError`.
+  void onError(ErrorCallback callback);
+
+  /// The last verdict, also of an earlier launch; none while there is none.
+  std::optional<CorvaneAttribution> lastAttribution() const;
+
+  /// The last link that opened the running application; none before the first. Kept in memory only.
+  std::optional<CorvaneDeepLink> lastDeepLink() const;
+
+  /// Stores the user's answer, for this and every later launch. Writes the preferences file.
+  ///
+  /// A grant tracks the install, with `autoTrackInstall`, and resends what waits. A denial drops the events that
+  /// wait. Without `requireConsent` both do so too, but nothing else depends on the answer.
+  void setConsent(bool isGranted);
+
+  /// Reports the install, unless it was counted before or `force` is set. With `clickTokenSource` `automatic`
+  /// the click token is read from the pasteboard.
+  ///
+  /// At most one report is in flight: callers that come meanwhile share it and its result. The verdict reaches
+  /// the host through `onAttribution`, the campaign's link through `onLink` with source `deferred`.
+  void trackInstall(bool force);
+
+  /// The same with the click token taken out of `clickToken`, any text that holds "cv_click=" and the token. A
+  /// text without one is no failure. Ignored with `clickTokenSource` `none`. When a token is found the
+  /// pasteboard is emptied.
+  void trackInstall(std::string_view clickToken, bool force);
+
+  /// As `trackInstall(force)`. The result of a call that is skipped is `lastAttribution()`, or a verdict without
+  /// id and link where there is none.
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(bool force);
+
+  /// As `trackInstall(clickToken, force)`.
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string_view clickToken, bool force);
+
+  // A text is no `force`: without these, a lone literal would convert to true.
+  template <class T>
+    requires(!std::same_as<T, bool>)
+  void trackInstall(T force) = delete;
+  template <class T>
+    requires(!std::same_as<T, bool>)
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(T force) = delete;
+  void trackInstall(std::string_view clickToken, const void* force) = delete;
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string_view clickToken, const void* force) = delete;
+
+ private:
+  explicit Corvane(std::unique_ptr<Client> client);
+
+  std::unique_ptr<Client> client_;
+};

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "corvane/CorvaneDeepLink.h"
+#include "corvane/CorvaneExport.h"
+
+/// The backend's verdict on the install. An immutable value; safe to copy and to hand between threads.
+class CORVANE_API CorvaneAttribution {
+ public:
+  CorvaneAttribution(std::optional<std::int64_t> id, bool attributed, std::optional<CorvaneDeepLink> deepLink);
+
+  /// The backend's identifier of the install event.
+  std::optional<std::int64_t> id() const noexcept { return id_; }
+  /// Whether the install was attributed to a link. Always false for an install reported without consent.
+  bool attributed() const noexcept { return attributed_; }
+  /// The link that the install is attributed to.
+  const std::optional<CorvaneDeepLink>& deepLink() const noexcept { return deepLink_; }
+
+  friend bool operator==(const CorvaneAttribution&, const CorvaneAttribution&) = default;
+
+ private:
+  std::optional<std::int64_t> id_;
+  bool attributed_;
+  std::optional<CorvaneDeepLink> deepLink_;
+};

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "corvane/CorvaneExport.h"
+
+/// The one error type of the library: one of eight cases with that case's payload.
+///
+/// A plain value: copyable, comparable, owning its texts. Operations fail with it (`CorvaneTask::get` throws
+/// it), `Corvane::configure` throws it, and the callback of `Corvane::onError` receives it. The only other
+/// failure a host can meet is `CorvaneCancellationError`.
+class CORVANE_API CorvaneError : public std::exception {
+ public:
+  enum class Case {
+    invalidURL,      ///< A request URL could not be built; `url()` holds the text that is not a URL.
+    transport,       ///< The exchange failed before an answer arrived; `message()` holds the reason.
+    server,          ///< The final HTTP status was not a success; `statusCode()` and `body()`.
+    decoding,        ///< A JSON message could not be decoded, or a request not encoded; `message()`.
+    emptyResponse,   ///< A success status arrived without a body.
+    notACorvaneURL,  ///< A URL handed to deep-link handling is not a tracking link.
+    missingAPIKey,   ///< `configure` was called without an API key.
+    invalidAPIKey,   ///< The server rejected the API key (HTTP 401).
+  };
+
+  static CorvaneError invalidURL(std::string url);
+  static CorvaneError transport(std::string message);
+  static CorvaneError server(std::int64_t statusCode, std::optional<std::string> body);
+  static CorvaneError decoding(std::string message);
+  static CorvaneError emptyResponse();
+  static CorvaneError notACorvaneURL();
+  static CorvaneError missingAPIKey();
+  static CorvaneError invalidAPIKey();
+
+  CorvaneError(const CorvaneError&);
+  CorvaneError(CorvaneError&&) noexcept;
+  CorvaneError& operator=(const CorvaneError&);
+  CorvaneError& operator=(CorvaneError&&) noexcept;
+  ~CorvaneError() override;
+
+  /// Which of the eight cases this is. Named with an underscore because `case` is a word of the language.
+  Case case_() const noexcept { return kind_; }
+
+  /// The text that could not be formed into a URL. Empty in every case but `invalidURL`.
+  const std::string& url() const noexcept;
+
+  /// The reason. Empty in every case but `transport` and `decoding`.
+  const std::string& message() const noexcept;
+
+  /// The HTTP status; -1 where the answer was not HTTP. 0 in every case but `server`.
+  std::int64_t statusCode() const noexcept { return statusCode_; }
+
+  /// The answer's body as text. Absent where it is not valid UTF-8, and in every case but `server`.
+  const std::optional<std::string>& body() const noexcept { return body_; }
+
+  /// The description of the error in UTF-8, one fixed text per case with the payload inserted unchanged (it
+  /// may hold whatever a server sent, line breaks included).
+  const std::string& errorDescription() const noexcept { return description_; }
+
+  /// The same text as `errorDescription()`.
+  const char* what() const noexcept override { return description_.c_str(); }
+
+  /// Equal when the case and all of its payload are equal; an absent body differs from an empty one.
+  CORVANE_API friend bool operator==(const CorvaneError& a, const CorvaneError& b) noexcept;
+
+ private:
+  CorvaneError(Case which, std::string text, std::int64_t statusCode, std::optional<std::string> body);
+
+  Case kind_;
+  std::string text_;
+  std::int64_t statusCode_;
+  std::optional<std::string> body_;
+  std::string description_;
+};

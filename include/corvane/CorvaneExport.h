@@ -1,0 +1,14 @@
+#pragma once
+
+/// Marks what a shared build of the library exports. Nothing else is visible outside it.
+#if defined(_WIN32)
+#if defined(CORVANE_BUILDING)
+#define CORVANE_API __declspec(dllexport)
+#elif defined(CORVANE_SHARED)
+#define CORVANE_API __declspec(dllimport)
+#else
+#define CORVANE_API
+#endif
+#else
+#define CORVANE_API __attribute__((visibility("default")))
+#endif

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "corvane/CorvaneExecutor.h"
+#include "corvane/CorvanePasteboard.h"
+
+/// What the machine supplies to the library. Every member has a working default; a host replaces those that it
+/// has and names the record by `Corvane::setPlatform` before `Corvane::configure`.
+///
+/// It holds no option of the library: those are in `CorvaneOptions`.
+struct CorvanePlatform {
+  /// The application's identifier, such as "com.example.shop": sent with every report, and the name of the
+  /// folder of the preferences file. Default: empty, which is sent as such; the folder then takes the
+  /// executable's name.
+  std::string applicationIdentifier = {};
+
+  /// Where the library keeps what must survive a restart. Default (empty):
+  /// `$XDG_DATA_HOME/<application identifier>/preferences.sqlite`, with `~/.local/share` where that variable is
+  /// not set (the XDG base directories). Where the file cannot be written, values live in memory.
+  std::filesystem::path preferencesFile = {};
+
+  /// The main thread. Default (null): `CorvaneMainQueue::main()`, which the host runs or polls. The client
+  /// shares ownership while it lives.
+  std::shared_ptr<CorvaneExecutor> mainExecutor = nullptr;
+
+  /// The system's pasteboard. Default (null): none, which reads as a pasteboard without text. This platform
+  /// has no pasteboard apart from a window system's, which only the host's toolkit can reach.
+  std::shared_ptr<CorvanePasteboard> pasteboard = nullptr;
+};

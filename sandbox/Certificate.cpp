@@ -1,0 +1,85 @@
+#include "Certificate.h"
+
+#include <openssl/bio.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/rand.h>
+#include <openssl/x509v3.h>
+
+#include <memory>
+#include <stdexcept>
+
+namespace corvane::sandbox {
+namespace {
+
+using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
+using X509Pointer = std::unique_ptr<X509, decltype(&X509_free)>;
+using Output = std::unique_ptr<BIO, decltype(&BIO_free)>;
+
+void require(bool success) {
+  if (success) return;
+  char text[256] = "";
+  ERR_error_string_n(ERR_get_error(), text, sizeof text);
+  throw std::runtime_error(std::string("cannot make a certificate: ") + text);
+}
+
+void addExtension(X509* certificate, int identifier, const std::string& value) {
+  X509V3_CTX context;
+  X509V3_set_ctx_nodb(&context);
+  X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
+  const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
+      X509V3_EXT_conf_nid(nullptr, &context, identifier, value.c_str()), &X509_EXTENSION_free);
+  require(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
+}
+
+void fill(X509* certificate, const std::string& address) {
+  constexpr long slack = 60L * 60;  // for a client whose clock is a little behind
+  constexpr long year = 365L * 24 * 60 * 60;
+  std::uint64_t serial = 0;
+  require(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1);
+  require(X509_set_version(certificate, X509_VERSION_3) == 1);
+  require(ASN1_INTEGER_set_uint64(X509_get_serialNumber(certificate), serial >> 1 | 1) == 1);
+  require(X509_gmtime_adj(X509_getm_notBefore(certificate), -slack) != nullptr);
+  require(X509_gmtime_adj(X509_getm_notAfter(certificate), year) != nullptr);
+
+  X509_NAME* name = X509_get_subject_name(certificate);
+  const std::string commonName = "corvane-sandbox";
+  require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
+                                     reinterpret_cast<const unsigned char*>(commonName.data()),
+                                     static_cast<int>(commonName.size()), -1, 0) == 1);
+  require(X509_set_issuer_name(certificate, name) == 1);
+
+  std::string names = "DNS:localhost,IP:127.0.0.1,IP:::1";
+  if (address != "127.0.0.1" && address != "::1") names += ",IP:" + address;
+  addExtension(certificate, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
+  addExtension(certificate, NID_key_usage, "critical,digitalSignature,keyCertSign");
+  addExtension(certificate, NID_ext_key_usage, "serverAuth");
+  addExtension(certificate, NID_subject_key_identifier, "hash");
+  addExtension(certificate, NID_subject_alt_name, names);
+}
+
+template <class Write>
+std::string asPEM(Write write) {
+  const Output output(BIO_new(BIO_s_mem()), &BIO_free);
+  require(output && write(output.get()) == 1);
+  char* data = nullptr;
+  const long size = BIO_get_mem_data(output.get(), &data);
+  return std::string(data, static_cast<std::size_t>(size));
+}
+
+}  // namespace
+
+Certificate makeCertificate(const std::string& address) {
+  const Key key(EVP_EC_gen("P-256"), &EVP_PKEY_free);
+  const X509Pointer certificate(X509_new(), &X509_free);
+  require(key && certificate && X509_set_pubkey(certificate.get(), key.get()) == 1);
+  fill(certificate.get(), address);
+  require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0);
+  return {.certificate = asPEM([&](BIO* out) { return PEM_write_bio_X509(out, certificate.get()); }),
+          .privateKey = asPEM([&](BIO* out) {
+            return PEM_write_bio_PrivateKey(out, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+          })};
+}
+
+}  // namespace corvane::sandbox

@@ -1,0 +1,144 @@
+#include "FaultScript.h"
+
+#include <algorithm>
+#include <cctype>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <string_view>
+
+#include "JSONText.h"
+#include "RequestReading.h"
+
+namespace corvane::sandbox {
+namespace {
+
+using nlohmann::json;
+
+constexpr std::size_t maxFaults = 1000;
+constexpr std::size_t maxBytes = 1024 * 1024;  // of all that wait, as they were sent
+constexpr long maxTimes = 1'000'000;
+constexpr long maxDelay = 10 * 60 * 1000;
+constexpr long maxByteDelay = 60 * 1000;
+
+std::optional<long> optionalInteger(const json& object, const char* name, long low, long high) {
+  const auto member = object.find(name);
+  if (member == object.end()) return std::nullopt;
+  const bool fits = member->is_number_integer() && member->get<double>() >= static_cast<double>(low) &&
+                    member->get<double>() <= static_cast<double>(high);
+  if (fits) return member->get<long>();
+  throw Refusal(400, std::string(name) + ": expected an integer from " + std::to_string(low) + " to " +
+                         std::to_string(high));
+}
+
+bool isHeaderName(const std::string& name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+    return std::isalnum(c) || std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(c)) != std::string_view::npos;
+  });
+}
+
+bool isHeaderValue(const std::string& value) {
+  return std::none_of(value.begin(), value.end(), [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; });
+}
+
+HeaderList readHeaders(const json& object) {
+  HeaderList headers;
+  const auto member = object.find("headers");
+  if (member == object.end()) return headers;
+  if (!member->is_object()) throw Refusal(400, "headers: expected an object");
+  for (const auto& [name, value] : member->items()) {
+    if (!isHeaderName(name) || !value.is_string() || !isHeaderValue(value.get<std::string>()))
+      throw Refusal(400, "headers: expected names and strings that HTTP allows");
+    headers.emplace_back(name, value.get<std::string>());
+  }
+  return headers;
+}
+
+// Text goes out as it stands, so that also an answer that is no JSON can be rehearsed.
+std::optional<std::string> readBody(const json& object) {
+  const auto member = object.find("body");
+  if (member == object.end()) return std::nullopt;
+  return member->is_string() ? member->get<std::string>() : asText(*member);
+}
+
+std::string readPath(const json& object) {
+  const std::string path = requiredText(object, "path");
+  if (path == "*") return path;
+  if (!path.starts_with('/') || path == "/" || path.starts_with("/sandbox"))
+    throw Refusal(400, "path: expected \"*\" or a path that is not the sandbox's own");
+  return path;
+}
+
+Fault readFault(const json& object) {
+  if (!object.is_object()) throw Refusal(400, "a fault: expected an object");
+  allowOnly(object,
+            {"path", "times", "status", "headers", "body", "delayMs", "byteDelayMs", "reset", "silence"});
+  Fault fault;
+  fault.path = readPath(object);
+  fault.times = optionalInteger(object, "times", 1, maxTimes).value_or(1);
+  if (const auto status = optionalInteger(object, "status", 200, 599)) fault.status = static_cast<unsigned>(*status);
+  fault.headers = readHeaders(object);
+  fault.body = readBody(object);
+  fault.delivery.delay = std::chrono::milliseconds(optionalInteger(object, "delayMs", 0, maxDelay).value_or(0));
+  fault.delivery.byteDelay =
+      std::chrono::milliseconds(optionalInteger(object, "byteDelayMs", 0, maxByteDelay).value_or(0));
+  fault.processed = !fault.status && !fault.body;
+  if (const auto reset = optionalText(object, "reset")) {
+    if (*reset != "before" && *reset != "after") throw Refusal(400, "reset: expected \"before\" or \"after\"");
+    fault.delivery.ending = Delivery::Ending::reset;
+    fault.processed = *reset == "after";
+  }
+  if (object.contains("silence") && requiredBoolean(object, "silence")) {
+    if (object.contains("reset")) throw Refusal(400, "silence: not together with reset");
+    fault.delivery.ending = Delivery::Ending::silence;
+    fault.processed = false;
+  }
+  return fault;
+}
+
+bool meets(const Fault& fault, const std::string& path) {
+  return fault.path == path || (fault.path == "*" && path.starts_with("/v1/"));
+}
+
+}  // namespace
+
+void FaultScript::add(const json& script) {
+  std::list<Scripted> added;
+  if (script.is_array()) {
+    for (const json& object : script) added.push_back({readFault(object), asText(object)});
+  } else {
+    added.push_back({readFault(script), asText(script)});
+  }
+  std::size_t bytes = 0;
+  for (const auto* list : {&faults_, &added}) {
+    for (const Scripted& next : *list) bytes += next.source.size();
+  }
+  if (faults_.size() + added.size() > maxFaults || bytes > maxBytes)
+    throw Refusal(409, "too many faults are waiting; \"times\" repeats one");
+  faults_.splice(faults_.end(), added);
+}
+
+std::optional<Fault> FaultScript::take(const std::string& path) {
+  const auto found =
+      std::find_if(faults_.begin(), faults_.end(), [&path](const Scripted& next) { return meets(next.fault, path); });
+  if (found == faults_.end()) return std::nullopt;
+  const Fault fault = found->fault;
+  if (--found->fault.times == 0) faults_.erase(found);
+  return fault;
+}
+
+long FaultScript::remaining() const {
+  return std::accumulate(faults_.begin(), faults_.end(), 0L,
+                         [](long sum, const Scripted& next) { return sum + next.fault.times; });
+}
+
+json FaultScript::left() const {
+  json list = json::array();
+  for (const Scripted& next : faults_) {
+    json object = json::parse(next.source);
+    object["times"] = next.fault.times;
+    list.push_back(std::move(object));
+  }
+  return list;
+}
+
+}  // namespace corvane::sandbox

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "FaultScript.h"
+#include "Store.h"
+
+namespace corvane::sandbox {
+
+/// What the live page is told, as server-sent events: first everything that is known, then each thing as it happens.
+class Feed {
+ public:
+  using Publish = std::function<void(const std::string& event)>;
+
+  Feed(Store& store, const FaultScript& faults, Publish publish)
+      : store_(store), faults_(faults), publish_(std::move(publish)) {}
+
+  /// The stream's first event.
+  std::string beginning(const std::string& origin);
+
+  /// Tells every reader. `kind`: "link", "click", "arrival", "faults" or "cleared".
+  void announce(const std::string& kind, const nlohmann::json& row);
+
+ private:
+  nlohmann::json counts();
+
+  Store& store_;
+  const FaultScript& faults_;
+  Publish publish_;
+};
+
+}  // namespace corvane::sandbox

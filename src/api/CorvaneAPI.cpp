@@ -1,0 +1,107 @@
+#include "api/CorvaneAPI.h"
+
+#include <utility>
+
+#include "api/RetryLoop.h"
+#include "corvane/CorvaneError.h"
+#include "foundation/Unicode.h"
+#include "model/CodecFailure.h"
+
+namespace corvane {
+
+namespace asio = boost::asio;
+
+namespace {
+
+constexpr std::string_view kResolvePath = "/v1/links/resolve";
+constexpr std::string_view kOpenPath = "/v1/events/open";
+constexpr std::string_view kInstallPath = "/v1/events/install";
+constexpr std::string_view kEventPath = "/v1/events";
+
+template <class Request>
+std::string encodeBody(const Request& body) {
+  try {
+    return encode(body);
+  } catch (const EncodingFailure& failure) {
+    throw CorvaneError::decoding(std::string("Failed to encode request: ") + failure.what());
+  }
+}
+
+/// The answer that a final response holds.
+template <class Answer>
+Answer interpret(HTTPResponse response, Answer (*decode)(std::string_view)) {
+  if (response.statusCode == 401) throw CorvaneError::invalidAPIKey();
+  if (response.statusCode < 200 || response.statusCode > 299) {
+    std::optional<std::string> body;
+    if (isValidUTF8(response.body)) body = std::move(response.body);
+    throw CorvaneError::server(response.statusCode, std::move(body));
+  }
+  if (response.body.empty()) throw CorvaneError::emptyResponse();
+  try {
+    return decode(response.body);
+  } catch (const DecodingFailure& failure) {
+    throw CorvaneError::decoding(failure.what());
+  }
+}
+
+}  // namespace
+
+template <class Request>
+URLRequest CorvaneAPI::makeRequest(std::string_view path, const Request& body, Text idempotencyKey) const {
+  URLRequest request{.url = baseURL + std::string(path), .method = "POST", .headers = {}, .body = {}};
+  if (!isURL(request.url)) throw CorvaneError::invalidURL(request.url);
+  request.headers.emplace_back("Content-Type", "application/json");
+  if (apiKey) request.headers.emplace_back("X-Api-Key", *apiKey);
+  if (idempotencyKey) request.headers.emplace_back("Idempotency-Key", *std::move(idempotencyKey));
+  request.body = encodeBody(body);
+  return request;
+}
+
+URLRequest CorvaneAPI::makeGetRequest(std::string_view path, const std::vector<QueryItem>& items) const {
+  const std::string text = baseURL + std::string(path);
+  auto url = urlWithQuery(text, items);
+  if (!url) throw CorvaneError::invalidURL(text);
+  return {.url = *std::move(url), .method = "GET", .headers = {}, .body = {}};
+}
+
+template <class Answer>
+asio::awaitable<Answer> CorvaneAPI::perform(URLRequest request, Answer (*decode)(std::string_view)) const {
+  const RetryLoop loop{*http, *background, logger, retryPolicy};
+  HTTPResponse response = co_await loop.send(std::move(request));
+  co_return interpret(std::move(response), decode);
+}
+
+asio::awaitable<DeepLinkDTO> CorvaneAPI::resolveLink(Text url, Text host, Text slug) const {
+  logger.debug([] { return "GET " + std::string(kResolvePath); });
+  std::vector<QueryItem> items;
+  if (url) items.emplace_back("url", *std::move(url));
+  if (host) items.emplace_back("host", *std::move(host));
+  if (slug) items.emplace_back("slug", *std::move(slug));
+  URLRequest request = makeGetRequest(kResolvePath, items);
+  co_return co_await perform(std::move(request), decodeDeepLink);
+}
+
+asio::awaitable<EventResultDTO> CorvaneAPI::sendOpen(OpenRequest body, Text idempotencyKey) const {
+  logger.debug([] { return "POST " + std::string(kOpenPath); });
+  URLRequest request = makeRequest(kOpenPath, body, std::move(idempotencyKey));
+  co_return co_await perform(std::move(request), decodeEventResult);
+}
+
+asio::awaitable<EventResultDTO> CorvaneAPI::sendInstall(InstallRequest body, Text idempotencyKey) const {
+  logger.debug([] { return "POST " + std::string(kInstallPath); });
+  URLRequest request = makeRequest(kInstallPath, body, std::move(idempotencyKey));
+  co_return co_await perform(std::move(request), decodeEventResult);
+}
+
+asio::awaitable<EventAckDTO> CorvaneAPI::sendEvent(EventRequest body, Text idempotencyKey) const {
+  logger.debug([] { return "POST " + std::string(kEventPath); });
+  URLRequest request = makeRequest(kEventPath, body, std::move(idempotencyKey));
+  try {
+    co_return co_await perform(std::move(request), decodeEventAck);
+  } catch (const CorvaneError& error) {
+    if (error.case_() != CorvaneError::Case::emptyResponse) throw;
+    co_return EventAckDTO{};
+  }
+}
+
+}  // namespace corvane

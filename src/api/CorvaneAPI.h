@@ -1,0 +1,52 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "api/HTTPClient.h"
+#include "corvane/CorvaneRetryPolicy.h"
+#include "foundation/Background.h"
+#include "foundation/CorvaneLogger.h"
+#include "foundation/URL.h"
+#include "model/Answers.h"
+#include "model/Requests.h"
+
+namespace corvane {
+
+/// The client of the backend's four endpoints: builds the requests and reads the answers. A plain value; copies
+/// share the transport.
+///
+/// Every operation runs on the background executor and throws a `CorvaneError`, or `CorvaneCancellationError`
+/// when its task is cancelled between two tries. Nothing is logged on failure: that is the caller's.
+struct CorvaneAPI {
+  /// The backend's origin without a trailing slash; the paths are put behind it.
+  std::string baseURL;
+  std::shared_ptr<HTTPClient> http;
+  std::shared_ptr<Background> background;
+  CorvaneLogger logger;
+  /// Sent as "X-Api-Key" with the posts when present, also when empty.
+  std::optional<std::string> apiKey;
+  CorvaneRetryPolicy retryPolicy = CorvaneRetryPolicy::default_;
+
+  using Text = std::optional<std::string>;
+
+  /// Looks a link up without recording anything. Carries no key.
+  boost::asio::awaitable<DeepLinkDTO> resolveLink(Text url, Text host, Text slug) const;
+  boost::asio::awaitable<EventResultDTO> sendOpen(OpenRequest request, Text idempotencyKey) const;
+  boost::asio::awaitable<EventResultDTO> sendInstall(InstallRequest request, Text idempotencyKey) const;
+  /// An empty answer is success, without an id.
+  boost::asio::awaitable<EventAckDTO> sendEvent(EventRequest request, Text idempotencyKey) const;
+
+ private:
+  template <class Request>
+  URLRequest makeRequest(std::string_view path, const Request& body, Text idempotencyKey) const;
+  URLRequest makeGetRequest(std::string_view path, const std::vector<QueryItem>& items) const;
+  template <class Answer>
+  boost::asio::awaitable<Answer> perform(URLRequest request, Answer (*decode)(std::string_view)) const;
+};
+
+}  // namespace corvane

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <variant>
+
+#include "corvane/CorvaneCancellationError.h"
+#include "corvane/CorvaneError.h"
+
+namespace corvane {
+
+/// Why an operation failed, as a value: this is how failures travel between threads.
+using Failure = std::variant<CorvaneError, CorvaneCancellationError>;
+
+inline const std::exception& asException(const Failure& failure) {
+  return std::visit([](const std::exception& error) -> const std::exception& { return error; }, failure);
+}
+
+inline std::string descriptionOf(const Failure& failure) { return asException(failure).what(); }
+
+/// The failure that is being handled; to be called in a `catch` block. Anything but the two known kinds, such as
+/// a lack of memory, means that the operation did not get to its end.
+inline Failure currentFailure() {
+  try {
+    throw;
+  } catch (const CorvaneError& error) {
+    return error;
+  } catch (...) {
+    return CorvaneCancellationError();
+  }
+}
+
+}  // namespace corvane

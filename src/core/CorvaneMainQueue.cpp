@@ -1,0 +1,130 @@
+#include "corvane/CorvaneMainQueue.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "corvane/CorvanePasteboard.h"
+
+using Clock = std::chrono::steady_clock;
+
+CorvaneExecutor::~CorvaneExecutor() = default;
+CorvanePasteboard::~CorvanePasteboard() = default;
+
+/// The lock guards every field; functions run, are copied and die outside it.
+struct CorvaneMainQueue::State {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<std::function<void()>> waiting;
+  std::shared_ptr<const std::function<void()>> wakeUp;
+  std::thread::id owner;
+  bool stopped = false;
+
+  std::function<void()> takeFirst() {
+    const std::lock_guard lock(mutex);
+    if (waiting.empty()) return {};
+    std::function<void()> first = std::move(waiting.front());
+    waiting.pop_front();
+    return first;
+  }
+};
+
+CorvaneMainQueue::CorvaneMainQueue() : state_(std::make_unique<State>()) {}
+
+CorvaneMainQueue::~CorvaneMainQueue() {
+  // What dies here may post again.
+  while (state_->takeFirst()) {
+  }
+}
+
+const std::shared_ptr<CorvaneMainQueue>& CorvaneMainQueue::main() {
+  // Never destroyed: background work may post while the process ends.
+  static const auto* const queue = new std::shared_ptr(std::make_shared<CorvaneMainQueue>());
+  return *queue;
+}
+
+void CorvaneMainQueue::post(std::function<void()> function) {
+  std::shared_ptr<const std::function<void()>> wakeUp;
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->waiting.push_back(std::move(function));
+    wakeUp = state_->wakeUp;
+  }
+  state_->changed.notify_one();
+  if (wakeUp) (*wakeUp)();
+}
+
+bool CorvaneMainQueue::isCurrentThread() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->owner == std::this_thread::get_id();
+}
+
+void CorvaneMainQueue::run() {
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->owner = std::this_thread::get_id();
+  }
+  const auto stopped = [this] {
+    const std::lock_guard lock(state_->mutex);
+    return std::exchange(state_->stopped, false);
+  };
+  drainUntil(stopped, Clock::time_point::max());
+}
+
+std::size_t CorvaneMainQueue::poll() {
+  std::size_t waiting;
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->owner = std::this_thread::get_id();
+    waiting = state_->waiting.size();
+  }
+  // A nested wait may run some of them first.
+  std::size_t count = 0;
+  for (; count < waiting; ++count) {
+    const auto function = state_->takeFirst();
+    if (!function) break;
+    function();
+  }
+  return count;
+}
+
+void CorvaneMainQueue::stop() {
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->stopped = true;
+  }
+  // Wakes `run`, wherever the queue's thread sleeps.
+  post([] {});
+}
+
+void CorvaneMainQueue::onWakeUp(std::function<void()> hook) {
+  auto replacement = hook ? std::make_shared<const std::function<void()>>(std::move(hook)) : nullptr;
+  const std::lock_guard lock(state_->mutex);
+  state_->wakeUp.swap(replacement);
+}
+
+void CorvaneMainQueue::adoptCurrentThread() {
+  const std::lock_guard lock(state_->mutex);
+  if (state_->owner == std::thread::id()) state_->owner = std::this_thread::get_id();
+}
+
+/// Runs functions as they come until `done` or the deadline, and returns whether it was `done`.
+bool CorvaneMainQueue::drainUntil(const std::function<bool()>& done, Clock::time_point deadline) {
+  while (!done()) {
+    if (const auto function = state_->takeFirst()) {
+      function();
+      continue;
+    }
+    std::unique_lock lock(state_->mutex);
+    const auto hasWork = [this] { return !state_->waiting.empty(); };
+    if (deadline == Clock::time_point::max()) {
+      state_->changed.wait(lock, hasWork);
+    } else if (!state_->changed.wait_until(lock, deadline, hasWork)) {
+      lock.unlock();
+      return done();
+    }
+  }
+  return true;
+}

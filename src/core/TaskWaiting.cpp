@@ -1,0 +1,80 @@
+#include "core/TaskWaiting.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "corvane/CorvaneMainQueue.h"
+
+namespace corvane {
+
+bool TaskWaiting::isDone() const {
+  const std::lock_guard lock(mutex_);
+  return done_;
+}
+
+bool TaskWaiting::waitUntil(Clock::time_point deadline) {
+  const auto executor = main_.executor();
+  if (executor && executor->isCurrentThread() && !isDone()) {
+    auto* const queue = dynamic_cast<CorvaneMainQueue*>(executor.get());
+    if (queue == nullptr)
+      throw std::logic_error("waiting for a CorvaneTask on the main thread: use whenDone or co_await");
+    MainThread::releaseCallers();
+    // The queue sleeps on a condition of its own; an empty function wakes it.
+    onCompletion([main = main_] { main.post([] {}); });
+    return queue->drainUntil([this] { return isDone(); }, deadline);
+  }
+  std::unique_lock lock(mutex_);
+  const auto isComplete = [this] { return done_; };
+  if (deadline != Clock::time_point::max()) return completed_.wait_until(lock, deadline, isComplete);
+  completed_.wait(lock, isComplete);
+  return true;
+}
+
+void TaskWaiting::onCompletion(std::function<void()> continuation) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!done_) {
+      continuations_.push_back(std::move(continuation));
+      return;
+    }
+  }
+  continuation();
+}
+
+void TaskWaiting::continueOnMain(std::function<void(bool delivered)> continuation) {
+  auto shared = std::make_shared<std::function<void(bool)>>(std::move(continuation));
+  onCompletion([main = main_, shared] {
+    main.post([shared] { (*shared)(true); }, [shared] { (*shared)(false); });
+  });
+}
+
+void TaskWaiting::setCanceller(std::function<void()> canceller) {
+  const std::lock_guard lock(mutex_);
+  if (!done_) canceller_.swap(canceller);
+}
+
+void TaskWaiting::cancel() {
+  std::function<void()> canceller;
+  {
+    const std::lock_guard lock(mutex_);
+    canceller = canceller_;
+  }
+  if (canceller) canceller();
+}
+
+void TaskWaiting::complete(const std::function<void()>& publish) {
+  std::vector<std::function<void()>> continuations;
+  std::function<void()> canceller;
+  {
+    const std::lock_guard lock(mutex_);
+    if (done_) return;
+    publish();
+    done_ = true;
+    continuations.swap(continuations_);
+    canceller.swap(canceller_);
+  }
+  completed_.notify_all();
+  for (const auto& continuation : continuations) continuation();
+}
+
+}  // namespace corvane

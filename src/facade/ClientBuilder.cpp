@@ -1,0 +1,99 @@
+#include "facade/ClientBuilder.h"
+
+#include <optional>
+#include <utility>
+
+#include "corvane/CorvaneMainQueue.h"
+#include "facade/SharedSlot.h"
+#include "flows/ClickToken.h"
+#include "foundation/APIBaseURL.h"
+#include "foundation/StoreKeys.h"
+#include "model/CodecFailure.h"
+#include "model/ResultJSON.h"
+#include "platform/PreferencesPath.h"
+#include "platform/ProcessRuntime.h"
+#include "platform/SystemPasteboard.h"
+#include "platform/URLSession.h"
+#include "platform/URLSessionHTTPClient.h"
+#include "platform/UserDefaultsFlagStore.h"
+#include "platform/UserDefaultsStringStore.h"
+
+namespace corvane {
+namespace {
+
+std::shared_ptr<HTTPClient> makeHTTPClient(double requestTimeout) {
+  auto configuration = platform::URLSessionConfiguration::default_();
+  configuration.timeoutIntervalForRequest = requestTimeout;
+  configuration.timeoutIntervalForResource = requestTimeout;
+  configuration.waitsForConnectivity = true;
+  return std::make_shared<platform::URLSessionHTTPClient>(std::make_shared<platform::URLSession>(configuration),
+                                                          platform::processBackground()->executor());
+}
+
+/// The verdict of an earlier launch; one that cannot be read counts as none.
+std::optional<CorvaneAttribution> storedAttribution(const FlagStore& store) {
+  const auto data = store.dataForKey(keys::lastAttribution);
+  if (!data) return std::nullopt;
+  try {
+    return decodeStoredAttribution(*data);
+  } catch (const DecodingFailure&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::shared_ptr<platform::UserDefaults> standardUserDefaults(const CorvanePlatform& platform) {
+  // Kept open between clients: closing a database writes it out, on whatever thread drops the last client.
+  static auto* const current = new SharedSlot<std::shared_ptr<platform::UserDefaults>>();
+  const auto file = platform.preferencesFile.empty()
+                        ? platform::defaultPreferencesFile(platform.applicationIdentifier)
+                        : platform.preferencesFile;
+  auto defaults = platform::UserDefaults::open(file);
+  current->set(defaults);
+  return defaults;
+}
+
+std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform) {
+  return platform.mainExecutor ? platform.mainExecutor : CorvaneMainQueue::main();
+}
+
+std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
+                                             const CorvanePlatform& platform) {
+  const CorvaneLogger logger{options.logEnabled, options.logLevel};
+  const auto defaults = standardUserDefaults(platform);
+  defaults->reportProblemsTo([logger](const std::string& text) { logger.warning([&] { return text; }); });
+
+  const CorvaneAPI api{.baseURL = defaultAPIBaseURL(),
+                       .http = makeHTTPClient(options.requestTimeout),
+                       .background = platform::processBackground(),
+                       .logger = logger,
+                       .apiKey = std::move(apiKey),
+                       .retryPolicy = options.retryPolicy};
+  const DeviceIdentity identity{
+      std::make_shared<platform::UserDefaultsStringStore>(defaults, std::string(keys::prefix)),
+      std::string(keys::deviceId)};
+  const DeviceInfo info{.bundleId = platform.applicationIdentifier};
+  const auto flags = std::make_shared<platform::UserDefaultsFlagStore>(defaults, std::string(keys::prefix));
+  const auto queue = std::make_shared<EventQueue>(flags, std::string(keys::eventQueue), logger);
+  const std::string deviceId = identity.deviceIdOrCreate();
+  const auto pasteboard = std::make_shared<platform::SystemPasteboard>(platform.pasteboard);
+  const auto executor = mainExecutor(platform);
+  const auto core = std::make_shared<ClientCore>(MainThread(executor), storedAttribution(*flags));
+  const Consent consent{flags, options.requireConsent};
+  const auto installTracking = std::make_shared<InstallTracking>(InstallTracking::Collaborators{
+      .core = core,
+      .api = api,
+      .logger = logger,
+      .deviceInfo = info,
+      .deviceId = deviceId,
+      .flagStore = flags,
+      .consent = consent,
+      .clickToken = {options.clickTokenSource, flags, pasteboard, logger},
+      .eventQueue = queue});
+  return std::make_unique<Corvane::Client>(Corvane::Client{std::move(options), logger, api, identity, info,
+                                                           deviceId, flags, queue, pasteboard, executor, core,
+                                                           consent, installTracking});
+}
+
+}  // namespace corvane

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "corvane/CorvaneOptions.h"
+#include "corvane/CorvanePlatform.h"
+#include "facade/Client.h"
+#include "platform/UserDefaults.h"
+
+namespace corvane {
+
+/// The preferences of the application that `platform` describes.
+std::shared_ptr<platform::UserDefaults> standardUserDefaults(const CorvanePlatform& platform);
+
+/// The main executor that `platform` names, or the library's own queue.
+std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform);
+
+/// Puts a client together: the composition root, the one place where the flows meet the platform. Reads and writes
+/// the preferences, sends nothing, cannot fail.
+std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
+                                             const CorvanePlatform& platform);
+
+}  // namespace corvane

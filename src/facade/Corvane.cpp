@@ -1,0 +1,101 @@
+#include "corvane/Corvane.h"
+
+#include <utility>
+
+#include "corvane/CorvaneMainQueue.h"
+#include "facade/ClientBuilder.h"
+#include "facade/SharedSlot.h"
+#include "foundation/StandardOutput.h"
+#include "foundation/StoreKeys.h"
+#include "foundation/Unicode.h"
+
+namespace keys = corvane::keys;
+
+namespace {
+
+/// Both slots are never destroyed: a host may ask for the client while static objects die.
+corvane::SharedSlot<std::shared_ptr<Corvane>>& sharedClient() {
+  static auto* const slot = new corvane::SharedSlot<std::shared_ptr<Corvane>>();
+  return *slot;
+}
+
+corvane::SharedSlot<CorvanePlatform>& currentPlatform() {
+  static auto* const slot = new corvane::SharedSlot<CorvanePlatform>();
+  return *slot;
+}
+
+}  // namespace
+
+std::shared_ptr<Corvane> Corvane::configure(std::string_view apiKey, CorvaneOptions options) {
+  std::string key(corvane::trimmed(apiKey));
+  if (key.empty()) throw CorvaneError::missingAPIKey();
+
+  const CorvanePlatform platform = currentPlatform().get();
+  const auto executor = corvane::mainExecutor(platform);
+  if (auto* const queue = dynamic_cast<CorvaneMainQueue*>(executor.get())) queue->adoptCurrentThread();
+
+  const std::shared_ptr<Corvane> made(
+      new Corvane(corvane::buildClient(std::move(key), std::move(options), platform)));
+  sharedClient().set(made);
+  const Client& client = *made->client_;
+  client.logger.info([&] { return "Configured — base URL: " + client.api.baseURL; });
+  client.eventQueue->flush(client.api);
+  if (client.options.autoTrackInstall) made->trackInstall(false);
+  return made;
+}
+
+std::shared_ptr<Corvane> Corvane::shared() { return sharedClient().get(); }
+
+void Corvane::setShared(std::shared_ptr<Corvane> client) { sharedClient().set(std::move(client)); }
+
+void Corvane::setPlatform(CorvanePlatform platform) { currentPlatform().set(std::move(platform)); }
+
+void Corvane::resetForTesting() {
+  const auto defaults = corvane::standardUserDefaults(currentPlatform().get());
+  const auto full = [](std::string_view key) { return std::string(keys::prefix) + "." + std::string(key); };
+  for (const auto key : {keys::installTracked, keys::deferredRouted, keys::lastAttribution, keys::eventQueue,
+                         keys::consentSet, keys::consentGranted, keys::deviceId})
+    defaults->removeObjectForKey(full(key));
+  corvane::writeToStandardOutput("[Corvane] Reset for testing — next launch will send a fresh install event\n");
+}
+
+Corvane::Corvane(std::unique_ptr<Client> client) : client_(std::move(client)) {}
+Corvane::~Corvane() = default;
+
+const CorvaneOptions& Corvane::options() const noexcept { return client_->options; }
+
+void Corvane::onAttribution(AttributionCallback callback) { client_->core->onAttribution(std::move(callback)); }
+
+void Corvane::onLink(LinkCallback callback) { client_->core->onLink(std::move(callback)); }
+
+void Corvane::onError(ErrorCallback callback) { client_->core->onError(std::move(callback)); }
+
+std::optional<CorvaneAttribution> Corvane::lastAttribution() const { return client_->core->lastAttribution(); }
+
+std::optional<CorvaneDeepLink> Corvane::lastDeepLink() const { return client_->core->lastDeepLink(); }
+
+void Corvane::setConsent(bool isGranted) {
+  client_->consent.store(isGranted);
+  if (!isGranted) {
+    client_->logger.info([] { return "Consent denied — dropping queued events"; });
+    client_->eventQueue->clear();
+    return;
+  }
+  client_->logger.info([] { return "Consent granted"; });
+  if (client_->options.autoTrackInstall) trackInstall(false);
+  client_->eventQueue->flush(client_->api);
+}
+
+void Corvane::trackInstall(bool force) { client_->installTracking->trackInstall(force); }
+
+void Corvane::trackInstall(std::string_view clickToken, bool force) {
+  client_->installTracking->trackInstall(std::string(clickToken), force);
+}
+
+CorvaneTask<CorvaneAttribution> Corvane::trackInstallAsync(bool force) {
+  return client_->installTracking->trackInstallAsync(force);
+}
+
+CorvaneTask<CorvaneAttribution> Corvane::trackInstallAsync(std::string_view clickToken, bool force) {
+  return client_->installTracking->trackInstallAsync(std::string(clickToken), force);
+}

@@ -1,0 +1,52 @@
+#include "flows/ClickToken.h"
+
+#include <algorithm>
+
+#include "foundation/StoreKeys.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::string_view kMarker = "cv_click=";
+constexpr std::size_t kTokenLength = 32;
+
+bool isTokenDigit(char character) {
+  return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
+}
+
+}  // namespace
+
+std::optional<std::string> findClickToken(std::string_view text) {
+  for (auto at = text.find(kMarker); at != text.npos; at = text.find(kMarker, at + kMarker.size())) {
+    const std::string_view token = text.substr(at + kMarker.size(), kTokenLength);
+    if (token.size() == kTokenLength && std::ranges::all_of(token, isTokenDigit)) return std::string(token);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> ClickToken::automaticClickToken() const {
+  if (source != CorvaneClickTokenSource::automatic) return std::nullopt;
+  if (flagStore->boolForKey(keys::deferredRouted)) return std::nullopt;
+  const auto text = pasteboard->string();
+  return text ? extractClickToken(*text) : std::nullopt;
+}
+
+std::optional<std::string> ClickToken::handedInClickToken(std::string_view text) const {
+  if (source != CorvaneClickTokenSource::none) return extractClickToken(text);
+  logger.info([] {
+    return "clickTokenSource is .none — ignoring the pasted token; install stays probabilistic";
+  });
+  return std::nullopt;
+}
+
+/// Whatever the text's origin, a token that is found empties the pasteboard: it has served.
+std::optional<std::string> ClickToken::extractClickToken(std::string_view text) const {
+  auto token = findClickToken(text);
+  if (token) {
+    pasteboard->clear();
+    logger.debug([] { return "Deferred click token read; pasteboard cleared"; });
+  }
+  return token;
+}
+
+}  // namespace corvane

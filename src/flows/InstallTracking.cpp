@@ -1,0 +1,169 @@
+#include "flows/InstallTracking.h"
+
+#include <utility>
+
+#include "core/Operation.h"
+#include "foundation/StoreKeys.h"
+#include "model/CodecFailure.h"
+#include "model/ResultJSON.h"
+
+namespace corvane {
+
+namespace asio = boost::asio;
+
+void InstallTracking::trackInstall(bool force) {
+  startDetached([](const ClickToken& token) { return token.automaticClickToken(); }, force);
+}
+
+void InstallTracking::trackInstall(std::string text, bool force) {
+  startDetached([text = std::move(text)](const ClickToken& token) { return token.handedInClickToken(text); },
+                force);
+}
+
+CorvaneTask<CorvaneAttribution> InstallTracking::trackInstallAsync(bool force) {
+  return startAwaited([](const ClickToken& token) { return token.automaticClickToken(); }, force);
+}
+
+CorvaneTask<CorvaneAttribution> InstallTracking::trackInstallAsync(std::string text, bool force) {
+  return startAwaited([text = std::move(text)](const ClickToken& token) { return token.handedInClickToken(text); },
+                      force);
+}
+
+void InstallTracking::startDetached(TokenSource source, bool force) {
+  spawn(c.api.background, [weak = weak_from_this(), source = std::move(source), force] {
+    return reportFailure(weak, source, force);
+  });
+}
+
+asio::awaitable<void> InstallTracking::reportFailure(Weak weak, TokenSource source, bool force) {
+  const Self self = weak.lock();
+  if (!self) co_return;
+  try {
+    Token token = source(self->c.clickToken);
+    co_await self->trackInstallCore(std::move(token), force);
+  } catch (...) {
+    const Failure failure = currentFailure();
+    self->c.logger.error([&] { return "Install tracking failed: " + descriptionOf(failure); });
+    self->c.core->deliverError(failure);
+  }
+}
+
+CorvaneTask<CorvaneAttribution> InstallTracking::startAwaited(TokenSource source, bool force) {
+  auto state = std::make_shared<ClientCore::InstallTask>(c.core->mainThread());
+  Body<CorvaneAttribution> body = [weak = weak_from_this(), source = std::move(source),
+                                   force]() -> asio::awaitable<CorvaneAttribution> {
+    const Self self = weak.lock();
+    if (!self) throw CorvaneCancellationError();
+    Token token = source(self->c.clickToken);
+    co_return co_await self->trackInstallCore(std::move(token), force);
+  };
+  start(c.api.background, state, std::move(body));
+  return CorvaneTask<CorvaneAttribution>(state);
+}
+
+asio::awaitable<CorvaneAttribution> InstallTracking::trackInstallCore(Token token, bool force) {
+  if (!force) {
+    if (auto skipped = skipResult()) co_return *std::move(skipped);
+  }
+  auto run = startOrJoin(std::move(token));
+  co_return co_await join(std::move(run));
+}
+
+/// What a call that is not forced gives where there is nothing to report; none where there is.
+std::optional<CorvaneAttribution> InstallTracking::skipResult() const {
+  if (c.flagStore->boolForKey(keys::installTracked)) {
+    c.logger.info([] { return "Install already tracked — skipping network call"; });
+  } else if (!c.consent.hasConsent() && c.flagStore->boolForKey(keys::deferredRouted)) {
+    c.logger.info([] { return "Deferred link already routed — holding for consent before counting"; });
+  } else {
+    return std::nullopt;
+  }
+  return c.core->lastAttribution().value_or(CorvaneAttribution(std::nullopt, false, std::nullopt));
+}
+
+std::shared_ptr<ClientCore::InstallTask> InstallTracking::startOrJoin(Token token) {
+  const auto candidate = std::make_shared<ClientCore::InstallTask>(c.core->mainThread());
+  auto run = c.core->installTaskOr(candidate);
+  if (run != candidate) return run;
+  Body<CorvaneAttribution> body = [weak = weak_from_this(),
+                                   token = std::move(token)]() -> asio::awaitable<CorvaneAttribution> {
+    const Self self = weak.lock();
+    if (!self) throw CorvaneCancellationError();
+    co_return co_await self->runInstall(token);
+  };
+  start(c.api.background, run, std::move(body), [weak = std::weak_ptr(c.core)] {
+    if (const auto core = weak.lock()) core->clearInstallTask();
+  });
+  return run;
+}
+
+asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
+  // Read once: what is sent and every decision below agree, whatever the user answers meanwhile.
+  const bool consent = c.consent.hasConsent();
+  const bool routed = c.flagStore->boolForKey(keys::deferredRouted);
+  c.logger.info(
+      [&] { return std::string("Sending install event… (consent: ") + (consent ? "true)" : "false)"); });
+
+  InstallRequest request = makeRequest(token, consent);
+  std::optional<std::string> idempotencyKey = "install:" + c.deviceId;
+  EventResultDTO answer = co_await c.api.sendInstall(std::move(request), std::move(idempotencyKey));
+
+  std::optional<CorvaneDeepLink> link;
+  if (answer.deepLink) link = toDeepLink(*std::move(answer.deepLink));
+  const CorvaneAttribution attribution(answer.id, consent && answer.attributed, std::move(link));
+  persistAttribution(attribution);
+  const bool routeDeepLink = decideRouting(attribution, token, consent, routed);
+
+  std::function<void()> deliver = [core = c.core, attribution, routeDeepLink] {
+    core->deliverAttribution(attribution, routeDeepLink);
+  };
+  co_await c.core->mainThread().call(std::move(deliver));
+  co_return attribution;
+}
+
+InstallRequest InstallTracking::makeRequest(const Token& token, bool consent) const {
+  return {.identifier = c.deviceInfo.bundleId,
+          .platform = c.deviceInfo.platform,
+          .clickId = token,
+          .deviceId = c.deviceId,
+          .consent = consent};
+}
+
+void InstallTracking::persistAttribution(const CorvaneAttribution& attribution) {
+  std::optional<std::string> data;
+  try {
+    data = encode(attribution);
+  } catch (const EncodingFailure&) {
+    // Without a stored form the verdict lives in memory only.
+  }
+  c.core->setLastAttribution(attribution);
+  c.flagStore->setData(data, keys::lastAttribution);
+}
+
+/// Counts the install where it may be counted, and decides whether the deferred link is to be routed: the first
+/// time that there is one, with or without consent.
+bool InstallTracking::decideRouting(const CorvaneAttribution& attribution, const Token& token, bool consent,
+                                    bool routed) {
+  const auto& link = attribution.deepLink();
+  const bool route = !routed && link && link->hasRoutableDestination();
+  if (route) c.flagStore->setBool(true, keys::deferredRouted);
+  if (consent) {
+    count(attribution, token);
+  } else if (route) {
+    c.logger.info([] { return "Install not counted (no consent) — routing the deferred link only"; });
+  } else {
+    c.logger.info([] { return "Install not counted (no consent) — no deferred link to route"; });
+  }
+  return route;
+}
+
+void InstallTracking::count(const CorvaneAttribution& attribution, const Token& token) {
+  c.flagStore->setBool(true, keys::installTracked);
+  c.eventQueue->flush(c.api);
+  c.logger.info([&]() -> std::string {
+    if (!attribution.attributed()) return "Organic install (no attribution match)";
+    return token ? "Install attributed (deterministic click token)" : "Install attributed";
+  });
+}
+
+}  // namespace corvane

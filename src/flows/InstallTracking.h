@@ -1,0 +1,69 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "api/CorvaneAPI.h"
+#include "core/ClientCore.h"
+#include "core/Consent.h"
+#include "flows/ClickToken.h"
+#include "flows/EventQueue.h"
+#include "foundation/DeviceInfo.h"
+#include "foundation/FlagStore.h"
+
+namespace corvane {
+
+/// Reports the first launch, once per installation, and acts on the verdict.
+///
+/// The four public forms are called from any thread and return at once; everything else runs on the background
+/// executor. Background work holds this object, and with it the client, weakly until it runs and strongly while it
+/// does. One run is in flight at most; it is a task of its own, which callers share and none of them can stop.
+class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
+ public:
+  /// What the client hands to this flow.
+  struct Collaborators {
+    std::shared_ptr<ClientCore> core;
+    CorvaneAPI api;
+    CorvaneLogger logger;
+    DeviceInfo deviceInfo;
+    std::string deviceId;
+    std::shared_ptr<FlagStore> flagStore;
+    Consent consent;
+    ClickToken clickToken;
+    std::shared_ptr<EventQueue> eventQueue;
+  };
+
+  explicit InstallTracking(Collaborators collaborators) : c(std::move(collaborators)) {}
+
+  void trackInstall(bool force);
+  void trackInstall(std::string clickToken, bool force);
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(bool force);
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string clickToken, bool force);
+
+ private:
+  using Token = std::optional<std::string>;
+  using TokenSource = std::function<Token(const ClickToken&)>;
+  using Self = std::shared_ptr<InstallTracking>;
+  using Weak = std::weak_ptr<InstallTracking>;
+
+  void startDetached(TokenSource source, bool force);
+  CorvaneTask<CorvaneAttribution> startAwaited(TokenSource source, bool force);
+  static boost::asio::awaitable<void> reportFailure(Weak weak, TokenSource source, bool force);
+
+  boost::asio::awaitable<CorvaneAttribution> trackInstallCore(Token token, bool force);
+  std::optional<CorvaneAttribution> skipResult() const;
+  std::shared_ptr<ClientCore::InstallTask> startOrJoin(Token token);
+  boost::asio::awaitable<CorvaneAttribution> runInstall(Token token);
+
+  InstallRequest makeRequest(const Token& token, bool consent) const;
+  void persistAttribution(const CorvaneAttribution& attribution);
+  bool decideRouting(const CorvaneAttribution& attribution, const Token& token, bool consent, bool routed);
+  void count(const CorvaneAttribution& attribution, const Token& token);
+
+  const Collaborators c;
+};
+
+}  // namespace corvane

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/awaitable.hpp>
+#include <chrono>
+#include <functional>
+
+namespace corvane {
+
+/// How a wait ended.
+enum class WaitEnd { elapsed, cancelled, exiting };
+
+/// Where background work runs, and how it waits. One thread: everything that runs here is in order with
+/// everything else that does, and yields only where it suspends.
+class Background {
+ public:
+  virtual ~Background() = default;
+
+  virtual boost::asio::any_io_executor executor() const = 0;
+
+  /// Runs `function` later on the background thread, never inside this call. From any thread, under no lock. At
+  /// the end of the process the function may be destroyed without having run.
+  virtual void post(std::function<void()> function) = 0;
+
+  /// Suspends the calling task for `duration`. Ends early when the task is cancelled, also when it already was,
+  /// and when the process exits.
+  virtual boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) = 0;
+};
+
+}  // namespace corvane

@@ -1,0 +1,78 @@
+#include "platform/BackgroundExecutor.h"
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <utility>
+
+#include "foundation/Suspend.h"
+#include "platform/QuietThread.h"
+
+namespace corvane::platform {
+
+namespace asio = boost::asio;
+
+BackgroundExecutor::BackgroundExecutor() {
+  thread_ = startQuietThread([this] { run(); });
+}
+
+BackgroundExecutor::~BackgroundExecutor() {
+  context_.stop();
+  if (thread_.joinable()) thread_.join();
+}
+
+asio::any_io_executor BackgroundExecutor::executor() const { return context_.get_executor(); }
+
+void BackgroundExecutor::post(std::function<void()> function) {
+  const std::lock_guard lock(mutex_);
+  if (!closed_) asio::post(context_, std::move(function));
+}
+
+asio::awaitable<WaitEnd> BackgroundExecutor::wait(std::chrono::nanoseconds duration) {
+  // A cancel that came before the timer waits would not end it.
+  const bool alreadyCancelled = co_await isCancelled();
+  if (alreadyCancelled) co_return WaitEnd::cancelled;
+  if (exiting_) co_return WaitEnd::exiting;
+  asio::steady_timer timer(context_, duration);
+  waits_.insert(&timer);
+  co_await timer.async_wait(asio::as_tuple(asio::use_awaitable));
+  waits_.erase(&timer);
+  const bool cancelled = co_await isCancelled();
+  if (cancelled) co_return WaitEnd::cancelled;
+  co_return exiting_ ? WaitEnd::exiting : WaitEnd::elapsed;
+}
+
+/// The background thread.
+void BackgroundExecutor::run() {
+  const auto work = asio::make_work_guard(context_);
+  context_.run();
+  endWaits();
+  context_.restart();
+  while (context_.poll() > 0) {
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
+  }
+  // What came in before the door closed.
+  while (context_.poll() > 0) {
+  }
+  ended_.set_value();
+}
+
+void BackgroundExecutor::endWaits() {
+  exiting_ = true;
+  for (asio::steady_timer* timer : waits_) timer->cancel();
+}
+
+void BackgroundExecutor::shutDown(std::chrono::milliseconds bound) {
+  context_.stop();
+  if (ended_.get_future().wait_for(bound) == std::future_status::ready) {
+    thread_.join();
+  } else {
+    thread_.detach();
+  }
+}
+
+}  // namespace corvane::platform

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "foundation/Background.h"
+
+namespace corvane::platform {
+
+/// The process's background executor: one thread with all signals blocked, asleep while there is nothing to do.
+///
+/// The one of the process is never destroyed, so that a thread which still works at the end finds it.
+class BackgroundExecutor final : public Background {
+ public:
+  BackgroundExecutor();
+  ~BackgroundExecutor() override;
+
+  boost::asio::any_io_executor executor() const override;
+  void post(std::function<void()> function) override;
+  boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override;
+
+  /// Ends every wait as `exiting`, runs what is ready and what that makes ready, and joins the thread. Work that
+  /// does not end within `bound`, because host code in it blocks, is left behind. Later posts are refused. Called
+  /// at most once, not on the background thread.
+  void shutDown(std::chrono::milliseconds bound);
+
+ private:
+  void run();
+  void endWaits();
+
+  mutable boost::asio::io_context context_{1};
+  std::promise<void> ended_;
+  /// Touched on the background thread only.
+  std::set<boost::asio::steady_timer*> waits_;
+  bool exiting_ = false;
+
+  std::mutex mutex_;
+  /// Guarded by `mutex_`; posts are refused once set.
+  bool closed_ = false;
+
+  std::thread thread_;
+};
+
+}  // namespace corvane::platform

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+
+/// The preferences file as the file system sees it: its folder, its companions, its creation and its setting
+/// aside. What is inside is the subject of `PreferencesDatabase`.
+///
+/// Nothing here ever opens an existing preferences file: closing any descriptor of it would drop every lock
+/// that SQLite holds on it in this process (POSIX record locks belong to the process, not to the descriptor).
+namespace corvane::platform {
+
+/// Held while a preferences file is created, opened or set aside, so that two processes, or two connections
+/// of one, never do these to the same file at once: a file that is set aside takes its log with it, never the
+/// log of a fresh file, and a process never sets aside the file that another has just begun.
+///
+/// It is an advisory lock on the folder itself: it leaves no file behind and ends with its holder.
+class PreferencesFolderLock {
+ public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  /// Makes the folder (mode 0700, and missing ones above it) and locks it; waits for another holder until the
+  /// given time. Throws PreferencesFailure.
+  PreferencesFolderLock(const std::filesystem::path& file, TimePoint waitUntil);
+  ~PreferencesFolderLock();
+  PreferencesFolderLock(const PreferencesFolderLock&) = delete;
+  PreferencesFolderLock& operator=(const PreferencesFolderLock&) = delete;
+
+  /// Creates the file, empty and with mode 0600, unless it exists. Throws PreferencesFailure.
+  void createFileIfMissing() const;
+
+  /// Throws PreferencesFailure unless the file and those that SQLite keeps beside it are regular files or
+  /// absent: opening a FIFO would wait for ever.
+  void requireRegularFiles() const;
+
+  /// Renames the file and its companions to `<name>.corrupt-<UTC time>…`, never over anything that exists,
+  /// and returns the new name. Throws PreferencesFailure. The file itself goes last: whoever dies in between
+  /// leaves no log or journal that SQLite would apply to a fresh file.
+  std::filesystem::path setFileAside() const;
+
+  /// True when there is a write-ahead log with something in it.
+  bool hasLog() const;
+
+ private:
+  std::filesystem::path companion(const char* suffix) const;
+  void syncFolder() const;
+
+  std::filesystem::path file_;
+  int folder_ = -1;
+};
+
+}  // namespace corvane::platform

@@ -1,0 +1,48 @@
+#include "platform/ProcessRuntime.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+
+#include "platform/BackgroundExecutor.h"
+#include "platform/Transport.h"
+
+namespace corvane::platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct ProcessRuntime {
+  pid_t process;
+  std::shared_ptr<BackgroundExecutor> executor;
+  std::shared_ptr<Background> background;
+};
+
+/// Never destroyed: background work may outlive every static object.
+ProcessRuntime* runtime = nullptr;
+
+void endAtExit() {
+  if (runtime->process != getpid()) return;
+  Transport::shared().shutDown(200ms);
+  runtime->executor->shutDown(200ms);
+}
+
+ProcessRuntime* makeRuntime() {
+  // Initialises libcurl, and OpenSSL with it, which registers an exit hook of its own. Ours is registered after it
+  // and so runs before it.
+  Transport::shared();
+  auto executor = std::make_shared<BackgroundExecutor>();
+  runtime = new ProcessRuntime{getpid(), executor, executor};
+  std::atexit(endAtExit);
+  return runtime;
+}
+
+}  // namespace
+
+const std::shared_ptr<Background>& processBackground() {
+  static const ProcessRuntime* const made = makeRuntime();
+  return made->background;
+}
+
+}  // namespace corvane::platform

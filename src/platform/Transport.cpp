@@ -1,0 +1,144 @@
+#include "platform/Transport.h"
+
+#include <curl/curl.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <system_error>
+#include <utility>
+
+#include "platform/TransportExchange.h"
+#include "platform/TransportLoop.h"
+
+namespace corvane::platform {
+
+namespace {
+
+constexpr const char* kExiting = "the process is exiting";
+
+/// Blocks every signal of the calling thread for the life of this object; threads made meanwhile inherit that.
+class AllSignalsBlocked {
+ public:
+  AllSignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+/// Once per process and never undone: the host may use libcurl too, before and after, and counts for itself.
+CURLcode initialiseLibcurl() {
+  static const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
+  return code;
+}
+
+}  // namespace
+
+Transport& Transport::shared() {
+  static Transport* const transport = new Transport;
+  return *transport;
+}
+
+Transport::Transport() {
+  if (const CURLcode code = initialiseLibcurl(); code != CURLE_OK) {
+    refusal_ = curl_easy_strerror(code);
+    return;
+  }
+  loop_ = std::make_unique<TransportLoop>();
+  if (loop_->isUsable()) {
+    startThread();
+  } else {
+    refusal_ = curl_easy_strerror(CURLE_FAILED_INIT);
+  }
+}
+
+Transport::~Transport() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (refusal_.empty()) {
+      refusal_ = kExiting;
+      loop_->wake();
+    }
+  }
+  if (thread_.joinable()) thread_.join();
+}
+
+void Transport::startThread() {
+  try {
+    const AllSignalsBlocked blocked;
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::system_error& error) {
+    refusal_ = std::string("no thread for the transport: ") + error.what();
+  }
+}
+
+Transport::ExchangeID Transport::begin(URLRequest request, const URLSessionConfiguration& configuration,
+                                       Completion completion) {
+  auto exchange = std::make_unique<TransportExchange>();
+  exchange->request = std::move(request);
+  exchange->configuration = configuration;
+  exchange->completion = std::move(completion);
+  std::string refusal;
+  ExchangeID id;
+  {
+    const std::lock_guard lock(mutex_);
+    id = exchange->id = ++lastID_;
+    refusal = refusal_;
+    if (refusal.empty()) {
+      mail_.begun.push_back(std::move(exchange));
+      loop_->wake();
+    }
+  }
+  if (!refusal.empty()) exchange->completion(std::move(refusal));
+  return id;
+}
+
+void Transport::cancel(ExchangeID exchange) {
+  const std::lock_guard lock(mutex_);
+  if (!refusal_.empty()) return;  // everything is being ended anyway
+  mail_.cancelled.push_back(exchange);
+  loop_->wake();
+}
+
+bool Transport::shutDown(std::chrono::milliseconds bound) {
+  std::unique_lock lock(mutex_);
+  if (refusal_.empty()) {
+    refusal_ = kExiting;
+    loop_->wake();
+  }
+  if (!thread_.joinable()) return true;
+  if (!threadEnd_.wait_for(lock, bound, [this] { return threadEnded_; })) return false;
+  // What is left of the thread after `threadEnded_` takes no lock, so joining under this one cannot hang; the
+  // lock makes a second caller wait for the join.
+  thread_.join();
+  return true;
+}
+
+void Transport::run() {
+  pthread_setname_np(pthread_self(), "corvane-http");
+  std::string leaving;
+  while (leaving.empty()) {
+    Mail mail;
+    {
+      const std::lock_guard lock(mutex_);
+      std::swap(mail, mail_);
+      leaving = refusal_;
+    }
+    for (auto& exchange : mail.begun) loop_->enqueue(std::move(exchange));
+    for (const ExchangeID exchange : mail.cancelled) loop_->cancel(exchange);
+    if (leaving.empty()) loop_->turn();
+  }
+  loop_->abandon(leaving);
+  loop_.reset();
+  const std::lock_guard lock(mutex_);
+  threadEnded_ = true;
+  threadEnd_.notify_all();
+}
+
+}  // namespace corvane::platform

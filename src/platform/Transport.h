@@ -1,0 +1,79 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "api/URLRequest.h"
+#include "platform/URLSessionConfiguration.h"
+#include "platform/URLSessionResult.h"
+
+namespace corvane::platform {
+
+struct TransportExchange;
+class TransportLoop;
+
+/// The transport thread and the mailbox in front of it.
+///
+/// One thread runs every exchange of the process on one libcurl multi handle (`TransportLoop`, which only that
+/// thread touches). Other threads reach it through the mailbox: begun exchanges and cancellations are put in
+/// under `mutex_`, and a wake-up makes the thread take them out. The mutex is never held while a completion
+/// runs, nor while libcurl works. With nothing to do the thread sleeps until it is woken.
+///
+/// The thread blocks all signals, and so do libcurl's look-up threads, which inherit its mask.
+class Transport {
+ public:
+  using Completion = std::function<void(URLSessionResult)>;
+  using ExchangeID = std::uint64_t;
+
+  /// The process's transport: made on first use (libcurl is initialised before anything else) and never
+  /// destroyed, so that it may be used at any time until the process is gone. Any thread.
+  static Transport& shared();
+
+  Transport();
+  /// Shuts down and waits for the thread, however long it takes. Nobody may be inside a call.
+  ~Transport();
+  Transport(const Transport&) = delete;
+  Transport& operator=(const Transport&) = delete;
+
+  /// Begins an exchange, or puts it in the line when enough are at work. Any thread, never blocks.
+  /// `completion`: see `URLSession::data`.
+  ExchangeID begin(URLRequest request, const URLSessionConfiguration& configuration, Completion completion);
+
+  /// Aborts the exchange, in the line or in flight. Without effect once it has ended. Any thread.
+  void cancel(ExchangeID exchange);
+
+  /// Ends every exchange, now and from here on, with the text "the process is exiting", closes all sockets and
+  /// ends the thread. Returns true when the thread has ended within `bound`; otherwise it is left behind, and
+  /// may still be inside a completion. Any thread but the transport's own; a second call just waits. Never to
+  /// be called in a forked child, where the thread does not exist.
+  bool shutDown(std::chrono::milliseconds bound);
+
+ private:
+  struct Mail {
+    std::vector<std::unique_ptr<TransportExchange>> begun;
+    std::vector<ExchangeID> cancelled;
+  };
+
+  void startThread();
+  void run();
+
+  std::mutex mutex_;
+  Mail mail_;                 // under mutex_
+  ExchangeID lastID_ = 0;     // under mutex_
+  std::string refusal_;       // under mutex_: why no exchange is taken any more; empty while they are
+  bool threadEnded_ = false;  // under mutex_
+  std::condition_variable threadEnd_;
+  /// Used by the thread alone, except for `wake`, which others call under `mutex_` while `refusal_` is empty:
+  /// the thread destroys the loop only after it has seen a refusal.
+  std::unique_ptr<TransportLoop> loop_;
+  std::thread thread_;
+};
+
+}  // namespace corvane::platform

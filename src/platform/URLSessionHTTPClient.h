@@ -1,0 +1,27 @@
+#pragma once
+
+#include <boost/asio/any_io_executor.hpp>
+#include <memory>
+
+#include "api/HTTPClient.h"
+
+namespace corvane::platform {
+
+class URLSession;
+
+/// The library's `HTTPClient`: the exchanges of one `URLSession` as awaitables.
+///
+/// No state of its own between calls. `send` is called on the background executor, which runs one function at
+/// a time, and resumes there; cancellation is emitted there too.
+class URLSessionHTTPClient : public HTTPClient {
+ public:
+  URLSessionHTTPClient(std::shared_ptr<URLSession> session, boost::asio::any_io_executor background);
+
+  boost::asio::awaitable<HTTPResponse> send(URLRequest request) override;
+
+ private:
+  std::shared_ptr<URLSession> session_;
+  boost::asio::any_io_executor background_;
+};
+
+}  // namespace corvane::platform

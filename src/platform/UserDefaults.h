@@ -1,0 +1,88 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/PreferencesDatabase.h"
+
+namespace corvane::platform {
+
+/// The application's preferences: text keys to typed values, in one SQLite file that several processes may
+/// share.
+///
+/// A read sees every earlier write of any process; a write is synced when it returns. Where the file cannot
+/// be written, the value lives in memory, where this process reads it, and each later write tries the file
+/// again and takes along, in the same transaction, whatever waits. No operation fails or throws.
+///
+/// Threads: any. One mutex serialises the accesses to the one connection. A call waits 200 ms at most for
+/// another process that holds the file, counted from its own beginning, so that callers who queue up do not
+/// add their waits; once a holder outlasted a wait, the calls that follow try without waiting until one
+/// succeeds.
+///
+/// Forks: a fork waits for the access that is under way and closes the connection first; parent and child
+/// each connect anew. Both keep what waits in memory.
+class UserDefaults {
+ public:
+  /// Called once with the first thing that went wrong, for a person to read.
+  using ProblemReporter = std::function<void(const std::string&)>;
+
+  /// The object of that file: the same one while somebody holds it. Touches no database yet and never fails.
+  /// An empty path keeps everything in memory.
+  static std::shared_ptr<UserDefaults> open(const std::filesystem::path& file);
+
+  /// Tries once more to write what waits in memory.
+  ~UserDefaults();
+  UserDefaults(const UserDefaults&) = delete;
+  UserDefaults& operator=(const UserDefaults&) = delete;
+
+  /// None, or false, when the key is absent or holds a value of another type.
+  std::optional<std::string> stringForKey(std::string_view key) const;
+  std::optional<std::string> dataForKey(std::string_view key) const;
+  bool boolForKey(std::string_view key) const;
+
+  void setString(std::string_view value, std::string_view key);
+  /// Bytes; none removes the key.
+  void setData(const std::optional<std::string>& value, std::string_view key);
+  void setBool(bool value, std::string_view key);
+  void removeObjectForKey(std::string_view key);
+
+  /// Tries to write what waits in memory; true when nothing waits any more, so that every earlier write is
+  /// synced.
+  bool synchronize();
+
+  /// Names who is told, replacing whoever was named before. One problem is told in the life of the object: a
+  /// reporter that comes after it, but before anybody was told, gets it at once. Called on the thread that
+  /// ran into the problem, under no lock; what it throws is dropped.
+  void reportProblemsTo(ProblemReporter reporter);
+
+ private:
+  struct Registry;
+
+  using TimePoint = PreferencesDatabase::TimePoint;
+
+  explicit UserDefaults(const std::filesystem::path& file);
+
+  std::optional<PreferenceValue> valueForKey(std::string_view key) const;
+  void store(std::string_view key, std::optional<PreferenceValue> value);
+  bool writePending(TimePoint entered);
+  TimePoint waitUntil(TimePoint entered) const;
+  void noteResult(PreferencesDatabase::Result result) const;
+  void unlockAndTell(std::unique_lock<std::mutex> lock) const;
+
+  // Reading connects, and may find the file unreadable: to the caller that is still reading.
+  mutable std::mutex mutex_;
+  mutable PreferencesDatabase database_;
+  PreferenceChanges pending_;  // newer than the file; all but empty on a healthy disk
+  mutable bool holderOutlasts_ = false;
+  mutable std::string problem_;
+  mutable bool told_ = false;
+  std::shared_ptr<const ProblemReporter> reporter_;
+};
+
+}  // namespace corvane::platform

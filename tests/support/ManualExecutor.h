@@ -1,0 +1,32 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <utility>
+
+#include "corvane/CorvaneExecutor.h"
+
+namespace corvane::testing {
+
+/// A main executor of a foreign toolkit, on one test thread: runs what is posted when the test says so, or drops it.
+class ManualExecutor : public CorvaneExecutor {
+ public:
+  void post(std::function<void()> function) override {
+    if (!dropping) waiting.push_back(std::move(function));
+  }
+  bool isCurrentThread() const override { return isMain; }
+
+  void run() {
+    while (!waiting.empty()) {
+      const auto function = std::move(waiting.front());
+      waiting.pop_front();
+      function();
+    }
+  }
+
+  std::deque<std::function<void()>> waiting;
+  bool dropping = false;
+  bool isMain = true;
+};
+
+}  // namespace corvane::testing

@@ -1,0 +1,232 @@
+#include "SandboxProcess.h"
+
+#include <curl/curl.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+extern char** environ;
+
+namespace corvane::test {
+namespace {
+
+using nlohmann::json;
+using CurlHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
+using CurlLines = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
+
+CurlHandle makeHandle(const std::string& url, const std::string& certificateFile) {
+  static std::once_flag initialised;
+  std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  CurlHandle handle(curl_easy_init(), &curl_easy_cleanup);
+  curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
+  curl_easy_setopt(handle.get(), CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle.get(), CURLOPT_NOPROXY, "*");
+  curl_easy_setopt(handle.get(), CURLOPT_TIMEOUT, 60L);
+  if (!certificateFile.empty()) curl_easy_setopt(handle.get(), CURLOPT_CAINFO, certificateFile.c_str());
+  return handle;
+}
+
+size_t appendBody(char* data, size_t size, size_t count, void* target) {
+  static_cast<std::string*>(target)->append(data, size * count);
+  return size * count;
+}
+
+size_t appendHeader(char* data, size_t size, size_t count, void* target) {
+  std::string line(data, size * count);
+  auto& headers = *static_cast<std::map<std::string, std::string>*>(target);
+  if (line.starts_with("HTTP/")) headers.clear();
+  if (auto colon = line.find(':'); colon != std::string::npos) {
+    std::string name = line.substr(0, colon);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
+    const auto begin = line.find_first_not_of(" \t", colon + 1);
+    const auto end = line.find_last_not_of(" \t\r\n");
+    headers[name] = begin <= end ? line.substr(begin, end - begin + 1) : "";
+  }
+  return size * count;
+}
+
+struct ConditionWait {
+  const SandboxProcess& sandbox;
+  const std::function<bool(const json&)>& condition;
+  json records;
+  std::string failure;
+  bool satisfied = false;
+
+  bool look() {
+    records = sandbox.records();
+    return satisfied = condition(records);
+  }
+};
+
+// The stream tells that something happened; what happened is read from the records. Nothing may be thrown
+// through libcurl, which is C.
+size_t lookAgain(char*, size_t size, size_t count, void* target) {
+  auto& wait = *static_cast<ConditionWait*>(target);
+  try {
+    return wait.look() ? 0 : size * count;
+  } catch (const std::exception& error) {
+    wait.failure = error.what();
+    return 0;
+  }
+}
+
+const SandboxAnswer& expectSuccess(const SandboxAnswer& answer, const std::string& what) {
+  if (answer.status >= 200 && answer.status <= 299) return answer;
+  throw std::runtime_error("sandbox: " + what + " was answered " + std::to_string(answer.status) + " " +
+                           answer.body + answer.error);
+}
+
+}  // namespace
+
+json SandboxAnswer::json() const { return nlohmann::json::parse(body); }
+
+SandboxProcess::SandboxProcess(std::vector<std::string> options) {
+  options.insert(options.begin(), {CORVANE_SANDBOX_PATH, "--port", "0", "--exit-on-eof"});
+  if (std::find(options.begin(), options.end(), "--tls") != options.end()) {
+    std::string folder = (std::filesystem::temp_directory_path() / "corvane-sandbox-XXXXXX").string();
+    if (!mkdtemp(folder.data())) throw std::runtime_error("sandbox: no temporary folder");
+    temporaryFolder_ = folder;
+    certificateFile_ = folder + "/certificate.pem";
+    options.insert(options.end(), {"--certificate-file", certificateFile_});
+  }
+  std::vector<char*> arguments;
+  for (auto& option : options) arguments.push_back(option.data());
+  arguments.push_back(nullptr);
+
+  int input[2], output[2];
+  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) throw std::runtime_error("sandbox: no pipe");
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
+  const int error = posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(input[0]);
+  close(output[1]);
+  input_ = input[1];
+  output_ = output[0];
+  if (error != 0) {
+    pid_ = -1;
+    throw std::runtime_error("sandbox: cannot start " + options[0]);
+  }
+
+  const std::string prefix = "corvane-sandbox listening on ";
+  const std::string line = readListeningLine();
+  if (!line.starts_with(prefix)) {
+    terminate(SIGKILL);
+    throw std::runtime_error("sandbox: it did not start, but said: " + line);
+  }
+  baseURL_ = line.substr(prefix.size());
+}
+
+SandboxProcess::~SandboxProcess() {
+  terminate(SIGKILL);
+  if (input_ >= 0) close(input_);
+  if (output_ >= 0) close(output_);
+  std::error_code ignored;
+  if (!temporaryFolder_.empty()) std::filesystem::remove_all(temporaryFolder_, ignored);
+}
+
+std::string SandboxProcess::readListeningLine() {
+  std::string line;
+  for (char c = 0; read(output_, &c, 1) == 1 && c != '\n';) line.push_back(c);
+  return line;
+}
+
+std::string SandboxProcess::remainingOutput() const {
+  std::string text;
+  char buffer[4096];
+  for (ssize_t count = 0; (count = read(output_, buffer, sizeof buffer)) > 0;)
+    text.append(buffer, static_cast<size_t>(count));
+  return text;
+}
+
+int SandboxProcess::terminate(int signal) {
+  if (pid_ < 0) return 0;
+  kill(pid_, signal);
+  int status = 0;
+  while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+  }
+  pid_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+SandboxAnswer SandboxProcess::request(const std::string& method, const std::string& path, const std::string& body,
+                                      const std::vector<std::string>& headers) const {
+  SandboxAnswer answer;
+  const CurlHandle handle = makeHandle(baseURL_ + path, certificateFile_);
+  CurlLines lines(nullptr, &curl_slist_free_all);
+  for (const auto& header : headers) lines.reset(curl_slist_append(lines.release(), header.c_str()));
+  curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, lines.get());
+  if (!body.empty()) {
+    curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDS, body.data());
+  }
+  curl_easy_setopt(handle.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
+  curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, &appendBody);
+  curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &answer.body);
+  curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, &appendHeader);
+  curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &answer.headers);
+  const CURLcode code = curl_easy_perform(handle.get());
+  curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &answer.status);
+  if (code != CURLE_OK) {
+    answer.status = 0;
+    answer.error = curl_easy_strerror(code);
+  }
+  return answer;
+}
+
+SandboxAnswer SandboxProcess::post(const std::string& path, const json& body,
+                                   std::vector<std::string> headers) const {
+  headers.push_back("Content-Type: application/json");
+  return request("POST", path, body.dump(), headers);
+}
+
+json SandboxProcess::link(const json& link) const {
+  return expectSuccess(post("/sandbox/links", link), "the link").json();
+}
+
+SandboxProcess::Click SandboxProcess::click(const std::string& slug, double ageSeconds) const {
+  const SandboxAnswer answer = post("/sandbox/clicks", {{"slug", slug}, {"ageSeconds", ageSeconds}});
+  const json click = expectSuccess(answer, "the click").json();
+  return {click.at("token"), click.at("text")};
+}
+
+void SandboxProcess::faults(const json& faults) const {
+  expectSuccess(post("/sandbox/faults", faults), "the fault");
+}
+
+void SandboxProcess::clearFaults() const { expectSuccess(request("DELETE", "/sandbox/faults"), "clearing the faults"); }
+
+json SandboxProcess::records() const {
+  return expectSuccess(request("GET", "/sandbox/records"), "reading the records").json();
+}
+
+void SandboxProcess::reset() const { expectSuccess(request("DELETE", "/sandbox/records"), "clearing the records"); }
+
+json SandboxProcess::awaitRecords(const std::function<bool(const json&)>& condition,
+                                  std::chrono::milliseconds timeout) const {
+  ConditionWait wait{*this, condition, {}, {}, false};
+  const CurlHandle handle = makeHandle(baseURL_ + "/sandbox/stream", certificateFile_);
+  curl_easy_setopt(handle.get(), CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
+  curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, &lookAgain);
+  curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &wait);
+  const CURLcode code = curl_easy_perform(handle.get());
+  if (wait.satisfied) return wait.records;
+  if (!wait.failure.empty()) throw std::runtime_error(wait.failure);
+  throw std::runtime_error(std::string("sandbox: the records never came to what was awaited (") +
+                           curl_easy_strerror(code) + "): " + wait.records.dump());
+}
+
+}  // namespace corvane::test

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <exception>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "api/HTTPClient.h"
+#include "corvane/CorvaneError.h"
+
+namespace corvane::test {
+
+/// What every `HTTPClient` owes its callers. A `Subject` is default-constructible and offers
+///
+///   Subject(boost::asio::io_context& background)
+///   HTTPClient& client();
+///   URLRequest request();                       // a request that gets the answer below
+///   void willAnswer(HTTPResponse response);     // header names as given
+///   void willFail();                            // no response
+///   void willStaySilent();
+///   void awaitRequest();                        // blocks until the backend has one that it leaves unanswered
+///   std::size_t requestsSeen();
+template <typename Subject>
+class HTTPClientContract : public testing::Test {
+ protected:
+  /// Runs `send` in a task of the background executor to its end. `meanwhile` runs beside it, in a thread of its
+  /// own, and may cancel through the signal, on the executor as the library does.
+  template <typename Meanwhile>
+  std::optional<HTTPResponse> send(Meanwhile meanwhile) {
+    boost::asio::cancellation_signal signal;
+    std::optional<HTTPResponse> response;
+    failure_.reset();
+    boost::asio::co_spawn(
+        background_,
+        [&]() -> boost::asio::awaitable<void> {
+          co_await boost::asio::this_coro::throw_if_cancelled(false);
+          if (cancelsFirst_) signal.emit(boost::asio::cancellation_type::terminal);
+          try {
+            response = co_await subject_.client().send(subject_.request());
+          } catch (const CorvaneError& error) {
+            failure_ = error;
+          }
+          resumedOn_ = std::this_thread::get_id();
+        },
+        boost::asio::bind_cancellation_slot(signal.slot(), [](const std::exception_ptr& error) {
+          if (error) std::rethrow_exception(error);
+        }));
+    std::thread beside([&] { meanwhile(signal); });
+    background_.run();
+    background_.restart();
+    beside.join();
+    return response;
+  }
+
+  std::optional<HTTPResponse> send() {
+    return send([](auto&) {});
+  }
+
+  boost::asio::io_context background_;
+  Subject subject_{background_};
+  std::optional<CorvaneError> failure_;
+  std::thread::id resumedOn_;
+  bool cancelsFirst_ = false;
+};
+
+TYPED_TEST_SUITE_P(HTTPClientContract);
+
+TYPED_TEST_P(HTTPClientContract, AnErrorStatusIsAResponse) {
+  this->subject_.willAnswer({.statusCode = 500, .body = "broken", .headers = {{"Retry-After", "3"}}});
+  const auto response = this->send();
+  ASSERT_TRUE(response);
+  EXPECT_EQ(response->statusCode, 500);
+  EXPECT_EQ(response->body, "broken");
+  EXPECT_EQ(response->headers.at("retry-after"), "3");
+}
+
+TYPED_TEST_P(HTTPClientContract, AnEmptyBodyIsAResponse) {
+  this->subject_.willAnswer({.statusCode = 200});
+  const auto response = this->send();
+  ASSERT_TRUE(response);
+  EXPECT_EQ(response->body, "");
+}
+
+TYPED_TEST_P(HTTPClientContract, NoResponseIsATransportError) {
+  this->subject_.willFail();
+  EXPECT_FALSE(this->send());
+  ASSERT_TRUE(this->failure_);
+  EXPECT_EQ(this->failure_->case_(), CorvaneError::Case::transport);
+  EXPECT_NE(this->failure_->message(), "");
+}
+
+TYPED_TEST_P(HTTPClientContract, ResumesOnTheBackgroundExecutor) {
+  this->subject_.willAnswer({.statusCode = 200});
+  this->send();
+  EXPECT_EQ(this->resumedOn_, std::this_thread::get_id());
+}
+
+TYPED_TEST_P(HTTPClientContract, CancellingTheTaskIsATransportError) {
+  this->subject_.willStaySilent();
+  EXPECT_FALSE(this->send([this](boost::asio::cancellation_signal& signal) {
+    this->subject_.awaitRequest();
+    boost::asio::post(this->background_, [&signal] { signal.emit(boost::asio::cancellation_type::terminal); });
+  }));
+  ASSERT_TRUE(this->failure_);
+  EXPECT_EQ(this->failure_->case_(), CorvaneError::Case::transport);
+  EXPECT_EQ(this->resumedOn_, std::this_thread::get_id());
+}
+
+TYPED_TEST_P(HTTPClientContract, ACancelledTaskSendsNothing) {
+  this->subject_.willAnswer({.statusCode = 200});
+  this->cancelsFirst_ = true;
+  EXPECT_FALSE(this->send());
+  ASSERT_TRUE(this->failure_);
+  EXPECT_EQ(this->failure_->case_(), CorvaneError::Case::transport);
+  EXPECT_EQ(this->subject_.requestsSeen(), 0U);
+}
+
+REGISTER_TYPED_TEST_SUITE_P(HTTPClientContract, AnErrorStatusIsAResponse, AnEmptyBodyIsAResponse,
+                            NoResponseIsATransportError, ResumesOnTheBackgroundExecutor,
+                            CancellingTheTaskIsATransportError, ACancelledTaskSendsNothing);
+
+}  // namespace corvane::test

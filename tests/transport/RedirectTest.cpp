@@ -1,0 +1,160 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Exchange.h"
+#include "platform/TransportRedirect.h"
+#include "support/LoopbackServer.h"
+
+namespace corvane::test {
+namespace {
+
+using platform::redirected;
+using platform::URLSession;
+
+const std::string kFrom = "https://api.example.com/v1/events?a=1";
+
+URLRequest post(std::string url = kFrom) {
+  return {.url = std::move(url),
+          .method = "POST",
+          .headers = {{"Content-Type", "application/json"},
+                      {"X-Api-Key", "cv_live_1"},
+                      {"Accept", "application/json"},
+                      {"Idempotency-Key", "k"}},
+          .body = "{}"};
+}
+
+HTTPResponse redirect(int status, std::string location) {
+  return {.statusCode = status, .headers = {{"location", std::move(location)}}};
+}
+
+std::string target(const std::string& location, const std::string& from = kFrom) {
+  const auto next = redirected(post(from), redirect(307, location));
+  return next ? next->url : "refused";
+}
+
+bool carries(const URLRequest& request, const std::string& name) {
+  for (const auto& header : request.headers) {
+    if (header.first == name) return true;
+  }
+  return false;
+}
+
+TEST(Redirect, MethodsAndBodiesFollowRFC9110) {
+  for (const int status : {301, 302, 303}) {
+    const auto next = redirected(post(), redirect(status, "/x"));
+    ASSERT_TRUE(next) << status;
+    EXPECT_EQ(next->method, "GET") << status;
+    EXPECT_FALSE(next->body) << status;
+    EXPECT_FALSE(carries(*next, "Content-Type")) << status;
+    EXPECT_TRUE(carries(*next, "X-Api-Key")) << status;
+  }
+  for (const int status : {307, 308}) {
+    const auto next = redirected(post(), redirect(status, "/x"));
+    ASSERT_TRUE(next) << status;
+    EXPECT_EQ(next->method, "POST") << status;
+    EXPECT_EQ(next->body, "{}") << status;
+    EXPECT_TRUE(carries(*next, "Content-Type")) << status;
+  }
+  for (const int status : {200, 300, 304, 305, 306, 404}) {
+    EXPECT_FALSE(redirected(post(), redirect(status, "/x"))) << status;
+  }
+}
+
+TEST(Redirect, LocationsResolveAgainstTheRequest) {
+  EXPECT_EQ(target("https://other.example/y"), "https://other.example/y");
+  EXPECT_EQ(target("/y?b=2"), "https://api.example.com/y?b=2");
+  EXPECT_EQ(target("y"), "https://api.example.com/v1/y");
+  EXPECT_EQ(target("../y"), "https://api.example.com/y");
+  EXPECT_EQ(target("//other.example/y"), "https://other.example/y");
+  EXPECT_EQ(target("?b=2"), "https://api.example.com/v1/events?b=2");
+  EXPECT_EQ(target("/a b"), "https://api.example.com/a%20b");
+}
+
+TEST(Redirect, WhereItMustNotLeadTheAnswerStands) {
+  EXPECT_EQ(target("http://api.example.com/y"), "refused");
+  EXPECT_EQ(target("HTTP://api.example.com/y"), "refused");
+  EXPECT_EQ(target("ftp://api.example.com/y"), "refused");
+  EXPECT_EQ(target("file:///etc/passwd"), "refused");
+  EXPECT_EQ(target("myapp://open"), "refused");
+  EXPECT_EQ(target("javascript:alert(1)"), "refused");
+  EXPECT_EQ(target(""), "refused");
+  EXPECT_EQ(target("https://exa mple.com:999999/"), "refused");
+  EXPECT_EQ(target("https://api.example.com/y", "http://api.example.com/"), "https://api.example.com/y");
+  EXPECT_FALSE(redirected(post(), {.statusCode = 302}));
+}
+
+TEST(Redirect, SecretsStayWithTheirOrigin) {
+  const auto keeps = [](const std::string& location) {
+    const auto next = redirected(post(), redirect(307, location));
+    return next && carries(*next, "X-Api-Key") && carries(*next, "Idempotency-Key");
+  };
+  EXPECT_TRUE(keeps("/y"));
+  EXPECT_TRUE(keeps("https://api.example.com:443/y"));
+  EXPECT_TRUE(keeps("https://API.example.com/y"));
+  for (const char* elsewhere : {"https://other.example/y", "https://api.example.com:8443/y",
+                                "https://api.example.com.evil.example/", "https://api.example.com@evil.example/"}) {
+    const auto next = redirected(post(), redirect(307, elsewhere));
+    ASSERT_TRUE(next) << elsewhere;
+    EXPECT_FALSE(carries(*next, "X-Api-Key")) << elsewhere;
+    EXPECT_FALSE(carries(*next, "Idempotency-Key")) << elsewhere;
+    EXPECT_TRUE(carries(*next, "Content-Type")) << elsewhere;
+    EXPECT_TRUE(carries(*next, "Accept")) << elsewhere;
+  }
+  const auto upgraded = redirected(post("http://api.example.com/"), redirect(307, "https://api.example.com/"));
+  ASSERT_TRUE(upgraded);
+  EXPECT_FALSE(carries(*upgraded, "X-Api-Key"));
+}
+
+TEST(URLSession, FollowsRedirectsWithoutCarryingSecretsAwayAndBack) {
+  std::string elsewhere;
+  LoopbackServer home([&](const LoopbackRequest& request) {
+    if (request.target == "/start") return LoopbackAnswer::redirect(307, "/next");
+    if (request.target == "/next") return LoopbackAnswer::redirect(308, elsewhere);
+    return LoopbackAnswer::of(200, "arrived");
+  });
+  LoopbackServer other([&](const LoopbackRequest&) { return LoopbackAnswer::redirect(307, home.url("/back")); });
+  elsewhere = other.url("/away");
+  const auto answer = response(run(URLSession(within(30)), post(home.url("/start"))));
+  EXPECT_EQ(answer.body, "arrived");
+  EXPECT_FALSE(answer.headers.contains("location"));
+  const auto seen = home.requests();
+  ASSERT_EQ(seen.size(), 3U);
+  EXPECT_EQ(seen[1].header("X-Api-Key"), "cv_live_1");
+  EXPECT_EQ(seen[1].body, "{}");
+  EXPECT_FALSE(other.requests().at(0).has("X-Api-Key"));
+  EXPECT_FALSE(other.requests().at(0).has("Idempotency-Key"));
+  EXPECT_EQ(other.requests().at(0).body, "{}");
+  EXPECT_FALSE(seen[2].has("X-Api-Key"));
+}
+
+TEST(URLSession, FollowsTenRedirectsAndFailsAtTheEleventh) {
+  LoopbackServer server([](const LoopbackRequest& request) {
+    const int left = std::stoi(request.target.substr(1));
+    return left == 0 ? LoopbackAnswer::of(200, "end")
+                     : LoopbackAnswer::redirect(302, "/" + std::to_string(left - 1));
+  });
+  const URLSession session(within(30));
+  EXPECT_EQ(response(run(session, {.url = server.url("/10")})).body, "end");
+  EXPECT_EQ(failure(run(session, {.url = server.url("/11")})), "Maximum (10) redirects followed");
+}
+
+TEST(URLSession, ARefusedRedirectIsTheAnswer) {
+  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, "myapp://open"); });
+  const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
+  EXPECT_EQ(answer.statusCode, 302);
+  EXPECT_EQ(answer.body, "see there");
+  EXPECT_EQ(answer.headers.at("location"), "myapp://open");
+}
+
+TEST(URLSession, OneTimeoutBoundsAllHops) {
+  // Each hop alone would be in time: the server keeps the last one silent.
+  LoopbackServer server([](const LoopbackRequest& request) {
+    return request.target == "/silent" ? LoopbackAnswer::silence() : LoopbackAnswer::redirect(302, "/silent");
+  });
+  EXPECT_NE(failure(run(URLSession(within(0.3)), {.url = server.url()})), "");
+  server.awaitNoConnection();
+}
+
+}  // namespace
+}  // namespace corvane::test

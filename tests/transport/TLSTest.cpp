@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+
+#include "Exchange.h"
+#include "support/LoopbackServer.h"
+
+namespace corvane::test {
+namespace {
+
+using platform::URLSession;
+using platform::URLSessionConfiguration;
+
+LoopbackAnswer greet(const LoopbackRequest&) { return LoopbackAnswer::of(200, "private"); }
+
+URLSessionConfiguration trusting(const TLSIdentity& identity) {
+  URLSessionConfiguration configuration = within(30);
+  configuration.certificateAuthorityFile = identity.certificateFile();
+  return configuration;
+}
+
+TEST(URLSessionTLS, AServerOfATrustedAuthorityAndTheRightNameIsHeard) {
+  const TLSIdentity identity;
+  LoopbackServer server(greet, &identity);
+  EXPECT_EQ(response(run(URLSession(trusting(identity)), {.url = server.url()})).body, "private");
+}
+
+TEST(URLSessionTLS, AnUnknownAuthorityIsAFailureEvenWhereAConnectionForAnotherSessionIsOpen) {
+  const TLSIdentity identity;
+  const TLSIdentity another;
+  LoopbackServer server(greet, &identity);
+  EXPECT_EQ(response(run(URLSession(trusting(identity)), {.url = server.url()})).body, "private");
+  for (const auto& configuration : {within(30), trusting(another)}) {
+    const std::string text = failure(run(URLSession(configuration), {.url = server.url()}));
+    EXPECT_NE(text.find("certificate"), std::string::npos) << text;
+  }
+  EXPECT_EQ(server.requests().size(), 1U);
+}
+
+TEST(URLSessionTLS, ACertificateForAnotherNameIsAFailure) {
+  const TLSIdentity identity;
+  LoopbackServer server(greet, &identity);
+  const std::string text =
+      failure(run(URLSession(trusting(identity)), {.url = server.url("/", "wrong.loopback.test")}));
+  EXPECT_NE(text.find("wrong.loopback.test"), std::string::npos) << text;
+  EXPECT_TRUE(server.requests().empty());
+}
+
+TEST(URLSessionTLS, AMissingAuthorityFileIsAFailure) {
+  const TLSIdentity identity;
+  LoopbackServer server(greet, &identity);
+  URLSessionConfiguration configuration = within(30);
+  configuration.certificateAuthorityFile = identity.certificateFile() + ".missing";
+  EXPECT_NE(failure(run(URLSession(configuration), {.url = server.url()})), "");
+}
+
+TEST(URLSessionTLS, ARedirectFromHTTPSToHTTPIsTheAnswer) {
+  const TLSIdentity identity;
+  LoopbackServer plain(greet);
+  LoopbackServer server(
+      [&](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, plain.url("/")); }, &identity);
+  EXPECT_EQ(response(run(URLSession(trusting(identity)), {.url = server.url()})).statusCode, 302);
+  EXPECT_TRUE(plain.requests().empty());
+}
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,345 @@
+#include "platform/URLSession.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <limits>
+#include <mutex>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "Exchange.h"
+#include "platform/TransportLoop.h"
+#include "support/LoopbackServer.h"
+
+namespace corvane::test {
+namespace {
+
+using platform::URLSession;
+using platform::URLSessionConfiguration;
+
+LoopbackServer::Handler always(LoopbackAnswer answer) {
+  return [answer = std::move(answer)](const LoopbackRequest&) { return answer; };
+}
+
+/// A place where handlers wait until the test lets them go, and that counts who is inside.
+class Gate {
+ public:
+  void pass() {
+    std::unique_lock lock(mutex_);
+    ++inside_;
+    most_ = std::max(most_, inside_);
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return open_; });
+    --inside_;
+  }
+  void open() {
+    const std::lock_guard lock(mutex_);
+    open_ = true;
+    changed_.notify_all();
+  }
+  void awaitInside(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return inside_ >= count; });
+  }
+  std::size_t most() {
+    const std::lock_guard lock(mutex_);
+    return most_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t inside_ = 0;
+  std::size_t most_ = 0;
+  bool open_ = false;
+};
+
+TEST(URLSession, AServerErrorIsAResponseWithBodyAndLowerCasedHeaders) {
+  LoopbackServer server(always(LoopbackAnswer::of(
+      500, "went wrong", {{"Retry-After", "3"}, {"X-TWICE", "first"}, {"x-twice", "second"}, {"X-Empty", ""}})));
+  const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
+  EXPECT_EQ(answer.statusCode, 500);
+  EXPECT_EQ(answer.body, "went wrong");
+  EXPECT_EQ(answer.headers.at("retry-after"), "3");
+  EXPECT_EQ(answer.headers.at("x-twice"), "second");
+  EXPECT_EQ(answer.headers.at("x-empty"), "");
+}
+
+TEST(URLSession, AnEmptySuccessHasAnEmptyBody) {
+  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
+  EXPECT_EQ(answer.statusCode, 200);
+  EXPECT_EQ(answer.body, "");
+}
+
+TEST(URLSession, SendsTheRequestUnchanged) {
+  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  const std::string body("{\"a\":\0}", 7);
+  run(URLSession(within(30)), {.url = server.url("/v1/events?x=%20y"),
+                               .method = "POST",
+                               .headers = {{"Content-Type", "application/json"},
+                                           {"X-Api-Key", ""},
+                                           {"X-Blank", "  "},
+                                           {"Idempotency-Key", "install:1;"}},
+                               .body = body});
+  run(URLSession(within(30)), {.url = server.url("/plain"), .method = "POST", .body = std::string(2'000'000, 'x')});
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_EQ(requests[0].method, "POST");
+  EXPECT_EQ(requests[0].target, "/v1/events?x=%20y");
+  EXPECT_EQ(requests[0].body, body);
+  EXPECT_EQ(requests[0].header("Content-Type"), "application/json");
+  EXPECT_TRUE(requests[0].has("X-Api-Key"));
+  EXPECT_EQ(requests[0].header("X-Api-Key"), "");
+  EXPECT_TRUE(requests[0].has("X-Blank"));
+  EXPECT_EQ(requests[0].header("Idempotency-Key"), "install:1;");
+  EXPECT_FALSE(requests[1].has("Content-Type"));
+  EXPECT_FALSE(requests[1].has("Expect"));
+  EXPECT_EQ(requests[1].body.size(), 2'000'000U);
+}
+
+TEST(URLSession, TheFinalHeadersAreThoseOfTheFinalAnswerOnly) {
+  LoopbackServer server(
+      always(LoopbackAnswer::raw("HTTP/1.1 103 Early Hints\r\nLink: early\r\n\r\n"
+                                 "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nX-Final: yes\r\n\r\n"
+                                 "2\r\nok\r\n0\r\nX-Trailer: late\r\n\r\n")));
+  const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
+  EXPECT_EQ(answer.body, "ok");
+  EXPECT_TRUE(answer.headers.contains("x-final"));
+  EXPECT_FALSE(answer.headers.contains("link"));
+  EXPECT_FALSE(answer.headers.contains("x-trailer"));
+}
+
+TEST(URLSession, ExchangesInTurnShareOneConnectionAndADeadOneIsReplaced) {
+  int count = 0;
+  LoopbackServer server([&count](const LoopbackRequest&) {
+    LoopbackAnswer answer = LoopbackAnswer::of(200);
+    if (++count == 3) answer.then = LoopbackAnswer::Then::hangUp;
+    return answer;
+  });
+  const URLSession session(within(30));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(response(run(session, {.url = server.url()})).statusCode, 200);
+  EXPECT_EQ(server.connectionsAccepted(), 1U);
+  server.awaitNoConnection();
+  EXPECT_EQ(response(run(session, {.url = server.url()})).statusCode, 200);
+  EXPECT_EQ(server.connectionsAccepted(), 2U);
+}
+
+TEST(URLSession, WhatIsNoHTTPAnswerIsAFailure) {
+  for (const char* bytes : {"garbage\r\n\r\n", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nshort", ""}) {
+    LoopbackServer server(always(LoopbackAnswer::raw(bytes)));
+    EXPECT_NE(failure(run(URLSession(within(30)), {.url = server.url()})), "") << bytes;
+  }
+}
+
+TEST(URLSession, ARefusedConnectionSaysSo) {
+  std::string url;
+  {
+    LoopbackServer server(always(LoopbackAnswer::of(200)));
+    url = server.url();
+  }
+  const std::string text = failure(run(URLSession(within(30)), {.url = url}));
+  EXPECT_NE(text.find("Failed to connect"), std::string::npos) << text;
+}
+
+TEST(URLSession, OtherSchemesAreRefused) {
+  EXPECT_NE(failure(run(URLSession(within(30)), {.url = "file:///etc/hostname"})), "");
+  EXPECT_NE(failure(run(URLSession(within(30)), {.url = "ftp://127.0.0.1/"})), "");
+  EXPECT_NE(failure(run(URLSession(within(30)), {.url = ""})), "");
+}
+
+TEST(URLSession, WhatWouldForgeLinesIsRefusedBeforeAnythingIsSent) {
+  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  const URLSession session(within(30));
+  for (const char c : {'\r', '\n', '\0'}) {
+    const std::string value = std::string("cv") + c + "Evil: yes";
+    EXPECT_EQ(failure(run(session, {.url = server.url(), .headers = {{"X-Api-Key", value}}})),
+              "the value of header X-Api-Key holds a line break or NUL");
+    EXPECT_NE(failure(run(session, {.url = server.url("/" + value)})), "");
+    EXPECT_NE(failure(run(session, {.url = server.url(), .headers = {{value, "1"}}})), "");
+    EXPECT_NE(failure(run(session, {.url = server.url(), .method = "GET" + value})), "");
+  }
+  EXPECT_NE(failure(run(session, {.url = server.url(), .headers = {{"", "1"}}})), "");
+  EXPECT_EQ(server.connectionsAccepted(), 0U);
+}
+
+// Limits
+
+TEST(URLSession, ABodyMayBeOneMebibyteAndNoByteMore) {
+  LoopbackServer server([](const LoopbackRequest& request) {
+    return LoopbackAnswer::of(200, std::string(std::stoul(request.target.substr(1)), 'x'));
+  });
+  const URLSession session(within(30));
+  EXPECT_EQ(response(run(session, {.url = server.url("/1048576")})).body.size(), 1048576U);
+  EXPECT_EQ(failure(run(session, {.url = server.url("/1048577")})), "the answer's body is larger than 1 MiB");
+}
+
+/// A gzip stream of about `kilobytes` that are all the same: one literal, then matches of 258 bytes, 13 bits each.
+std::string gzipBomb(std::size_t kilobytes) {
+  std::string bytes("\x1f\x8b\x08\0\0\0\0\0\0\x03", 10);
+  unsigned bit = 0;
+  const auto put = [&](unsigned code, int count) {  // the bits of a code, first bit first
+    for (int i = count - 1; i >= 0; --i) {
+      if (bit % 8 == 0) bytes.push_back('\0');
+      if ((code >> i) & 1) bytes.back() = static_cast<char>(bytes.back() | (1 << (bit % 8)));
+      ++bit;
+    }
+  };
+  put(0b110, 3);         // the last block, with the fixed codes
+  put(0b00110000, 8);    // literal 0
+  for (std::size_t i = 0; i < kilobytes * 4; ++i) put(0b11000101'00000, 13);
+  return bytes;
+}
+
+TEST(URLSession, AnswersAreDecompressedAndTheLimitHoldsAfterwards) {
+  const std::string gzip("\037\213\010\000\000\000\000\000\002\003\113\111\115\316\317\055"
+      "\050\112\055\056\116\115\001\000\012\210\336\005\014\000\000\000", 32);
+  LoopbackServer server([&](const LoopbackRequest& request) {
+    return LoopbackAnswer::of(200, request.target == "/small" ? gzip : gzipBomb(100 * 1024),
+                              {{"Content-Encoding", "gzip"}});
+  });
+  const URLSession session(within(30));
+  EXPECT_EQ(response(run(session, {.url = server.url("/small")})).body, "decompressed");
+  EXPECT_EQ(failure(run(session, {.url = server.url("/bomb")})), "the answer's body is larger than 1 MiB");
+  EXPECT_NE(server.requests().front().header("Accept-Encoding").find("gzip"), std::string::npos);
+}
+
+TEST(URLSession, EndlessHeadersEndTheExchange) {
+  std::string many = "HTTP/1.1 200 OK\r\n";
+  for (int i = 0; i < 300; ++i) many += "X-" + std::to_string(i) + ": " + std::string(1000, 'x') + "\r\n";
+  LoopbackServer server(always(LoopbackAnswer::raw(many)));
+  EXPECT_EQ(failure(run(URLSession(within(30)), {.url = server.url()})),
+            "the answer's headers are larger than 256 KiB");
+
+  LoopbackServer oneLine(always(LoopbackAnswer::raw("HTTP/1.1 200 OK\r\nX: " + std::string(1'000'000, 'x'))));
+  EXPECT_NE(failure(run(URLSession(within(30)), {.url = oneLine.url()})), "");
+}
+
+// Time-outs
+
+TEST(URLSession, ASilentServerIsLeftAfterTheTimeout) {
+  LoopbackServer server(always(LoopbackAnswer::silence()));
+  const auto begun = std::chrono::steady_clock::now();
+  const std::string text = failure(run(URLSession(within(0.2)), {.url = server.url()}));
+  EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(200));
+  EXPECT_NE(text.find("timed out"), std::string::npos) << text;
+  server.awaitNoConnection();
+}
+
+TEST(URLSession, TheShorterIntervalBoundsAnExchangeAndNoneMeansForever) {
+  const auto milliseconds = [](double request, double resource) {
+    return URLSessionConfiguration{.timeoutIntervalForRequest = request, .timeoutIntervalForResource = resource}
+        .exchangeTimeout()
+        .count();
+  };
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr int kLongest = std::numeric_limits<int>::max();
+  EXPECT_EQ(milliseconds(10, 20), 10000);
+  EXPECT_EQ(milliseconds(20, 10), 10000);
+  EXPECT_EQ(milliseconds(0.0015, 10), 2);
+  for (const double none : {1e-300, 0.0, -0.0, -5.0, -kInfinity, std::nan("")}) {
+    EXPECT_EQ(milliseconds(none, 10), 1) << none;
+    EXPECT_EQ(milliseconds(10, none), 1) << none;
+  }
+  EXPECT_EQ(milliseconds(kInfinity, 10), 10000);
+  EXPECT_EQ(milliseconds(kInfinity, kInfinity), kLongest);
+  EXPECT_EQ(milliseconds(1e300, 1e300), kLongest);
+}
+
+TEST(URLSession, ExtremeTimeoutsWorkOnTheWire) {
+  LoopbackServer silent(always(LoopbackAnswer::silence()));
+  EXPECT_NE(failure(run(URLSession(within(0)), {.url = silent.url()})), "");
+  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  const double infinity = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(response(run(URLSession(within(infinity)), {.url = server.url()})).statusCode, 200);
+  EXPECT_EQ(response(run(URLSession(within(30)), {.url = server.url(), .timeoutInterval = std::chrono::seconds::max()}))
+                .statusCode,
+            200);
+}
+
+TEST(URLSession, SilenceIsBoundedByTheRequestsOwnInterval) {
+  LoopbackServer server(always(LoopbackAnswer::silence()));
+  const auto result =
+      run(URLSession(within(600)), {.url = server.url(), .timeoutInterval = std::chrono::seconds(1)});
+  EXPECT_NE(failure(result).find("too slow"), std::string::npos) << failure(result);
+}
+
+// The line
+
+TEST(URLSession, ABurstKeepsToTheBoundAndAllOfItSucceeds) {
+  Gate gate;
+  LoopbackServer server([&](const LoopbackRequest&) {
+    gate.pass();
+    return LoopbackAnswer::of(200);
+  });
+  const URLSession session(within(60));
+  std::vector<Exchange> burst;
+  for (int i = 0; i < 30; ++i) burst.push_back(begin(session, {.url = server.url()}));
+  gate.awaitInside(platform::TransportLoop::kAtOnce);
+  gate.open();
+  for (Exchange& exchange : burst) EXPECT_EQ(response(exchange.result.get()).statusCode, 200);
+  EXPECT_EQ(gate.most(), platform::TransportLoop::kAtOnce);
+  EXPECT_LE(server.connectionsAccepted(), platform::TransportLoop::kAtOnce);
+}
+
+TEST(URLSession, WaitingInLineCostsNoneOfTheTimeout) {
+  LoopbackServer silent(always(LoopbackAnswer::silence()));
+  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  const URLSession patient(within(60));
+  const URLSession passing(within(2));
+  const URLSession hasty(within(1));
+  std::vector<Exchange> holders;
+  for (std::size_t i = 1; i < platform::TransportLoop::kAtOnce; ++i) {
+    holders.push_back(begin(patient, {.url = silent.url()}));
+  }
+  // Its own time-out, which is twice the last one's, is what frees a place.
+  Exchange freeing = begin(passing, {.url = silent.url()});
+  Exchange waiting = begin(hasty, {.url = server.url()});
+  EXPECT_NE(failure(freeing.result.get()), "");
+  EXPECT_EQ(response(waiting.result.get()).statusCode, 200);
+  for (Exchange& holder : holders) holder.task->cancel();
+}
+
+// Cancelling
+
+TEST(URLSession, CancellingAbortsTheExchangeAndClosesItsConnection) {
+  LoopbackServer server(always(LoopbackAnswer::silence()));
+  Exchange exchange = begin(URLSession(within(600)), {.url = server.url()});
+  server.awaitRequests(1);
+  exchange.task->cancel();
+  EXPECT_EQ(failure(exchange.result.get()), "cancelled");
+  server.awaitNoConnection();
+  exchange.task->cancel();
+}
+
+TEST(URLSession, CancellingInTheLineSendsNothing) {
+  LoopbackServer silent(always(LoopbackAnswer::silence()));
+  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  const URLSession session(within(600));
+  std::vector<Exchange> holders;
+  for (std::size_t i = 0; i < platform::TransportLoop::kAtOnce; ++i) {
+    holders.push_back(begin(session, {.url = silent.url()}));
+  }
+  Exchange queued = begin(session, {.url = server.url()});
+  queued.task->cancel();
+  EXPECT_EQ(failure(queued.result.get()), "cancelled");
+  for (Exchange& holder : holders) holder.task->cancel();
+  for (Exchange& holder : holders) EXPECT_EQ(failure(holder.result.get()), "cancelled");
+  EXPECT_TRUE(server.requests().empty());
+}
+
+TEST(URLSession, CancellingAfterTheEndChangesNothing) {
+  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  const URLSession session(within(30));
+  Exchange exchange = begin(session, {.url = server.url()});
+  EXPECT_EQ(response(exchange.result.get()).statusCode, 200);
+  exchange.task->cancel();
+  EXPECT_EQ(response(run(session, {.url = server.url()})).statusCode, 200);
+}
+
+}  // namespace
+}  // namespace corvane::test
