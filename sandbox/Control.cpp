@@ -42,7 +42,8 @@ Response Control::answer(const Request& request, double now) {
   for (const auto& [place, other] : actions_) {
     if (place.first == request.path) allowed += (allowed.empty() ? "" : ", ") + place.second;
   }
-  if (!allowed.empty()) throw Refusal(405, request.path + " takes " + allowed + " only", {{"Allow", allowed}});
+  if (!allowed.empty())
+    throw Refusal(405, request.path + " takes " + allowed + " only", {{"Allow", allowed}});
   return pageAsset(request);
 }
 
@@ -71,7 +72,9 @@ Response Control::click(const Request& request, double now) {
   return jsonAnswer({{"token", click.token}, {"text", clickText(*link, request.origin, click.token)}}, 201);
 }
 
-Response Control::listFaults(const Request&, double) { return jsonAnswer(faults_.left()); }
+Response Control::listFaults(const Request&, double) {
+  return jsonAnswer(faults_.left());
+}
 
 Response Control::addFaults(const Request& request, double) {
   faults_.add(readJSON(request));

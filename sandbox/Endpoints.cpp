@@ -91,7 +91,8 @@ Endpoints::Answer Endpoints::answer(const Request& request, double now) {
   }
 }
 
-Endpoints::Answer Endpoints::post(const Request& request, json (*read)(const Request&), Recorder record, double now) {
+Endpoints::Answer Endpoints::post(const Request& request, json (*read)(const Request&), Recorder record,
+                                  double now) {
   requireMethod(request, "POST");
   requireKey(request);
   const Message message{.document = read(request), .key = idempotencyKey(request), .origin = request.origin};
@@ -100,13 +101,15 @@ Endpoints::Answer Endpoints::post(const Request& request, json (*read)(const Req
       return {jsonAnswer(json::parse(*kept)), "replayed"};
   }
   const Recorded recorded = (this->*record)(message, now);
-  if (recorded.kept && !message.key.empty()) store_.keepAnswer(request.path, message.key, asText(recorded.answer));
+  if (recorded.kept && !message.key.empty())
+    store_.keepAnswer(request.path, message.key, asText(recorded.answer));
   return {jsonAnswer(recorded.answer), recorded.note};
 }
 
 Endpoints::Recorded Endpoints::install(const Message& message, double now) {
   const json& install = message.document;
-  const auto token = install.contains("clickId") ? std::optional(install["clickId"].get<std::string>()) : std::nullopt;
+  const auto token =
+      install.contains("clickId") ? std::optional(install["clickId"].get<std::string>()) : std::nullopt;
   const InstallMatch match = matchInstall(store_, ownerOf(install, message.key), token, now);
   json answer = {{"attributed", match.click.has_value()}};
   json record = {{"request", install}, {"match", match.how}};
@@ -115,7 +118,8 @@ Endpoints::Recorded Endpoints::install(const Message& message, double now) {
     how += ", " + match.click->slug;
     record["clickToken"] = match.click->token;
     record["slug"] = match.click->slug;
-    if (const auto link = store_.link(match.click->slug)) answer["deepLink"] = linkAnswer(*link, message.origin);
+    if (const auto link = store_.link(match.click->slug))
+      answer["deepLink"] = linkAnswer(*link, message.origin);
   }
   record["answer"] = answer;
 
@@ -142,7 +146,8 @@ Endpoints::Recorded Endpoints::event(const Message& message, double now) {
   const json& event = message.document;
   const std::string device = event.value("deviceId", "");
   json answer = {{"attributed", !device.empty() && store_.isAttributedDevice(device)}};
-  answer["id"] = store_.addRecord("events", message.key, device, {{"request", event}, {"answer", answer}}, now);
+  answer["id"] =
+      store_.addRecord("events", message.key, device, {{"request", event}, {"answer", answer}}, now);
   return {answer, "recorded"};
 }
 

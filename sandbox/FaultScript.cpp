@@ -32,12 +32,14 @@ std::optional<long> optionalInteger(const json& object, const char* name, long l
 
 bool isHeaderName(const std::string& name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-    return std::isalnum(c) || std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(c)) != std::string_view::npos;
+    return std::isalnum(c) ||
+           std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(c)) != std::string_view::npos;
   });
 }
 
 bool isHeaderValue(const std::string& value) {
-  return std::none_of(value.begin(), value.end(), [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; });
+  return std::none_of(value.begin(), value.end(),
+                      [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; });
 }
 
 HeaderList readHeaders(const json& object) {
@@ -75,15 +77,18 @@ Fault readFault(const json& object) {
   Fault fault;
   fault.path = readPath(object);
   fault.times = optionalInteger(object, "times", 1, maxTimes).value_or(1);
-  if (const auto status = optionalInteger(object, "status", 200, 599)) fault.status = static_cast<unsigned>(*status);
+  if (const auto status = optionalInteger(object, "status", 200, 599))
+    fault.status = static_cast<unsigned>(*status);
   fault.headers = readHeaders(object);
   fault.body = readBody(object);
-  fault.delivery.delay = std::chrono::milliseconds(optionalInteger(object, "delayMs", 0, maxDelay).value_or(0));
+  fault.delivery.delay =
+      std::chrono::milliseconds(optionalInteger(object, "delayMs", 0, maxDelay).value_or(0));
   fault.delivery.byteDelay =
       std::chrono::milliseconds(optionalInteger(object, "byteDelayMs", 0, maxByteDelay).value_or(0));
   fault.processed = !fault.status && !fault.body;
   if (const auto reset = optionalText(object, "reset")) {
-    if (*reset != "before" && *reset != "after") throw Refusal(400, "reset: expected \"before\" or \"after\"");
+    if (*reset != "before" && *reset != "after")
+      throw Refusal(400, "reset: expected \"before\" or \"after\"");
     fault.delivery.ending = Delivery::Ending::reset;
     fault.processed = *reset == "after";
   }
@@ -118,8 +123,8 @@ void FaultScript::add(const json& script) {
 }
 
 std::optional<Fault> FaultScript::take(const std::string& path) {
-  const auto found =
-      std::find_if(faults_.begin(), faults_.end(), [&path](const Scripted& next) { return meets(next.fault, path); });
+  const auto found = std::find_if(faults_.begin(), faults_.end(),
+                                  [&path](const Scripted& next) { return meets(next.fault, path); });
   if (found == faults_.end()) return std::nullopt;
   const Fault fault = found->fault;
   if (--found->fault.times == 0) faults_.erase(found);

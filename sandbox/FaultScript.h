@@ -20,10 +20,12 @@ struct Fault {
   bool processed = true;  // whether the request is taken in all the same
 };
 
-/// The faults that are still to come, met in the order in which they were scripted. Their number and size are bounded.
+/// The faults that are still to come, met in the order in which they were scripted. Their number and size are
+/// bounded.
 class FaultScript {
  public:
-  /// Adds one fault, or each of an array. Refuses (see RequestReading.h) without adding any when one is wrong.
+  /// Adds one fault, or each of an array. Refuses (see RequestReading.h) without adding any when one is
+  /// wrong.
   void add(const nlohmann::json& script);
   void clear() { faults_.clear(); }
 

@@ -9,7 +9,8 @@
 
 namespace corvane::sandbox {
 
-/// What the live page is told, as server-sent events: first everything that is known, then each thing as it happens.
+/// What the live page is told, as server-sent events: first everything that is known, then each thing as it
+/// happens.
 class Feed {
  public:
   using Publish = std::function<void(const std::string& event)>;

@@ -32,7 +32,7 @@ struct Request {
 /// How an answer leaves the server; anything but the defaults rehearses a bad network.
 struct Delivery {
   enum class Ending { answer, reset, silence };
-  Ending ending = Ending::answer;          // reset: the connection is torn down; silence: it stays open, unanswered
+  Ending ending = Ending::answer;  // reset: the connection is torn down; silence: it stays open, unanswered
   std::chrono::milliseconds delay{0};      // before anything is sent, or before the reset
   std::chrono::milliseconds byteDelay{0};  // after each byte
 };

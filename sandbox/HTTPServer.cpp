@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
@@ -19,7 +20,6 @@
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
-#include <array>
 #include <csignal>
 #include <list>
 #include <sstream>
@@ -69,14 +69,16 @@ Request readable(const http::request<http::string_body>& message, const std::str
   const auto question = target.find('?');
   request.path = target.substr(0, question);
   if (question != std::string_view::npos) request.query = target.substr(question + 1);
-  for (const auto& field : message) request.headers.emplace_back(lowerCased(field.name_string()), field.value());
+  for (const auto& field : message)
+    request.headers.emplace_back(lowerCased(field.name_string()), field.value());
   if (const std::string* host = request.header("host")) request.host = *host;
   request.origin = request.host.empty() ? ownOrigin : scheme + request.host;
   request.body = message.body();
   return request;
 }
 
-http::response<http::string_body> writable(const Response& answer, const http::request<http::string_body>& request) {
+http::response<http::string_body> writable(const Response& answer,
+                                           const http::request<http::string_body>& request) {
   http::response<http::string_body> message(http::int_to_status(answer.status), request.version());
   message.result(answer.status);
   const bool bodiless = answer.status == 204 || answer.status == 304 || request.method() == http::verb::head;
@@ -102,7 +104,8 @@ unsigned statusOf(const error_code& error) {
 
 /// One open event stream: what has been published and not yet sent.
 struct Subscriber {
-  explicit Subscriber(const asio::any_io_executor& executor) : wake(executor, asio::steady_timer::time_point::max()) {}
+  explicit Subscriber(const asio::any_io_executor& executor)
+      : wake(executor, asio::steady_timer::time_point::max()) {}
 
   std::string pending;
   asio::steady_timer wake;  // never expires; cancelling it wakes the stream's coroutine
@@ -114,8 +117,12 @@ struct Subscriber {
   }
 };
 
-tcp::socket& socketOf(PlainStream& stream) { return stream.socket(); }
-tcp::socket& socketOf(SecureStream& stream) { return stream.next_layer().socket(); }
+tcp::socket& socketOf(PlainStream& stream) {
+  return stream.socket();
+}
+tcp::socket& socketOf(SecureStream& stream) {
+  return stream.next_layer().socket();
+}
 
 void tearDown(tcp::socket& socket) {
   error_code ignored;
@@ -148,12 +155,13 @@ asio::awaitable<bool> pauseFor(tcp::socket& socket, std::chrono::milliseconds ti
   if (time <= 0ms) co_return true;
   auto timer = std::make_shared<asio::steady_timer>(socket.get_executor(), time);
   auto gone = std::make_shared<bool>(false);
-  socket.async_wait(tcp::socket::wait_read, [timer, gone, handle = socket.native_handle()](const error_code& error) {
-    char byte = 0;
-    if (error || ::recv(handle, &byte, 1, MSG_PEEK | MSG_DONTWAIT) != 0) return;
-    *gone = true;
-    timer->cancel();
-  });
+  socket.async_wait(tcp::socket::wait_read,
+                    [timer, gone, handle = socket.native_handle()](const error_code& error) {
+                      char byte = 0;
+                      if (error || ::recv(handle, &byte, 1, MSG_PEEK | MSG_DONTWAIT) != 0) return;
+                      *gone = true;
+                      timer->cancel();
+                    });
   co_await timer->async_wait(asTuple);
   error_code ignored;
   socket.cancel(ignored);
@@ -168,7 +176,8 @@ asio::awaitable<bool> writeWhole(Stream& stream, std::string_view text) {
 }
 
 template <class Stream>
-asio::awaitable<bool> writeSlowly(Stream& stream, const std::string& text, std::chrono::milliseconds byteDelay) {
+asio::awaitable<bool> writeSlowly(Stream& stream, const std::string& text,
+                                  std::chrono::milliseconds byteDelay) {
   for (std::size_t index = 0; index < text.size(); ++index) {
     const bool written = co_await writeWhole(stream, std::string_view(text).substr(index, 1));
     if (!written) co_return false;
@@ -225,7 +234,8 @@ class HTTPServer::Implementation {
   asio::posix::stream_descriptor input_{context_};
 };
 
-HTTPServer::Implementation::Implementation(const Options& options, Handler handler) : handler_(std::move(handler)) {
+HTTPServer::Implementation::Implementation(const Options& options, Handler handler)
+    : handler_(std::move(handler)) {
   std::signal(SIGPIPE, SIG_IGN);
   if (options.certificate) secure(*options.certificate);
   listen(options);
@@ -271,7 +281,9 @@ void HTTPServer::Implementation::endWithStandardInput() {
   });
 }
 
-void HTTPServer::Implementation::run() { context_.run(); }
+void HTTPServer::Implementation::run() {
+  context_.run();
+}
 
 void HTTPServer::Implementation::publish(const std::string& text) {
   for (const auto& subscriber : subscribers_) {
@@ -375,13 +387,14 @@ asio::awaitable<bool> HTTPServer::Implementation::deliver(Stream& stream, const 
   } else {
     written = co_await writeWhole(stream, text);
   }
-  co_return written && message.keep_alive();
+  co_return written&& message.keep_alive();
 }
 
 template <class Stream>
-asio::awaitable<void> HTTPServer::Implementation::serveEvents(std::shared_ptr<Stream> stream, const Response& answer,
-                                                              const http::request<http::string_body>& request) {
-  if (subscribers_.size() >= maxStreams) subscribers_.front()->end();  // the longest-standing reader comes again
+asio::awaitable<void> HTTPServer::Implementation::serveEvents(
+    std::shared_ptr<Stream> stream, const Response& answer, const http::request<http::string_body>& request) {
+  if (subscribers_.size() >= maxStreams)
+    subscribers_.front()->end();  // the longest-standing reader comes again
   const auto subscriber = std::make_shared<Subscriber>(context_.get_executor());
   http::response<http::empty_body> head(http::status::ok, request.version());
   for (const auto& [name, value] : answer.headers) head.set(name, value);
@@ -394,9 +407,8 @@ asio::awaitable<void> HTTPServer::Implementation::serveEvents(std::shared_ptr<St
   // Readers of a stream send nothing more: the end of this read is the end of the reader.
   const auto byte = std::make_shared<std::array<char, 1>>();
   beast::get_lowest_layer(*stream).expires_never();
-  stream->async_read_some(asio::buffer(*byte), [stream, byte, subscriber](const error_code&, std::size_t) {
-    subscriber->end();
-  });
+  stream->async_read_some(asio::buffer(*byte),
+                          [stream, byte, subscriber](const error_code&, std::size_t) { subscriber->end(); });
   while (!subscriber->ended) {
     if (subscriber->pending.empty()) {
       co_await subscriber->wake.async_wait(asTuple);
@@ -413,8 +425,14 @@ asio::awaitable<void> HTTPServer::Implementation::serveEvents(std::shared_ptr<St
 HTTPServer::HTTPServer(const Options& options, Handler handler)
     : implementation_(std::make_unique<Implementation>(options, std::move(handler))) {}
 HTTPServer::~HTTPServer() = default;
-std::string HTTPServer::origin() const { return implementation_->origin(); }
-void HTTPServer::run() { implementation_->run(); }
-void HTTPServer::publish(const std::string& text) { implementation_->publish(text); }
+std::string HTTPServer::origin() const {
+  return implementation_->origin();
+}
+void HTTPServer::run() {
+  implementation_->run();
+}
+void HTTPServer::publish(const std::string& text) {
+  implementation_->publish(text);
+}
 
 }  // namespace corvane::sandbox

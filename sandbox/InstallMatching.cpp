@@ -5,7 +5,8 @@ namespace {
 
 constexpr double probabilisticWindow = 60 * 60;  // seconds
 
-InstallMatch find(Store& store, const std::string& owner, const std::optional<std::string>& token, double now) {
+InstallMatch find(Store& store, const std::string& owner, const std::optional<std::string>& token,
+                  double now) {
   if (token) {
     if (auto click = store.clickByToken(*token, owner)) return {"deterministic", click};
   }
@@ -18,7 +19,8 @@ InstallMatch find(Store& store, const std::string& owner, const std::optional<st
 
 }  // namespace
 
-InstallMatch matchInstall(Store& store, const std::string& owner, const std::optional<std::string>& token, double now) {
+InstallMatch matchInstall(Store& store, const std::string& owner, const std::optional<std::string>& token,
+                          double now) {
   InstallMatch match = find(store, owner, token, now);
   if (match.click && !owner.empty()) store.giveClick(match.click->id, owner, match.how);
   return match;

@@ -15,8 +15,8 @@ using nlohmann::json;
 
 bool isSlug(const std::string& slug) {
   const bool allowed = std::all_of(slug.begin(), slug.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' ||
-           c == '.' || c == '~';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '_' || c == '.' || c == '~';
   });
   return allowed && !slug.empty() && slug.size() <= 64 && slug != "." && slug != "..";
 }
@@ -38,13 +38,14 @@ json readScalars(const json& object, const char* name) {
 }  // namespace
 
 json readLink(const json& object) {
-  allowOnly(object, {"slug", "url", "deepLinkPath", "iosUrl", "androidUrl", "fallbackUrl", "campaign", "channel",
-                     "utm", "customData"});
+  allowOnly(object, {"slug", "url", "deepLinkPath", "iosUrl", "androidUrl", "fallbackUrl", "campaign",
+                     "channel", "utm", "customData"});
   const std::string slug = requiredText(object, "slug");
   if (!isSlug(slug)) throw Refusal(400, "slug: expected 1 to 64 of the characters A-Z a-z 0-9 - _ . ~");
   if (isReserved(slug)) throw Refusal(400, "slug: this one is the sandbox's own");
   json link = {{"slug", slug}};
-  for (const char* name : {"url", "deepLinkPath", "iosUrl", "androidUrl", "fallbackUrl", "campaign", "channel"}) {
+  for (const char* name :
+       {"url", "deepLinkPath", "iosUrl", "androidUrl", "fallbackUrl", "campaign", "channel"}) {
     if (const auto text = optionalText(object, name)) link[name] = *text;
   }
   for (const char* name : {"utm", "customData"}) {

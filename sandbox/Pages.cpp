@@ -16,18 +16,30 @@ std::string escaped(std::string_view text) {
   std::string result;
   for (const char c : text) {
     switch (c) {
-      case '&': result += "&amp;"; break;
-      case '<': result += "&lt;"; break;
-      case '>': result += "&gt;"; break;
-      case '"': result += "&quot;"; break;
-      case '\'': result += "&#39;"; break;
-      default: result += c;
+      case '&':
+        result += "&amp;";
+        break;
+      case '<':
+        result += "&lt;";
+        break;
+      case '>':
+        result += "&gt;";
+        break;
+      case '"':
+        result += "&quot;";
+        break;
+      case '\'':
+        result += "&#39;";
+        break;
+      default:
+        result += c;
     }
   }
   return result;
 }
 
-/// The template with each {{name}} replaced by its value, which is HTML already. A value is not looked at again.
+/// The template with each {{name}} replaced by its value, which is HTML already. A value is not looked at
+/// again.
 std::string filled(std::string_view page, const std::map<std::string, std::string, std::less<>>& values) {
   std::string result;
   for (std::size_t position = 0; position < page.size();) {
@@ -42,17 +54,19 @@ std::string filled(std::string_view page, const std::map<std::string, std::strin
 }
 
 Response page(std::string body) {
-  return {.headers = {{"Content-Type", "text/html; charset=utf-8"},
-                      {"Cache-Control", "no-store"},
-                      {"Content-Security-Policy",
-                       "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src data:;"
-                       " base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
-                      {"X-Content-Type-Options", "nosniff"},
-                      {"Referrer-Policy", "no-referrer"}},
+  return {.headers =
+              {{"Content-Type", "text/html; charset=utf-8"},
+               {"Cache-Control", "no-store"},
+               {"Content-Security-Policy",
+                "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src data:;"
+                " base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+               {"X-Content-Type-Options", "nosniff"},
+               {"Referrer-Policy", "no-referrer"}},
           .body = std::move(body)};
 }
 
-/// A way on from the landing page. Only web addresses become links: any text may stand in a campaign's members.
+/// A way on from the landing page. Only web addresses become links: any text may stand in a campaign's
+/// members.
 std::string destination(const json& link, const char* name, const char* caption) {
   const std::string url = link.value(name, "");
   if (!url.starts_with("https://") && !url.starts_with("http://")) return "";
@@ -61,7 +75,9 @@ std::string destination(const json& link, const char* name, const char* caption)
 
 }  // namespace
 
-Response livePage() { return page(std::string(pageFiles::live_html)); }
+Response livePage() {
+  return page(std::string(pageFiles::live_html));
+}
 
 Response landingPage(const json& link, const std::string& text) {
   const std::string slug = link.at("slug");

@@ -59,7 +59,9 @@ json readObject(const Request& request) {
   return value;
 }
 
-std::string requiredText(const json& object, const char* name) { return textOf(require(object, name), name); }
+std::string requiredText(const json& object, const char* name) {
+  return textOf(require(object, name), name);
+}
 
 std::optional<std::string> optionalText(const json& object, const char* name) {
   const json* member = find(object, name);

@@ -26,7 +26,8 @@ class Refusal : public std::runtime_error {
 
 // All of these refuse with 400 and a reason that names the member at fault, unless another status is said.
 
-/// The body as JSON of any kind, nested no deeper than a link ever is; 415 without "Content-Type: application/json".
+/// The body as JSON of any kind, nested no deeper than a link ever is; 415 without "Content-Type:
+/// application/json".
 nlohmann::json readJSON(const Request& request);
 /// The same, and it must be an object.
 nlohmann::json readObject(const Request& request);

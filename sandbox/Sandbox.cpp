@@ -21,7 +21,9 @@ double secondsSince1970() {
 }
 
 /// The slug of "/l/<slug>" or "/<slug>". The second form is what the client library reads a link's slug from.
-std::string slugOf(const std::string& path) { return path.substr(path.starts_with("/l/") ? 3 : 1); }
+std::string slugOf(const std::string& path) {
+  return path.substr(path.starts_with("/l/") ? 3 : 1);
+}
 
 Arrival arrivalOf(const Request& request) {
   json headers = json::object();
@@ -95,8 +97,8 @@ Response Sandbox::route(const Request& request) {
   return backend(request, fault, now);
 }
 
-// Each visit is a click of its own, remembered when the page is served: a visitor who never presses the button, or
-// whose browser has no clipboard, can still be matched as the most recent click.
+// Each visit is a click of its own, remembered when the page is served: a visitor who never presses the
+// button, or whose browser has no clipboard, can still be matched as the most recent click.
 Response Sandbox::landing(const Request& request, const json& link, double now) {
   const Click click = makeClick(store_, feed_, link.at("slug"), now);
   return landingPage(link, clickText(link, request.origin, click.token));

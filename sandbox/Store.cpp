@@ -36,7 +36,9 @@ constexpr auto schema = R"sql(
                                        query TEXT, headers TEXT, body TEXT, key TEXT, status INTEGER, note TEXT);
 )sql";
 
-std::int64_t firstNumber(Statement statement) { return statement.step() ? statement.integer(0) : 0; }
+std::int64_t firstNumber(Statement statement) {
+  return statement.step() ? statement.integer(0) : 0;
+}
 
 void requireOwnFile(Database& database) {
   const std::int64_t found = firstNumber(database.query("PRAGMA application_id"));
@@ -48,8 +50,12 @@ void requireOwnFile(Database& database) {
 
 std::optional<Click> readClick(Statement statement) {
   if (!statement.step()) return std::nullopt;
-  return Click{.id = statement.integer(0), .token = statement.text(1), .slug = statement.text(2),
-               .at = statement.real(3), .owner = statement.text(4), .match = statement.text(5)};
+  return Click{.id = statement.integer(0),
+               .token = statement.text(1),
+               .slug = statement.text(2),
+               .at = statement.real(3),
+               .owner = statement.text(4),
+               .match = statement.text(5)};
 }
 
 json textOrNull(const Statement& statement, int column) {
@@ -59,7 +65,8 @@ json textOrNull(const Statement& statement, int column) {
 json linkRows(Database& database, std::int64_t limit) {
   json rows = json::array();
   Statement links = database.query(
-      "SELECT document, created FROM (SELECT * FROM links ORDER BY created DESC LIMIT ?) ORDER BY created", limit);
+      "SELECT document, created FROM (SELECT * FROM links ORDER BY created DESC LIMIT ?) ORDER BY created",
+      limit);
   while (links.step()) {
     rows.push_back(json::parse(links.text(0)));
     rows.back()["at"] = links.real(1);
@@ -70,7 +77,8 @@ json linkRows(Database& database, std::int64_t limit) {
 json clickRows(Database& database, std::int64_t limit) {
   json rows = json::array();
   Statement clicks = database.query(
-      "SELECT token, slug, at, owner, match FROM (SELECT * FROM clicks ORDER BY id DESC LIMIT ?) ORDER BY id", limit);
+      "SELECT token, slug, at, owner, match FROM (SELECT * FROM clicks ORDER BY id DESC LIMIT ?) ORDER BY id",
+      limit);
   while (clicks.step()) {
     rows.push_back({{"token", clicks.text(0)},
                     {"slug", clicks.text(1)},
@@ -84,7 +92,8 @@ json clickRows(Database& database, std::int64_t limit) {
 json recordRows(Database& database, const std::string& kind, std::int64_t limit) {
   json rows = json::array();
   Statement records = database.query(
-      "SELECT id, at, key, document FROM (SELECT * FROM records WHERE kind = ? ORDER BY id DESC LIMIT ?) ORDER BY id",
+      "SELECT id, at, key, document FROM (SELECT * FROM records WHERE kind = ? ORDER BY id DESC LIMIT ?) "
+      "ORDER BY id",
       kind, limit);
   while (records.step()) {
     rows.push_back(json::parse(records.text(3)));
@@ -98,7 +107,8 @@ json recordRows(Database& database, const std::string& kind, std::int64_t limit)
 json keyRows(Database& database, std::int64_t limit) {
   json rows = json::array();
   Statement keys = database.query(
-      "SELECT path, key, arrivals, answer FROM (SELECT * FROM keys ORDER BY number DESC LIMIT ?) ORDER BY number",
+      "SELECT path, key, arrivals, answer FROM (SELECT * FROM keys ORDER BY number DESC LIMIT ?) ORDER BY "
+      "number",
       limit);
   while (keys.step()) {
     rows.push_back({{"path", keys.text(0)},
@@ -137,8 +147,10 @@ Store::Store(const std::string& path) : database_(path) {
 }
 
 bool Store::putLink(const std::string& slug, const json& link, double now) {
-  if (!this->link(slug) && firstNumber(database_.query("SELECT count(*) FROM links")) >= maxLinks) return false;
-  database_.run("INSERT OR REPLACE INTO links (slug, created, document) VALUES (?, ?, ?)", slug, now, asText(link));
+  if (!this->link(slug) && firstNumber(database_.query("SELECT count(*) FROM links")) >= maxLinks)
+    return false;
+  database_.run("INSERT OR REPLACE INTO links (slug, created, document) VALUES (?, ?, ?)", slug, now,
+                asText(link));
   return true;
 }
 
@@ -151,23 +163,29 @@ std::optional<json> Store::link(const std::string& slug) {
 Click Store::addClick(const std::string& slug, const std::string& token, double at) {
   database_.run("INSERT INTO clicks (token, slug, at) VALUES (?, ?, ?)", token, slug, at);
   Click click{.id = database_.lastRow(), .token = token, .slug = slug, .at = at};
-  database_.run("DELETE FROM clicks WHERE id <= (SELECT id FROM clicks ORDER BY id DESC LIMIT 1 OFFSET ?)", maxClicks);
+  database_.run("DELETE FROM clicks WHERE id <= (SELECT id FROM clicks ORDER BY id DESC LIMIT 1 OFFSET ?)",
+                maxClicks);
   return click;
 }
 
 std::optional<Click> Store::clickByToken(const std::string& token, const std::string& owner) {
   return readClick(database_.query(
-      "SELECT id, token, slug, at, owner, match FROM clicks WHERE token = ? AND (owner IS NULL OR owner = ?)", token, owner));
+      "SELECT id, token, slug, at, owner, match FROM clicks WHERE token = ? AND (owner IS NULL OR owner = ?)",
+      token, owner));
 }
 
 std::optional<Click> Store::clickOfOwner(const std::string& owner) {
   return readClick(
-      database_.query("SELECT id, token, slug, at, owner, match FROM clicks WHERE owner = ? ORDER BY at DESC, id DESC LIMIT 1", owner));
+      database_.query("SELECT id, token, slug, at, owner, match FROM clicks WHERE owner = ? ORDER BY at "
+                      "DESC, id DESC LIMIT 1",
+                      owner));
 }
 
 std::optional<Click> Store::latestFreeClick(double since) {
-  return readClick(database_.query(
-      "SELECT id, token, slug, at, owner, match FROM clicks WHERE owner IS NULL AND at >= ? ORDER BY at DESC, id DESC LIMIT 1", since));
+  return readClick(
+      database_.query("SELECT id, token, slug, at, owner, match FROM clicks WHERE owner IS NULL AND at >= ? "
+                      "ORDER BY at DESC, id DESC LIMIT 1",
+                      since));
 }
 
 void Store::giveClick(std::int64_t click, const std::string& owner, const std::string& match) {
@@ -177,8 +195,8 @@ void Store::giveClick(std::int64_t click, const std::string& owner, const std::s
 std::int64_t Store::addRecord(const std::string& kind, const std::string& key, const std::string& device,
                               const json& document, double now) {
   const std::optional<std::string> presentKey = key.empty() ? std::nullopt : std::optional(key);
-  database_.run("INSERT INTO records (kind, at, key, device, document) VALUES (?, ?, ?, ?, ?)", kind, now, presentKey,
-                device, asText(document));
+  database_.run("INSERT INTO records (kind, at, key, device, document) VALUES (?, ?, ?, ?, ?)", kind, now,
+                presentKey, device, asText(document));
   const std::int64_t number = database_.lastRow();
   database_.run(
       "DELETE FROM records WHERE kind = ?1 AND id <="
@@ -200,15 +218,17 @@ std::int64_t Store::addArrival(const Arrival& arrival, double now) {
       now, arrival.method, arrival.path, arrival.query, arrival.headers, arrival.body, arrival.key,
       std::int64_t{arrival.status}, arrival.note);
   const std::int64_t number = database_.lastRow();
-  database_.run("DELETE FROM arrivals WHERE id <= (SELECT id FROM arrivals ORDER BY id DESC LIMIT 1 OFFSET ?)",
-                maxArrivals);
+  database_.run(
+      "DELETE FROM arrivals WHERE id <= (SELECT id FROM arrivals ORDER BY id DESC LIMIT 1 OFFSET ?)",
+      maxArrivals);
   if (arrival.key.empty()) return number;
   database_.run(
       "INSERT INTO keys (path, key, arrivals) VALUES (?, ?, 1)"
       " ON CONFLICT (path, key) DO UPDATE SET arrivals = arrivals + 1",
       arrival.path, arrival.key);
-  database_.run("DELETE FROM keys WHERE number <= (SELECT number FROM keys ORDER BY number DESC LIMIT 1 OFFSET ?)",
-                maxKeys);
+  database_.run(
+      "DELETE FROM keys WHERE number <= (SELECT number FROM keys ORDER BY number DESC LIMIT 1 OFFSET ?)",
+      maxKeys);
   return number;
 }
 
@@ -229,7 +249,8 @@ void Store::keepAnswer(const std::string& path, const std::string& key, const st
 json Store::counts() {
   json counts = {{"clicks", firstNumber(database_.query("SELECT count(*) FROM clicks"))}};
   for (const char* kind : recordKinds)
-    counts[kind] = firstNumber(database_.query("SELECT count(*) FROM records WHERE kind = ?", std::string(kind)));
+    counts[kind] =
+        firstNumber(database_.query("SELECT count(*) FROM records WHERE kind = ?", std::string(kind)));
   return counts;
 }
 
@@ -238,8 +259,7 @@ json Store::records(std::int64_t limit) {
               {"clicks", clickRows(database_, limit)},
               {"keys", keyRows(database_, limit)},
               {"arrivals", arrivalRows(database_, limit)}};
-  for (const char* kind : recordKinds)
-    all[kind] = recordRows(database_, kind, limit);
+  for (const char* kind : recordKinds) all[kind] = recordRows(database_, kind, limit);
   return all;
 }
 

@@ -27,7 +27,7 @@ struct Arrival {
   std::string query;
   std::string headers;  // a JSON object as text
   std::string body;
-  std::string key;  // its Idempotency-Key, empty without one
+  std::string key;        // its Idempotency-Key, empty without one
   unsigned status = 0;    // of the answer; 0 when none was given
   std::string note = {};  // what came of it, in words
 };

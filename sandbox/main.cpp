@@ -48,7 +48,8 @@ class UsageError : public std::runtime_error {
 std::uint16_t readPort(const std::string& text) {
   std::uint16_t port = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  if (error != std::errc() || end != text.data() + text.size()) throw UsageError("--port: not a port: " + text);
+  if (error != std::errc() || end != text.data() + text.size())
+    throw UsageError("--port: not a port: " + text);
   return port;
 }
 
@@ -71,20 +72,40 @@ Options readOptions(int count, char** arguments) {
   Options options;
   for (int found = 0; (found = getopt_long(count, arguments, "h", known, nullptr)) != -1;) {
     switch (found) {
-      case 'p': options.server.port = readPort(optarg); break;
-      case 'b': options.server.address = optarg; break;
-      case 'k': options.sandbox.keys.push_back(readKey(optarg)); break;
-      case 'd': options.sandbox.dataFile = optarg; break;
-      case 't': options.tls = true; break;
-      case 'c': options.certificateFile = optarg; break;
-      case 'a': options.sandbox.allowedHosts.emplace_back(optarg); break;
-      case 'e': options.server.exitOnEOF = true; break;
-      case 'h': std::fputs(usage, stdout); std::exit(EXIT_SUCCESS);
-      default: throw UsageError("");  // getopt_long has said what is wrong
+      case 'p':
+        options.server.port = readPort(optarg);
+        break;
+      case 'b':
+        options.server.address = optarg;
+        break;
+      case 'k':
+        options.sandbox.keys.push_back(readKey(optarg));
+        break;
+      case 'd':
+        options.sandbox.dataFile = optarg;
+        break;
+      case 't':
+        options.tls = true;
+        break;
+      case 'c':
+        options.certificateFile = optarg;
+        break;
+      case 'a':
+        options.sandbox.allowedHosts.emplace_back(optarg);
+        break;
+      case 'e':
+        options.server.exitOnEOF = true;
+        break;
+      case 'h':
+        std::fputs(usage, stdout);
+        std::exit(EXIT_SUCCESS);
+      default:
+        throw UsageError("");  // getopt_long has said what is wrong
     }
   }
   if (optind < count) throw UsageError(std::string("not an option: ") + arguments[optind]);
-  if (!options.certificateFile.empty() && !options.tls) throw UsageError("--certificate-file goes with --tls");
+  if (!options.certificateFile.empty() && !options.tls)
+    throw UsageError("--certificate-file goes with --tls");
   return options;
 }
 
@@ -103,21 +124,23 @@ void printTrust(const Options& options, const std::string& certificate) {
                 certificate.c_str());
   }
   std::printf("To trust it in one command: curl --cacert %s ...\n", file.c_str());
-  std::printf("To trust it on this machine (Debian): sudo cp %s /usr/local/share/ca-certificates/corvane-sandbox.crt "
-              "&& sudo update-ca-certificates\n",
-              file.c_str());
+  std::printf(
+      "To trust it on this machine (Debian): sudo cp %s /usr/local/share/ca-certificates/corvane-sandbox.crt "
+      "&& sudo update-ca-certificates\n",
+      file.c_str());
   std::printf("It is made anew at each start. On a phone, install the file as a certificate authority.\n");
 }
 
 void serve(Options options) {
   if (options.tls) {
     options.server.certificate = makeCertificate(options.server.address);
-    if (!options.certificateFile.empty()) writeFile(options.certificateFile, options.server.certificate->certificate);
+    if (!options.certificateFile.empty())
+      writeFile(options.certificateFile, options.server.certificate->certificate);
   }
   std::unique_ptr<HTTPServer> server;  // the sandbox publishes through it, and it asks the sandbox
   Sandbox sandbox(options.sandbox, [&server](const std::string& event) { server->publish(event); });
-  server = std::make_unique<HTTPServer>(options.server,
-                                        [&sandbox](const Request& request) { return sandbox.handle(request); });
+  server = std::make_unique<HTTPServer>(
+      options.server, [&sandbox](const Request& request) { return sandbox.handle(request); });
   std::printf("corvane-sandbox listening on %s\n", server->origin().c_str());
   if (options.tls) printTrust(options, options.server.certificate->certificate);
   std::fflush(stdout);

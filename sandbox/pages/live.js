@@ -2,8 +2,8 @@
 
 const shownRows = 200;
 const counters = [
-  ['clicks', 'clicks'], ['installs', 'installs'], ['uncountedInstalls', 'without consent'], ['opens', 'opens'],
-  ['events', 'events'], ['resolves', 'look-ups'], ['faults', 'faults to come'],
+  ['links', 'links'], ['clicks', 'clicks'], ['installs', 'installs'], ['uncountedInstalls', 'uncounted'],
+  ['opens', 'opens'], ['resolves', 'look-ups'], ['events', 'events'], ['faults', 'faults left'],
 ];
 const links = new Map();
 const byId = (id) => document.getElementById(id);
@@ -21,15 +21,6 @@ function timeOf(at) {
   const time = element('time', '', date.toLocaleTimeString());
   time.dateTime = date.toISOString();
   return time;
-}
-
-function pretty(text) {
-  try {
-    JSON.parse(text);
-    return text.replace(/^{"/, '{ "').replace(/,"/g, ', "').replace(/":/g, '": ').replace(/}$/, ' }');
-  } catch {
-    return text;
-  }
 }
 
 function row(kind, badge, what, at, note, bad, raw) {
@@ -62,12 +53,12 @@ function arrivalRow(arrival) {
   const [kind, describe] = kinds[arrival.path] ?? ['request', () => ''];
   const isLookUp = arrival.path === '/v1/links/resolve';
   const target = arrival.path + (arrival.query ? `?${arrival.query}` : '');
-  const what = describe(messageOf(arrival)) || (isLookUp ? arrival.query : target);
+  const what = describe(messageOf(arrival)) || (isLookUp && new URLSearchParams(arrival.query).get('slug')) || target;
   const bad = arrival.status === 0 || arrival.status >= 400;
   const faulted = arrival.note.startsWith('scripted') || arrival.note.includes('; ');
   const status = arrival.status || 'no answer';
   const raw = `${arrival.method} ${target}\n${arrival.key ? `Idempotency-Key: ${arrival.key}\n` : ''}` +
-              pretty(arrival.body);
+              arrival.body;
   const badge = isLookUp ? 'look-up' : kind;
   return row(faulted && bad ? 'fault' : kind, badge, what, arrival.at, `${status} · ${arrival.note}`, bad, raw.trim());
 }
@@ -127,7 +118,7 @@ function listen() {
   stream.onmessage = (event) => {
     const message = JSON.parse(event.data);
     happenings[message.kind](message);
-    showCounts(message.counts);
+    showCounts({ ...message.counts, links: links.size });
   };
 }
 

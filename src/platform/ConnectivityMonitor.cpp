@@ -111,7 +111,9 @@ bool ConnectivityMonitor::hasRouteBeyondLoopback() {
   }
 }
 
-ConnectivityMonitor::~ConnectivityMonitor() { ::close(descriptor_); }
+ConnectivityMonitor::~ConnectivityMonitor() {
+  ::close(descriptor_);
+}
 
 ConnectivityMonitor::Notices ConnectivityMonitor::take() {
   // What a notice says does not matter, nor that a long one is cut off.
@@ -134,10 +136,16 @@ ConnectivityMonitor::Notices ConnectivityMonitor::take() {
 
 namespace corvane::platform {
 
-std::unique_ptr<ConnectivityMonitor> ConnectivityMonitor::subscribe() { return nullptr; }
-bool ConnectivityMonitor::hasRouteBeyondLoopback() { return true; }
+std::unique_ptr<ConnectivityMonitor> ConnectivityMonitor::subscribe() {
+  return nullptr;
+}
+bool ConnectivityMonitor::hasRouteBeyondLoopback() {
+  return true;
+}
 ConnectivityMonitor::~ConnectivityMonitor() = default;
-ConnectivityMonitor::Notices ConnectivityMonitor::take() { return Notices::lost; }
+ConnectivityMonitor::Notices ConnectivityMonitor::take() {
+  return Notices::lost;
+}
 
 }  // namespace corvane::platform
 

@@ -5,8 +5,8 @@
 namespace corvane::platform {
 
 /// A subscription to the operating system's notices that links, addresses or routes have changed. What
-/// happens after `subscribe` is not missed: notices wait in the descriptor until they are taken. Destroying it
-/// ends the subscription. One thread at a time.
+/// happens after `subscribe` is not missed: notices wait in the descriptor until they are taken. Destroying
+/// it ends the subscription. One thread at a time.
 class ConnectivityMonitor {
  public:
   enum class Notices {

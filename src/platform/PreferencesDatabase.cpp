@@ -43,6 +43,13 @@ Kind kindOf(int code) {
   }
 }
 
+/// How a connection shares the file.
+enum class Access {
+  shared,  ///< with other processes, through the memory that SQLite maps from the file beside it
+  alone,   ///< locked against them: needs no such memory, so that a full disk can still be read
+  frozen,  ///< as if nobody could ever write it: for a place where not even an empty log can be made
+};
+
 /// An idle statement holds no lock and no snapshot, whichever way its use ended.
 class StatementUse {
  public:
@@ -81,10 +88,11 @@ struct PreferencesDatabase::Connection {
   Statement begin, commit, select, upsert, remove;
   TimePoint waitUntil{};
   pid_t process = ::getpid();
-  bool immutable = false;
+  Access access = Access::shared;
 
-  void open(const std::filesystem::path& file, bool asImmutable) {
-    immutable = asImmutable;
+  void open(const std::filesystem::path& file, Access wanted) {
+    access = wanted;
+    const bool immutable = access == Access::frozen;
     const std::string name = immutable ? uriOf(file) + "?immutable=1" : file.native();
     const int flags =
         SQLITE_OPEN_NOMUTEX | (immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE);
@@ -96,6 +104,7 @@ struct PreferencesDatabase::Connection {
     sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, static_cast<int>(maximumSize + 4096));
     sqlite3_busy_handler(opened, &Connection::waitForHolder, this);
     execute("PRAGMA trusted_schema = OFF");
+    if (access == Access::alone) execute("PRAGMA locking_mode = EXCLUSIVE");
   }
 
   void check(int code) const {
@@ -148,10 +157,10 @@ struct PreferencesDatabase::Connection {
 
   void requireOurs() const {
     if (number("PRAGMA application_id") != ourApplicationId) {
-      throw PreferencesFailure(Kind::unusable, "it is a database of another program");
+      throw PreferencesFailure(Kind::foreign, "it is a database of another program");
     }
     if (const int format = number("PRAGMA user_version"); format != ourFormat) {
-      throw PreferencesFailure(Kind::unusable,
+      throw PreferencesFailure(Kind::foreign,
                                "its format " + std::to_string(format) + " is that of a later version");
     }
     // Foreign tables and indexes do no harm; a trigger or a view would run whatever it says.
@@ -162,7 +171,7 @@ struct PreferencesDatabase::Connection {
   }
 
   void prepareStatements() {
-    if (!immutable) {
+    if (access != Access::frozen) {
       sqlite3_exec(handle.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
       execute("PRAGMA synchronous = FULL");
     }
@@ -280,8 +289,9 @@ PreferencesDatabase::Result PreferencesDatabase::attempt(TimePoint waitUntil,
         step();
         return Result::done;
       } catch (const PreferencesFailure& failure) {
-        if (failure.kind != Kind::unreadable) throw;
-        // Believed only when a fresh connection sees it too, alone with the file.
+        // Damage is believed only when a fresh connection sees it too; an I/O error may have been a single
+        // one.
+        if (failure.kind == Kind::busy) throw;
       }
     }
     attemptOnFreshConnection(waitUntil, step);
@@ -310,8 +320,8 @@ void PreferencesDatabase::attemptOnFreshConnection(TimePoint waitUntil, const st
     connect(folder, waitUntil);
     step();
   }
-  // Nothing tells an immutable connection that the file changed.
-  if (connection_->immutable) disconnect();
+  // The others keep everybody out, or see no change.
+  if (connection_->access != Access::shared) disconnect();
 }
 
 bool PreferencesDatabase::connectionStillGood() {
@@ -327,25 +337,26 @@ bool PreferencesDatabase::connectionStillGood() {
 void PreferencesDatabase::connect(const PreferencesFolderLock& folder, TimePoint waitUntil) {
   folder.createFileIfMissing();
   folder.requireRegularFiles();
-  const auto open = [&](bool asImmutable) {
+  const auto open = [&](Access access) {
     disconnect();
     connection_ = std::make_unique<Connection>();
     connection_->waitUntil = waitUntil;
-    connection_->open(file_, asImmutable);
-    if (!asImmutable && connection_->isEmpty()) connection_->setUp();
+    connection_->open(file_, access);
+    if (access != Access::frozen && connection_->isEmpty()) connection_->setUp();
     connection_->requireOurs();
     connection_->prepareStatements();
   };
   try {
-    open(false);
+    return open(Access::shared);
   } catch (const PreferencesFailure& failure) {
-    // In a place where SQLite cannot keep its lock file, a file without a log is complete in itself and can
-    // be read.
-    const bool frozenPlace =
-        failure.kind == Kind::unusable && ::access(file_.parent_path().c_str(), W_OK) != 0;
-    if (!frozenPlace || folder.hasLog()) throw;
-    open(true);
+    if (failure.kind != Kind::unusable) throw;
   }
+  try {
+    return open(Access::alone);
+  } catch (const PreferencesFailure& failure) {
+    if (failure.kind != Kind::unusable || !folder.fileIsWhole()) throw;
+  }
+  open(Access::frozen);
 }
 
 }  // namespace corvane::platform

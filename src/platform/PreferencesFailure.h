@@ -12,7 +12,8 @@ class PreferencesFailure : public std::runtime_error {
   enum class Kind {
     busy,        ///< another process holds the file, and did so for the whole wait
     unreadable,  ///< the file is not a database, is damaged, or is ours without our table
-    unusable,    ///< anything else: a full disk, a read-only place, somebody else's database, …
+    foreign,     ///< a sound database, but not ours to touch
+    unusable,    ///< anything else: a full disk, a read-only place, …
   };
 
   PreferencesFailure(Kind why, const std::string& reason) : std::runtime_error(reason), kind(why) {}

@@ -124,9 +124,12 @@ std::filesystem::path PreferencesFolderLock::setFileAside() const {
   return target;
 }
 
-bool PreferencesFolderLock::hasLog() const {
-  struct stat status{};
-  return ::stat(companion("-wal").c_str(), &status) == 0 && status.st_size > 0;
+bool PreferencesFolderLock::fileIsWhole() const {
+  const auto hasContent = [](const std::filesystem::path& path) {
+    struct stat status{};
+    return ::stat(path.c_str(), &status) == 0 && status.st_size > 0;
+  };
+  return hasContent(file_) && !hasContent(companion("-wal")) && !hasContent(companion("-journal"));
 }
 
 std::filesystem::path PreferencesFolderLock::companion(const char* suffix) const {

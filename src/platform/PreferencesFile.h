@@ -38,8 +38,8 @@ class PreferencesFolderLock {
   /// leaves no log or journal that SQLite would apply to a fresh file.
   std::filesystem::path setFileAside() const;
 
-  /// True when there is a write-ahead log with something in it.
-  bool hasLog() const;
+  /// True when the file has content and neither a log nor a journal adds to it.
+  bool fileIsWhole() const;
 
  private:
   std::filesystem::path companion(const char* suffix) const;

@@ -16,7 +16,8 @@ namespace {
 
 constexpr const char* kExiting = "the process is exiting";
 
-/// Blocks every signal of the calling thread for the life of this object; threads made meanwhile inherit that.
+/// Blocks every signal of the calling thread for the life of this object; threads made meanwhile inherit
+/// that.
 class AllSignalsBlocked {
  public:
   AllSignalsBlocked() {

@@ -21,10 +21,10 @@ class TransportLoop;
 
 /// The transport thread and the mailbox in front of it.
 ///
-/// One thread runs every exchange of the process on one libcurl multi handle (`TransportLoop`, which only that
-/// thread touches). Other threads reach it through the mailbox: begun exchanges and cancellations are put in
-/// under `mutex_`, and a wake-up makes the thread take them out. The mutex is never held while a completion
-/// runs, nor while libcurl works. With nothing to do the thread sleeps until it is woken.
+/// One thread runs every exchange of the process on one libcurl multi handle (`TransportLoop`, which only
+/// that thread touches). Other threads reach it through the mailbox: begun exchanges and cancellations are
+/// put in under `mutex_`, and a wake-up makes the thread take them out. The mutex is never held while a
+/// completion runs, nor while libcurl works. With nothing to do the thread sleeps until it is woken.
 ///
 /// The thread blocks all signals, and so do libcurl's look-up threads, which inherit its mask.
 class Transport {
@@ -49,10 +49,10 @@ class Transport {
   /// Aborts the exchange, in the line or in flight. Without effect once it has ended. Any thread.
   void cancel(ExchangeID exchange);
 
-  /// Ends every exchange, now and from here on, with the text "the process is exiting", closes all sockets and
-  /// ends the thread. Returns true when the thread has ended within `bound`; otherwise it is left behind, and
-  /// may still be inside a completion. Any thread but the transport's own; a second call just waits. Never to
-  /// be called in a forked child, where the thread does not exist.
+  /// Ends every exchange, now and from here on, with the text "the process is exiting", closes all sockets
+  /// and ends the thread. Returns true when the thread has ended within `bound`; otherwise it is left behind,
+  /// and may still be inside a completion. Any thread but the transport's own; a second call just waits.
+  /// Never to be called in a forked child, where the thread does not exist.
   bool shutDown(std::chrono::milliseconds bound);
 
  private:

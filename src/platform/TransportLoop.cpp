@@ -119,9 +119,9 @@ bool TransportLoop::metNoNetwork(const TransportExchange& exchange, CURLcode cod
   return exchange.transfer->foundNoWay(code);
 }
 
-/// Subscribing comes before the attempt that decides: an attempt that began before the subscription, or before
-/// the latest notice, may have failed for what has changed since, so it is repeated at once. Only one that
-/// failed with nothing new since it began waits for the next notice. False where there are no notices.
+/// Subscribing comes before the attempt that decides: an attempt that began before the subscription, or
+/// before the latest notice, may have failed for what has changed since, so it is repeated at once. Only one
+/// that failed with nothing new since it began waits for the next notice. False where there are no notices.
 bool TransportLoop::awaitConnectivity(TransportExchange& exchange) {
   if (monitor_) {
     takeNotices();
@@ -185,7 +185,8 @@ void TransportLoop::complete(TransportExchange& exchange, URLSessionResult resul
   if (owner->isRunning) curl_multi_remove_handle(multi_.get(), owner->transfer->handle());
   owner->transfer->reset();
   spare_.push_back(std::move(owner->transfer));
-  const bool noticesMatter = std::ranges::any_of(active_, [](const auto& each) { return each->metNoNetwork; });
+  const bool noticesMatter =
+      std::ranges::any_of(active_, [](const auto& each) { return each->metNoNetwork; });
   if (!noticesMatter) monitor_.reset();
   owner->completion(std::move(result));
 }

@@ -20,7 +20,9 @@ struct FreeText {
 };
 using URL = std::unique_ptr<CURLU, FreeURL>;
 
-bool equalIgnoringCase(const std::string& a, const char* b) { return strcasecmp(a.c_str(), b) == 0; }
+bool equalIgnoringCase(const std::string& a, const char* b) {
+  return strcasecmp(a.c_str(), b) == 0;
+}
 
 std::string part(const URL& url, CURLUPart which, unsigned flags = 0) {
   char* text = nullptr;
@@ -52,7 +54,9 @@ bool continuesAsGet(int status, const std::string& method) {
   return status == 303 || ((status == 301 || status == 302) && method == "POST");
 }
 
-bool describesBody(const std::string& header) { return strncasecmp(header.c_str(), "Content-", 8) == 0; }
+bool describesBody(const std::string& header) {
+  return strncasecmp(header.c_str(), "Content-", 8) == 0;
+}
 
 bool mayLeaveOrigin(const std::string& header) {
   return equalIgnoringCase(header, "Accept") || equalIgnoringCase(header, "Content-Type");
@@ -66,12 +70,14 @@ bool allowed(const Origin& from, const Origin& to) {
 
 std::optional<URLRequest> redirected(const URLRequest& request, const HTTPResponse& answer) {
   const auto location = answer.headers.find("location");
-  if (!isRedirect(answer.statusCode) || location == answer.headers.end() || location->second.empty()) return {};
+  if (!isRedirect(answer.statusCode) || location == answer.headers.end() || location->second.empty())
+    return {};
 
   const URL url(curl_url());
   if (!url || curl_url_set(url.get(), CURLUPART_URL, request.url.c_str(), 0) != CURLUE_OK) return {};
   const Origin from(url);
-  if (curl_url_set(url.get(), CURLUPART_URL, location->second.c_str(), CURLU_URLENCODE) != CURLUE_OK) return {};
+  if (curl_url_set(url.get(), CURLUPART_URL, location->second.c_str(), CURLU_URLENCODE) != CURLUE_OK)
+    return {};
   const Origin to(url);
   if (!allowed(from, to)) return {};
 

@@ -1,5 +1,8 @@
 #include "platform/TransportTransfer.h"
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
@@ -26,6 +29,20 @@ std::string lowerCased(std::string_view text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return lower;
+}
+
+/// Whether the kernel knows a way there. Connecting a datagram socket asks it, and sends nothing.
+bool knowsWay(const curl_sockaddr& address) {
+  const int probe = ::socket(address.family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return true;
+  const bool connected = ::connect(probe, &address.addr, address.addrlen) == 0;
+  ::close(probe);
+  return connected;
+}
+
+/// Without the blanks at the end. libcurl leaves the line's own CR on a value that is otherwise blank.
+std::string trimmedEnd(std::string_view value) {
+  return std::string(value.substr(0, value.find_last_not_of(" \t\r\n") + 1));
 }
 
 /// Sets options until one is refused, and remembers why.
@@ -70,7 +87,8 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::mill
   options.set(CURLOPT_HTTPHEADER, headers_.get());
   if (request.method == "POST") {
     options.set(CURLOPT_POST, 1L);
-    options.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body ? request.body->size() : 0));
+    options.set(CURLOPT_POSTFIELDSIZE_LARGE,
+                static_cast<curl_off_t>(request.body ? request.body->size() : 0));
     options.set(CURLOPT_POSTFIELDS, request.body ? request.body->data() : "");
   }
 
@@ -94,6 +112,8 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::mill
   options.set(CURLOPT_ACCEPT_ENCODING, "");  // whatever libcurl can decompress
   options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   options.set(CURLOPT_ERRORBUFFER, detail_.data());
+  options.set(CURLOPT_OPENSOCKETFUNCTION, &TransportTransfer::openSocket);
+  options.set(CURLOPT_OPENSOCKETDATA, this);
   options.set(CURLOPT_WRITEFUNCTION, &TransportTransfer::receiveBody);
   options.set(CURLOPT_WRITEDATA, this);
   options.set(CURLOPT_HEADERFUNCTION, &TransportTransfer::receiveHeader);
@@ -108,6 +128,8 @@ void TransportTransfer::reset() {
   body_ = std::string();
   headerBytes_ = 0;
   brokenLimit_ = nullptr;
+  addressesTried_ = 0;
+  knewWay_ = false;
 }
 
 bool TransportTransfer::appendHeader(const std::string& line) {
@@ -152,6 +174,13 @@ std::size_t TransportTransfer::receiveHeader(char*, std::size_t, std::size_t siz
   return size;
 }
 
+curl_socket_t TransportTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
+  auto& transfer = *static_cast<TransportTransfer*>(self);
+  ++transfer.addressesTried_;
+  transfer.knewWay_ = transfer.knewWay_ || knowsWay(*address);
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
 HTTPResponse TransportTransfer::takeResponse() {
   HTTPResponse response;
   long status = -1;
@@ -161,7 +190,7 @@ HTTPResponse TransportTransfer::takeResponse() {
   constexpr int kFinalRequest = -1;
   for (curl_header* field = nullptr;
        (field = curl_easy_nextheader(handle(), CURLH_HEADER, kFinalRequest, field)) != nullptr;) {
-    response.headers[lowerCased(field->name)] = field->value;
+    response.headers[lowerCased(field->name)] = trimmedEnd(field->value);
   }
   return response;
 }
@@ -176,7 +205,8 @@ bool TransportTransfer::foundNoWay(CURLcode code) const {
   if (code != CURLE_COULDNT_CONNECT) return false;
   long reason = 0;
   curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &reason);
-  return reason == ENETUNREACH || reason == EHOSTUNREACH || reason == ENETDOWN;
+  const bool unreachable = reason == ENETUNREACH || reason == EHOSTUNREACH || reason == ENETDOWN;
+  return unreachable && (addressesTried_ == 1 || !knewWay_);
 }
 
 }  // namespace corvane::platform

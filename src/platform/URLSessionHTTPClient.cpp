@@ -28,7 +28,7 @@ void begin(const URLSession& session, const asio::any_io_executor& background, U
   const auto resume = [background, shared](URLSessionResult result) {
     asio::post(background, [shared, result = std::move(result)]() mutable {
       asio::get_associated_cancellation_slot(*shared).clear();
-      std::move(*shared)(std::move(result));
+      std::move (*shared)(std::move(result));
     });
   };
   const auto task = session.data(std::move(request), resume);
@@ -51,8 +51,9 @@ asio::awaitable<HTTPResponse> URLSessionHTTPClient::send(URLRequest request) {
   const auto initiate = [session = session_, background = background_](auto handler, URLRequest sent) {
     begin(*session, background, std::move(sent), std::move(handler));
   };
-  URLSessionResult result = co_await asio::async_initiate<const asio::use_awaitable_t<>&, void(URLSessionResult)>(
-      initiate, asio::use_awaitable, std::move(request));
+  URLSessionResult result =
+      co_await asio::async_initiate<const asio::use_awaitable_t<>&, void(URLSessionResult)>(
+          initiate, asio::use_awaitable, std::move(request));
   if (const auto* failure = std::get_if<std::string>(&result)) throw CorvaneError::transport(*failure);
   co_return std::get<HTTPResponse>(std::move(result));
 }

@@ -157,7 +157,13 @@ std::optional<PreferenceValue> UserDefaults::valueForKey(std::string_view key) c
   std::optional<PreferenceValue> value;
   std::unique_lock lock(mutex_);
   if (const auto waiting = pending_.find(key); waiting != pending_.end()) return waiting->second;
-  noteResult(database_.read(key, waitUntil(entered), value));
+  const PreferencesDatabase::Result result = database_.read(key, waitUntil(entered), value);
+  noteResult(result);
+  if (result == PreferencesDatabase::Result::done) {
+    known_.insert_or_assign(std::string(key), value);
+  } else if (const auto last = known_.find(key); last != known_.end()) {
+    value = last->second;
+  }
   unlockAndTell(std::move(lock));
   return value;
 }
@@ -183,7 +189,10 @@ bool UserDefaults::writePending(TimePoint entered) {
   if (!pending_.empty()) {
     const PreferencesDatabase::Result result = database_.write(pending_, waitUntil(entered));
     noteResult(result);
-    if (result == PreferencesDatabase::Result::done) pending_.clear();
+    if (result == PreferencesDatabase::Result::done) {
+      for (auto& [key, value] : pending_) known_.insert_or_assign(key, std::move(value));
+      pending_.clear();
+    }
   }
   pending_.merge(tooLarge);
   return pending_.empty();

@@ -78,7 +78,8 @@ class UserDefaults {
   // Reading connects, and may find the file unreadable: to the caller that is still reading.
   mutable std::mutex mutex_;
   mutable PreferencesDatabase database_;
-  PreferenceChanges pending_;  // newer than the file; all but empty on a healthy disk
+  PreferenceChanges pending_;        // newer than the file; empty on a healthy disk
+  mutable PreferenceChanges known_;  // as last read or written; asked only when the file cannot be read
   mutable bool holderOutlasts_ = false;
   mutable std::string problem_;
   mutable bool told_ = false;

@@ -29,9 +29,11 @@ void blockSignals() {
 
 std::shared_ptr<void> makeTLSContext(const TLSIdentity& identity) {
   std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-  require(SSL_CTX_use_certificate_file(context.get(), identity.certificateFile().c_str(), SSL_FILETYPE_PEM) == 1,
-          "certificate");
-  require(SSL_CTX_use_PrivateKey_file(context.get(), identity.keyFile().c_str(), SSL_FILETYPE_PEM) == 1, "key");
+  require(
+      SSL_CTX_use_certificate_file(context.get(), identity.certificateFile().c_str(), SSL_FILETYPE_PEM) == 1,
+      "certificate");
+  require(SSL_CTX_use_PrivateKey_file(context.get(), identity.keyFile().c_str(), SSL_FILETYPE_PEM) == 1,
+          "key");
   return context;
 }
 
@@ -49,7 +51,8 @@ LoopbackRequest parseHead(const std::string& head) {
     const std::string field = head.substr(start, end == std::string::npos ? end : end - start);
     const std::size_t colon = field.find(':');
     const std::size_t value = field.find_first_not_of(" \t", colon + 1);
-    request.headers.emplace_back(field.substr(0, colon), value == std::string::npos ? "" : field.substr(value));
+    request.headers.emplace_back(field.substr(0, colon),
+                                 value == std::string::npos ? "" : field.substr(value));
   }
   return request;
 }
@@ -57,8 +60,8 @@ LoopbackRequest parseHead(const std::string& head) {
 }  // namespace
 
 bool LoopbackRequest::has(const std::string& name) const {
-  return std::ranges::any_of(headers,
-                             [&](const auto& field) { return strcasecmp(field.first.c_str(), name.c_str()) == 0; });
+  return std::ranges::any_of(
+      headers, [&](const auto& field) { return strcasecmp(field.first.c_str(), name.c_str()) == 0; });
 }
 
 std::string LoopbackRequest::header(const std::string& name) const {
@@ -83,8 +86,12 @@ LoopbackAnswer LoopbackAnswer::redirect(int status, std::string location) {
 LoopbackAnswer LoopbackAnswer::raw(std::string bytes) {
   return {.bytes = std::move(bytes), .then = Then::hangUp};
 }
-LoopbackAnswer LoopbackAnswer::silence() { return {.then = Then::silence}; }
-LoopbackAnswer LoopbackAnswer::hangUp() { return {.then = Then::hangUp}; }
+LoopbackAnswer LoopbackAnswer::silence() {
+  return {.then = Then::silence};
+}
+LoopbackAnswer LoopbackAnswer::hangUp() {
+  return {.then = Then::hangUp};
+}
 
 /// One connection's bytes, plain or through TLS.
 class LoopbackServer::Stream {
@@ -110,8 +117,9 @@ class LoopbackServer::Stream {
 
   bool write(const std::string& bytes) {
     for (std::size_t sent = 0; sent < bytes.size();) {
-      const auto size = tls_ ? SSL_write(tls_.get(), bytes.data() + sent, static_cast<int>(bytes.size() - sent))
-                             : static_cast<int>(::send(connection_, bytes.data() + sent, bytes.size() - sent, 0));
+      const auto size =
+          tls_ ? SSL_write(tls_.get(), bytes.data() + sent, static_cast<int>(bytes.size() - sent))
+               : static_cast<int>(::send(connection_, bytes.data() + sent, bytes.size() - sent, 0));
       if (size <= 0) return false;
       sent += static_cast<std::size_t>(size);
     }

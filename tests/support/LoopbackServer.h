@@ -46,8 +46,9 @@ struct LoopbackAnswer {
   static LoopbackAnswer hangUp();
 };
 
-/// An HTTP/1.1 server on a free port of 127.0.0.1 whose answers the test decides. One thread a connection; the
-/// handler runs on those, several at once. A handler may block, but must be let go before the server dies.
+/// An HTTP/1.1 server on a free port of 127.0.0.1 whose answers the test decides. One thread a connection;
+/// the handler runs on those, several at once. A handler may block, but must be let go before the server
+/// dies.
 class LoopbackServer {
  public:
   using Handler = std::function<LoopbackAnswer(const LoopbackRequest&)>;

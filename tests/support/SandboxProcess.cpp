@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -89,10 +90,13 @@ const SandboxAnswer& expectSuccess(const SandboxAnswer& answer, const std::strin
 
 }  // namespace
 
-json SandboxAnswer::json() const { return nlohmann::json::parse(body); }
+json SandboxAnswer::json() const {
+  return nlohmann::json::parse(body);
+}
 
-SandboxProcess::SandboxProcess(std::vector<std::string> options) {
-  options.insert(options.begin(), {CORVANE_SANDBOX_PATH, "--port", "0", "--exit-on-eof"});
+SandboxProcess::SandboxProcess(std::vector<std::string> options, const std::string& program) {
+  options.insert(options.begin(),
+                 {program.empty() ? CORVANE_SANDBOX_PATH : program, "--port", "0", "--exit-on-eof"});
   if (std::find(options.begin(), options.end(), "--tls") != options.end()) {
     std::string folder = (std::filesystem::temp_directory_path() / "corvane-sandbox-XXXXXX").string();
     if (!mkdtemp(folder.data())) throw std::runtime_error("sandbox: no temporary folder");
@@ -105,7 +109,8 @@ SandboxProcess::SandboxProcess(std::vector<std::string> options) {
   arguments.push_back(nullptr);
 
   int input[2], output[2];
-  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) throw std::runtime_error("sandbox: no pipe");
+  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0)
+    throw std::runtime_error("sandbox: no pipe");
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
@@ -118,19 +123,22 @@ SandboxProcess::SandboxProcess(std::vector<std::string> options) {
   output_ = output[0];
   if (error != 0) {
     pid_ = -1;
+    release();
     throw std::runtime_error("sandbox: cannot start " + options[0]);
   }
 
   const std::string prefix = "corvane-sandbox listening on ";
   const std::string line = readListeningLine();
   if (!line.starts_with(prefix)) {
-    terminate(SIGKILL);
+    release();
     throw std::runtime_error("sandbox: it did not start, but said: " + line);
   }
   baseURL_ = line.substr(prefix.size());
 }
 
-SandboxProcess::~SandboxProcess() {
+SandboxProcess::~SandboxProcess() { release(); }
+
+void SandboxProcess::release() {
   terminate(SIGKILL);
   if (input_ >= 0) close(input_);
   if (output_ >= 0) close(output_);
@@ -155,6 +163,15 @@ std::string SandboxProcess::remainingOutput() const {
 int SandboxProcess::terminate(int signal) {
   if (pid_ < 0) return 0;
   kill(pid_, signal);
+  return awaitEnd();
+}
+
+int SandboxProcess::closeInput() {
+  close(std::exchange(input_, -1));
+  return awaitEnd();
+}
+
+int SandboxProcess::awaitEnd() {
   int status = 0;
   while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
   }
@@ -162,7 +179,8 @@ int SandboxProcess::terminate(int signal) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-SandboxAnswer SandboxProcess::request(const std::string& method, const std::string& path, const std::string& body,
+SandboxAnswer SandboxProcess::request(const std::string& method, const std::string& path,
+                                      const std::string& body,
                                       const std::vector<std::string>& headers) const {
   SandboxAnswer answer;
   const CurlHandle handle = makeHandle(baseURL_ + path, certificateFile_);
@@ -207,13 +225,17 @@ void SandboxProcess::faults(const json& faults) const {
   expectSuccess(post("/sandbox/faults", faults), "the fault");
 }
 
-void SandboxProcess::clearFaults() const { expectSuccess(request("DELETE", "/sandbox/faults"), "clearing the faults"); }
+void SandboxProcess::clearFaults() const {
+  expectSuccess(request("DELETE", "/sandbox/faults"), "clearing the faults");
+}
 
 json SandboxProcess::records() const {
   return expectSuccess(request("GET", "/sandbox/records"), "reading the records").json();
 }
 
-void SandboxProcess::reset() const { expectSuccess(request("DELETE", "/sandbox/records"), "clearing the records"); }
+void SandboxProcess::reset() const {
+  expectSuccess(request("DELETE", "/sandbox/records"), "clearing the records");
+}
 
 json SandboxProcess::awaitRecords(const std::function<bool(const json&)>& condition,
                                   std::chrono::milliseconds timeout) const {

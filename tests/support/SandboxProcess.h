@@ -22,8 +22,8 @@ struct SandboxAnswer {
   nlohmann::json json() const;
 };
 
-/// One `corvane-sandbox` that runs as a child process on a free port of its own, for as long as this object lives.
-/// The child also ends when the test process dies, however it dies, so that nothing stays running.
+/// One `corvane-sandbox` that runs as a child process on a free port of its own, for as long as this object
+/// lives. The child also ends when the test process dies, however it dies, so that nothing stays running.
 ///
 ///   SandboxProcess sandbox;
 ///   sandbox.link({{"slug", "summer"}, {"deepLinkPath", "/offers/7"}, {"customData", {{"price", 9.99}}}});
@@ -32,13 +32,15 @@ struct SandboxAnswer {
 ///   ...                                                   // the code under test talks to sandbox.baseURL()
 ///   EXPECT_EQ(sandbox.records()["installs"].size(), 1);
 ///
-/// Every operation blocks, may be called from any thread, and throws `std::runtime_error` when the sandbox refuses.
-/// The formats are those of docs/backend.md. Callers that build or read JSON include <nlohmann/json.hpp>.
+/// Every operation blocks, may be called from any thread, and throws `std::runtime_error` when the sandbox
+/// refuses. The formats are those of docs/backend.md. Callers that build or read JSON include
+/// <nlohmann/json.hpp>.
 class SandboxProcess {
  public:
   /// Starts the sandbox with `--port 0` and the given options, and waits until it listens. With "--tls" among
   /// them the sandbox speaks HTTPS and `certificateFile()` names its certificate.
-  explicit SandboxProcess(std::vector<std::string> options = {});
+  /// `program` is the corvane-sandbox to start; empty means the one of this build.
+  explicit SandboxProcess(std::vector<std::string> options = {}, const std::string& program = {});
 
   /// Kills the child when it still runs, and waits for its end.
   ~SandboxProcess();
@@ -84,14 +86,20 @@ class SandboxProcess {
   SandboxAnswer post(const std::string& path, const nlohmann::json& body,
                      std::vector<std::string> headers = {}) const;
 
-  /// Ends the sandbox by `signal` and waits: its exit status, or minus the number of the signal that killed it.
+  /// Ends the sandbox by `signal` and waits: its exit status, or minus the number of the signal that killed
+  /// it.
   int terminate(int signal);
+
+  /// Closes the child's standard input, as the end of this process would, and waits for the end that follows.
+  int closeInput();
 
   /// What it printed after the line with its address. To be called once it has ended.
   std::string remainingOutput() const;
 
  private:
+  void release();
   std::string readListeningLine();
+  int awaitEnd();
 
   pid_t pid_ = -1;
   int input_ = -1;   // held open: the child ends when this end of its standard input goes

@@ -35,8 +35,8 @@ Certificate certify(EVP_PKEY* key, const std::string& names) {
   X509_gmtime_adj(X509_getm_notBefore(x509), -3600);
   X509_gmtime_adj(X509_getm_notAfter(x509), 24 * 3600);
   X509_NAME* const name = X509_get_subject_name(x509);
-  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>("loopback"), -1,
-                             -1, 0);
+  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>("loopback"),
+                             -1, -1, 0);
   X509_set_issuer_name(x509, name);
   X509_set_pubkey(x509, key);
   addExtension(x509, NID_basic_constraints, "critical,CA:TRUE");
@@ -61,8 +61,9 @@ TLSIdentity::TLSIdentity(const std::string& names) {
   require(key != nullptr, "key");
   const Certificate certificate = certify(key.get(), names);
   require(PEM_write_X509(create(certificateFile()).get(), certificate.get()) == 1, "certificate");
-  require(PEM_write_PrivateKey(create(keyFile()).get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1,
-          "key file");
+  require(
+      PEM_write_PrivateKey(create(keyFile()).get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1,
+      "key file");
 }
 
 TLSIdentity::~TLSIdentity() {

@@ -5,8 +5,8 @@
 
 namespace corvane::test {
 
-/// A self-made certificate for TLS on loopback, and its key, as PEM files in a folder of their own, which goes
-/// with this object. The certificate is its own authority: who is to trust it names `certificateFile()`.
+/// A self-made certificate for TLS on loopback, and its key, as PEM files in a folder of their own, which
+/// goes with this object. The certificate is its own authority: who is to trust it names `certificateFile()`.
 class TLSIdentity {
  public:
   /// `names`: as in a certificate's extension, such as "DNS:localhost,IP:127.0.0.1".

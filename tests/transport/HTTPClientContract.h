@@ -26,13 +26,13 @@ namespace corvane::test {
 ///   void willAnswer(HTTPResponse response);     // header names as given
 ///   void willFail();                            // no response
 ///   void willStaySilent();
-///   void awaitRequest();                        // blocks until the backend has one that it leaves unanswered
-///   std::size_t requestsSeen();
+///   void awaitRequest();                        // blocks until the backend has one that it leaves
+///   unanswered std::size_t requestsSeen();
 template <typename Subject>
 class HTTPClientContract : public testing::Test {
  protected:
-  /// Runs `send` in a task of the background executor to its end. `meanwhile` runs beside it, in a thread of its
-  /// own, and may cancel through the signal, on the executor as the library does.
+  /// Runs `send` in a task of the background executor to its end. `meanwhile` runs beside it, in a thread of
+  /// its own, and may cancel through the signal, on the executor as the library does.
   template <typename Meanwhile>
   std::optional<HTTPResponse> send(Meanwhile meanwhile) {
     boost::asio::cancellation_signal signal;
@@ -107,7 +107,8 @@ TYPED_TEST_P(HTTPClientContract, CancellingTheTaskIsATransportError) {
   this->subject_.willStaySilent();
   EXPECT_FALSE(this->send([this](boost::asio::cancellation_signal& signal) {
     this->subject_.awaitRequest();
-    boost::asio::post(this->background_, [&signal] { signal.emit(boost::asio::cancellation_type::terminal); });
+    boost::asio::post(this->background_,
+                      [&signal] { signal.emit(boost::asio::cancellation_type::terminal); });
   }));
   ASSERT_TRUE(this->failure_);
   EXPECT_EQ(this->failure_->case_(), CorvaneError::Case::transport);

@@ -92,8 +92,9 @@ TEST(Redirect, SecretsStayWithTheirOrigin) {
   EXPECT_TRUE(keeps("/y"));
   EXPECT_TRUE(keeps("https://api.example.com:443/y"));
   EXPECT_TRUE(keeps("https://API.example.com/y"));
-  for (const char* elsewhere : {"https://other.example/y", "https://api.example.com:8443/y",
-                                "https://api.example.com.evil.example/", "https://api.example.com@evil.example/"}) {
+  for (const char* elsewhere :
+       {"https://other.example/y", "https://api.example.com:8443/y", "https://api.example.com.evil.example/",
+        "https://api.example.com@evil.example/"}) {
     const auto next = redirected(post(), redirect(307, elsewhere));
     ASSERT_TRUE(next) << elsewhere;
     EXPECT_FALSE(carries(*next, "X-Api-Key")) << elsewhere;
@@ -101,7 +102,8 @@ TEST(Redirect, SecretsStayWithTheirOrigin) {
     EXPECT_TRUE(carries(*next, "Content-Type")) << elsewhere;
     EXPECT_TRUE(carries(*next, "Accept")) << elsewhere;
   }
-  const auto upgraded = redirected(post("http://api.example.com/"), redirect(307, "https://api.example.com/"));
+  const auto upgraded =
+      redirected(post("http://api.example.com/"), redirect(307, "https://api.example.com/"));
   ASSERT_TRUE(upgraded);
   EXPECT_FALSE(carries(*upgraded, "X-Api-Key"));
 }
@@ -113,7 +115,8 @@ TEST(URLSession, FollowsRedirectsWithoutCarryingSecretsAwayAndBack) {
     if (request.target == "/next") return LoopbackAnswer::redirect(308, elsewhere);
     return LoopbackAnswer::of(200, "arrived");
   });
-  LoopbackServer other([&](const LoopbackRequest&) { return LoopbackAnswer::redirect(307, home.url("/back")); });
+  LoopbackServer other(
+      [&](const LoopbackRequest&) { return LoopbackAnswer::redirect(307, home.url("/back")); });
   elsewhere = other.url("/away");
   const auto answer = response(run(URLSession(within(30)), post(home.url("/start"))));
   EXPECT_EQ(answer.body, "arrived");

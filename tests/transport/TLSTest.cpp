@@ -9,7 +9,9 @@ namespace {
 using platform::URLSession;
 using platform::URLSessionConfiguration;
 
-LoopbackAnswer greet(const LoopbackRequest&) { return LoopbackAnswer::of(200, "private"); }
+LoopbackAnswer greet(const LoopbackRequest&) {
+  return LoopbackAnswer::of(200, "private");
+}
 
 URLSessionConfiguration trusting(const TLSIdentity& identity) {
   URLSessionConfiguration configuration = within(30);
@@ -55,8 +57,8 @@ TEST(URLSessionTLS, AMissingAuthorityFileIsAFailure) {
 TEST(URLSessionTLS, ARedirectFromHTTPSToHTTPIsTheAnswer) {
   const TLSIdentity identity;
   LoopbackServer plain(greet);
-  LoopbackServer server(
-      [&](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, plain.url("/")); }, &identity);
+  LoopbackServer server([&](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, plain.url("/")); },
+                        &identity);
   EXPECT_EQ(response(run(URLSession(trusting(identity)), {.url = server.url()})).statusCode, 302);
   EXPECT_TRUE(plain.requests().empty());
 }

@@ -23,7 +23,9 @@ using platform::URLSession;
 constexpr auto kBound = 10s;
 constexpr const char* kExiting = "the process is exiting";
 
-LoopbackAnswer neverAnswer(const LoopbackRequest&) { return LoopbackAnswer::silence(); }
+LoopbackAnswer neverAnswer(const LoopbackRequest&) {
+  return LoopbackAnswer::silence();
+}
 
 TEST(Transport, ShuttingDownEndsWhatIsInFlightAndInLineAndToCome) {
   const TLSIdentity identity;
@@ -92,7 +94,8 @@ TEST(Transport, BeginningAndCancellingFromManyThreadsWhileShuttingDownCompletesE
 }
 
 TEST(Transport, ACompletionMayBeginTheNextExchange) {
-  LoopbackServer server([](const LoopbackRequest& request) { return LoopbackAnswer::of(200, request.target); });
+  LoopbackServer server(
+      [](const LoopbackRequest& request) { return LoopbackAnswer::of(200, request.target); });
   const URLSession session(within(30));
   std::promise<platform::URLSessionResult> second;
   session.data({.url = server.url("/1")}, [&](const auto&) {

@@ -60,7 +60,8 @@ class Gate {
 
 TEST(URLSession, AServerErrorIsAResponseWithBodyAndLowerCasedHeaders) {
   LoopbackServer server(always(LoopbackAnswer::of(
-      500, "went wrong", {{"Retry-After", "3"}, {"X-TWICE", "first"}, {"x-twice", "second"}, {"X-Empty", ""}})));
+      500, "went wrong",
+      {{"Retry-After", "3"}, {"X-TWICE", "first"}, {"x-twice", "second"}, {"X-Empty", ""}})));
   const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
   EXPECT_EQ(answer.statusCode, 500);
   EXPECT_EQ(answer.body, "went wrong");
@@ -86,7 +87,8 @@ TEST(URLSession, SendsTheRequestUnchanged) {
                                            {"X-Blank", "  "},
                                            {"Idempotency-Key", "install:1;"}},
                                .body = body});
-  run(URLSession(within(30)), {.url = server.url("/plain"), .method = "POST", .body = std::string(2'000'000, 'x')});
+  run(URLSession(within(30)),
+      {.url = server.url("/plain"), .method = "POST", .body = std::string(2'000'000, 'x')});
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), 2U);
   EXPECT_EQ(requests[0].method, "POST");
@@ -178,7 +180,8 @@ TEST(URLSession, ABodyMayBeOneMebibyteAndNoByteMore) {
   EXPECT_EQ(failure(run(session, {.url = server.url("/1048577")})), "the answer's body is larger than 1 MiB");
 }
 
-/// A gzip stream of about `kilobytes` that are all the same: one literal, then matches of 258 bytes, 13 bits each.
+/// A gzip stream of about `kilobytes` that are all the same: one literal, then matches of 258 bytes, 13 bits
+/// each.
 std::string gzipBomb(std::size_t kilobytes) {
   std::string bytes("\x1f\x8b\x08\0\0\0\0\0\0\x03", 10);
   unsigned bit = 0;
@@ -189,15 +192,17 @@ std::string gzipBomb(std::size_t kilobytes) {
       ++bit;
     }
   };
-  put(0b110, 3);         // the last block, with the fixed codes
-  put(0b00110000, 8);    // literal 0
+  put(0b110, 3);       // the last block, with the fixed codes
+  put(0b00110000, 8);  // literal 0
   for (std::size_t i = 0; i < kilobytes * 4; ++i) put(0b11000101'00000, 13);
   return bytes;
 }
 
 TEST(URLSession, AnswersAreDecompressedAndTheLimitHoldsAfterwards) {
-  const std::string gzip("\037\213\010\000\000\000\000\000\002\003\113\111\115\316\317\055"
-      "\050\112\055\056\116\115\001\000\012\210\336\005\014\000\000\000", 32);
+  const std::string gzip(
+      "\037\213\010\000\000\000\000\000\002\003\113\111\115\316\317\055"
+      "\050\112\055\056\116\115\001\000\012\210\336\005\014\000\000\000",
+      32);
   LoopbackServer server([&](const LoopbackRequest& request) {
     return LoopbackAnswer::of(200, request.target == "/small" ? gzip : gzipBomb(100 * 1024),
                               {{"Content-Encoding", "gzip"}});
@@ -232,7 +237,8 @@ TEST(URLSession, ASilentServerIsLeftAfterTheTimeout) {
 
 TEST(URLSession, TheShorterIntervalBoundsAnExchangeAndNoneMeansForever) {
   const auto milliseconds = [](double request, double resource) {
-    return URLSessionConfiguration{.timeoutIntervalForRequest = request, .timeoutIntervalForResource = resource}
+    return URLSessionConfiguration{.timeoutIntervalForRequest = request,
+                                   .timeoutIntervalForResource = resource}
         .exchangeTimeout()
         .count();
   };
@@ -256,7 +262,8 @@ TEST(URLSession, ExtremeTimeoutsWorkOnTheWire) {
   LoopbackServer server(always(LoopbackAnswer::of(200)));
   const double infinity = std::numeric_limits<double>::infinity();
   EXPECT_EQ(response(run(URLSession(within(infinity)), {.url = server.url()})).statusCode, 200);
-  EXPECT_EQ(response(run(URLSession(within(30)), {.url = server.url(), .timeoutInterval = std::chrono::seconds::max()}))
+  EXPECT_EQ(response(run(URLSession(within(30)),
+                         {.url = server.url(), .timeoutInterval = std::chrono::seconds::max()}))
                 .statusCode,
             200);
 }

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Interrupt.h"
+
+namespace corvane::demo {
+
+/// One launch of the application, as a child process: what it prints, and what its user does.
+///
+/// Used by one thread. Every wait ends within a bound, by an exception; a signal ends it by `Interrupted`.
+/// The child ends when this object goes, or the whole director does.
+class HostProcess {
+ public:
+  using LineHandler = std::function<void(const std::string& line)>;
+
+  /// Starts the program. `onLine` is called with each line of its output while a wait reads it.
+  HostProcess(const std::string& program, std::vector<std::string> arguments, const Interrupt& interrupt,
+              LineHandler onLine);
+  ~HostProcess();
+  HostProcess(const HostProcess&) = delete;
+  HostProcess& operator=(const HostProcess&) = delete;
+
+  /// Waits until a line that holds `text` has been printed, before or during the call.
+  void waitFor(std::string_view text);
+
+  /// The user types a line.
+  void type(const std::string& line);
+
+  /// The user closes the application; waits for its end. Throws unless its exit status is 0.
+  void close();
+
+  /// How many of the lines so far hold `text`.
+  long count(std::string_view text) const;
+
+ private:
+  bool readMore();
+  void takeLines();
+
+  const Interrupt& interrupt_;
+  const LineHandler onLine_;
+  pid_t pid_ = -1;
+  int input_ = -1;
+  int output_ = -1;
+  std::string unread_;
+  std::vector<std::string> lines_;
+};
+
+}  // namespace corvane::demo

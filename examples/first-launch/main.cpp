@@ -1,0 +1,15 @@
+#include <corvane.h>
+
+#include <cstdio>
+
+int main() {
+  Corvane::setPlatform({.applicationIdentifier = "com.example.shop"});
+  const auto app = Corvane::configure("cv_your_key", {.logEnabled = true});
+  app->onAttribution([](const CorvaneAttribution& verdict) {
+    std::puts(verdict.attributed() ? "This install came from a campaign." : "This install is organic.");
+    CorvaneMainQueue::main()->stop();
+  });
+  app->onLink([](const CorvaneDeepLink& link, auto) { std::printf("Open %s\n", link.path().c_str()); });
+  app->onError([](const std::exception&) { CorvaneMainQueue::main()->stop(); });
+  CorvaneMainQueue::main()->run();
+}

@@ -1,0 +1,126 @@
+#include <curl/curl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+#include "lifetime/host/Host.h"
+#include "platform/URLSession.h"
+
+namespace corvane::test {
+namespace {
+
+/// Runs that are under way, each of a client of its own: some wait for an answer, some for another try.
+struct Installs {
+  std::vector<std::shared_ptr<Corvane>> clients;
+  std::vector<CorvaneTask<CorvaneAttribution>> tasks;
+};
+
+Installs beginInstalls() {
+  Installs begun;
+  for (int i = 0; i < 3; ++i) {
+    const auto client = configure();
+    client->onError([](const std::exception&) {});
+    begun.tasks.push_back(client->trackInstallAsync("cv_click=0123456789abcdef0123456789abcdef", false));
+    begun.tasks.back().whenDone([client](const auto&) {});
+    begun.clients.push_back(client);
+  }
+  return begun;
+}
+
+/// An exchange over TLS on the process's transport with a server that only this session trusts.
+void beginTrustedExchange(const std::string& url, const std::string& authorityFile) {
+  auto configuration = platform::URLSessionConfiguration::default_();
+  configuration.certificateAuthorityFile = authorityFile;
+  platform::URLSession(configuration).data({.url = url}, [](const platform::URLSessionResult&) {});
+}
+
+/// The host's own use of libcurl, from its initialisation to its clean-up.
+void useLibcurl(const std::string& baseURL) {
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  CURL* const easy = curl_easy_init();
+  curl_easy_setopt(easy, CURLOPT_URL, baseURL.c_str());
+  curl_easy_setopt(easy, CURLOPT_CONNECT_ONLY, 1L);
+  curl_easy_perform(easy);
+  curl_easy_cleanup(easy);
+  curl_global_cleanup();
+}
+
+/// Whether a forked child that prints and calls `exit` ends with its own status.
+bool forkedChildEnds() {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::puts("the forked child ends");
+    std::exit(3);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 3;
+}
+
+bool has(const Host& host, const std::string& argument) {
+  return std::ranges::find(host.arguments, argument) != host.arguments.end();
+}
+
+}  // namespace
+
+/// Arguments: the exit status, how to leave, when, the TLS server to talk to besides and its authority (or
+/// two blanks), and what else the host does.
+int endWithInstallsInFlight(const Host& host) {
+  const int status = std::stoi(host.arguments.at(0));
+  const bool usesLibcurl = has(host, "libcurl");
+  if (usesLibcurl) {
+    useLibcurl(host.baseURL);
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    std::atexit(curl_global_cleanup);
+  }
+  prepare(host);
+  const Installs installs = beginInstalls();
+  if (host.arguments.at(3) != " ") beginTrustedExchange(host.arguments.at(3), host.arguments.at(4));
+  if (usesLibcurl) useLibcurl(host.baseURL);
+  waitForMoment(host.arguments.at(2));
+  if (has(host, "fork") && !forkedChildEnds()) return 99;
+  sayLeaving();
+  return leave(host.arguments.at(1), status);
+}
+
+/// Prints how an operation ends that is begun when the runtime has.
+int useTheLibraryFromStaticDestructors(const Host& host) {
+  struct LateUser {
+    std::shared_ptr<Corvane> client;
+    ~LateUser() {
+      client->trackInstall(true);
+      try {
+        client->trackInstallAsync(true).get();
+      } catch (const CorvaneCancellationError&) {
+        std::puts("cancelled");
+      }
+    }
+  };
+  // Made before the runtime, so it dies after the runtime has ended.
+  static LateUser late;
+  prepare(host);
+  late.client = configure();
+  return 7;
+}
+
+int configureForTheFirstTimeInAStaticDestructor(const Host& host) {
+  struct LateUser {
+    std::optional<Host> host;
+    ~LateUser() {
+      prepare(*host);
+      configure();
+    }
+  };
+  static LateUser late;
+  late.host = host;
+  return 7;
+}
+
+}  // namespace corvane::test

@@ -1,0 +1,62 @@
+#include "lifetime/host/Host.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <thread>
+
+#include "lifetime/BaseURL.h"
+#include "platform/ProcessRuntime.h"
+#include "platform/URLSession.h"
+
+namespace corvane::test {
+
+void prepare(const Host& host) {
+  setBaseURL(host.baseURL);
+  Corvane::setPlatform({.applicationIdentifier = "com.example.lifetime",
+                        .preferencesFile = host.folder / "preferences.sqlite"});
+}
+
+std::shared_ptr<Corvane> configure(CorvaneOptions options) {
+  options.logEnabled = true;
+  options.logLevel = CorvaneLogLevel::debug;
+  options.requestTimeout = 60;
+  return Corvane::configure("cv_live_test", std::move(options));
+}
+
+void waitForMoment(const std::string& moment) {
+  if (moment != "input") return std::this_thread::sleep_for(std::chrono::microseconds(std::stol(moment)));
+  for (char ignored; ::read(STDIN_FILENO, &ignored, 1) > 0;) {
+  }
+}
+
+void sayLeaving() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  ::dprintf(STDOUT_FILENO, "leaving %lld\n", static_cast<long long>(std::chrono::nanoseconds(now).count()));
+}
+
+int leave(const std::string& ending, int status) {
+  if (ending == "exit") std::exit(status);
+  if (ending == "exit on a thread") std::thread([status] { std::exit(status); }).join();
+  return status;
+}
+
+void settle() {
+  // An exchange that fails at once has passed through the transport's thread behind all others.
+  std::promise<void> transportDone;
+  platform::URLSession(platform::URLSessionConfiguration::default_())
+      .data({.url = "http://127.0.0.1/\n"},
+            [&](const platform::URLSessionResult&) { transportDone.set_value(); });
+  transportDone.get_future().wait();
+  // What that resumes may post once more.
+  for (int turn = 0; turn < 3; ++turn) {
+    std::promise<void> done;
+    platform::processBackground()->post([&] { done.set_value(); });
+    done.get_future().wait();
+  }
+}
+
+}  // namespace corvane::test

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <corvane/Corvane.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace corvane::test {
+
+/// What the program was started with: `lifetime_host <scenario> <base URL> <folder> <argument>…`.
+struct Host {
+  std::string baseURL;
+  std::filesystem::path folder;
+  std::vector<std::string> arguments;
+};
+
+/// Names the platform and the base URL for the clients to come.
+void prepare(const Host& host);
+
+/// A client whose log goes to standard output, down to the last line.
+std::shared_ptr<Corvane> configure(CorvaneOptions options = {});
+
+/// Waits for so many microseconds, drawn by the test; or with "input" until the test ends the standard input.
+void waitForMoment(const std::string& moment);
+
+/// Writes the moment to standard output, from which the test measures.
+void sayLeaving();
+
+/// Leaves the program with `status` by calling `exit` here, or on a thread of its own; or, with "return",
+/// gives the status to be returned from `main`.
+int leave(const std::string& ending, int status);
+
+/// Until the library's threads have done what was begun before this call.
+void settle();
+
+// The scenarios. Each returns what `main` returns.
+
+int endWithInstallsInFlight(const Host& host);
+int useTheLibraryFromStaticDestructors(const Host& host);
+int configureForTheFirstTimeInAStaticDestructor(const Host& host);
+
+int writeFromSeveralThreads(const Host& host);
+int alternateWithTheHost(const Host& host);
+int writeToClosedOutput(const Host& host);
+int keepPendingSignals(const Host& host);
+int failAnInstall(const Host& host);
+
+int configureAThousandTimes(const Host& host);
+int idle(const Host& host);
+int leaveSignalsAlone(const Host& host);
+
+}  // namespace corvane::test

@@ -1,0 +1,204 @@
+#include "Browser.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <vector>
+
+extern char** environ;
+
+namespace corvane::test {
+namespace {
+
+using nlohmann::json;
+
+constexpr int patience = 30'000;  // milliseconds without a word from the browser
+
+/// A descriptor out of the way of 3 and 4, which the browser takes its pipe from.
+int movedUp(int descriptor) {
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, 10);
+  close(descriptor);
+  return moved;
+}
+
+std::string quoted(const std::string& text) {
+  return json(text).dump();
+}
+
+}  // namespace
+
+std::string Browser::executable() {
+  for (const char* path : {"/usr/bin/chromium", "/usr/bin/chromium-browser", "/usr/bin/google-chrome"}) {
+    if (access(path, X_OK) == 0) return path;
+  }
+  return "";
+}
+
+Browser::Browser() {
+  profile_ = (std::filesystem::temp_directory_path() / "corvane-browser-XXXXXX").string();
+  if (!mkdtemp(profile_.data())) throw std::runtime_error("browser: no temporary folder");
+  std::vector<std::string> words = {executable(),
+                                    "--headless",
+                                    "--no-sandbox",
+                                    "--disable-gpu",
+                                    "--disable-quic",
+                                    "--no-first-run",
+                                    "--disable-background-networking",
+                                    "--disable-component-update",
+                                    "--disable-sync",
+                                    "--disable-dev-shm-usage",
+                                    "--no-proxy-server",
+                                    "--host-resolver-rules=MAP phone.local 127.0.0.1",
+                                    "--user-data-dir=" + profile_,
+                                    "--remote-debugging-pipe"};
+  std::vector<char*> arguments;
+  for (auto& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+
+  int input[2], output[2];
+  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0)
+    throw std::runtime_error("browser: no pipe");
+  for (int* descriptor : {&input[0], &input[1], &output[0], &output[1]}) *descriptor = movedUp(*descriptor);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input[0], 3);
+  posix_spawn_file_actions_adddup2(&actions, output[1], 4);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  const int error = posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(input[0]);
+  close(output[1]);
+  input_ = input[1];
+  output_ = output[0];
+  if (error != 0) throw std::runtime_error("browser: it does not start");
+
+  try {
+    beginTab();
+  } catch (...) {
+    end();
+    throw;
+  }
+}
+
+Browser::~Browser() {
+  end();
+}
+
+void Browser::beginTab() {
+  const json target = command("Target.createTarget", {{"url", "about:blank"}});
+  session_ =
+      command("Target.attachToTarget", {{"targetId", target["targetId"]}, {"flatten", true}})["sessionId"];
+  command("Page.enable", json::object());
+  command("Emulation.setFocusEmulationEnabled", {{"enabled", true}});
+  command("Emulation.setDeviceMetricsOverride",
+          {{"width", 390}, {"height", 844}, {"deviceScaleFactor", 1}, {"mobile", true}});
+}
+
+void Browser::end() {
+  kill(pid_, SIGTERM);
+  waitpid(pid_, nullptr, 0);
+  close(input_);
+  close(output_);
+  std::error_code ignored;
+  std::filesystem::remove_all(profile_, ignored);
+}
+
+void Browser::allowClipboard(const std::string& origin) {
+  command("Browser.grantPermissions",
+          {{"origin", origin}, {"permissions", {"clipboardReadWrite", "clipboardSanitizedWrite"}}});
+}
+
+void Browser::open(const std::string& url) {
+  command("Page.navigate", {{"url", url}});
+  awaitEvent("Page.loadEventFired");
+}
+
+json Browser::evaluate(const std::string& expression) {
+  const json answer = command(
+      "Runtime.evaluate",
+      {{"expression", expression}, {"awaitPromise", true}, {"returnByValue", true}, {"userGesture", true}});
+  if (answer.contains("exceptionDetails")) throw std::runtime_error("browser: " + answer.dump());
+  return answer["result"].value("value", json());
+}
+
+void Browser::awaitTrue(const std::string& expression) {
+  evaluate(
+      "new Promise((resolve) => {"
+      "  const look = () => { if (" +
+      expression +
+      ") { watcher.disconnect(); resolve(true); } };"
+      "  const watcher = new MutationObserver(look);"
+      "  watcher.observe(document, {subtree: true, childList: true, attributes: true, characterData: true});"
+      "  look();"
+      "})");
+}
+
+void Browser::press(const std::string& selector) {
+  const json middle = evaluate("(() => { const element = document.querySelector(" + quoted(selector) +
+                               ");"
+                               " element.scrollIntoView({block: 'center', behavior: 'instant'});"
+                               " const box = element.getBoundingClientRect();"
+                               " return {x: box.x + box.width / 2, y: box.y + box.height / 2}; })()");
+  for (const char* type : {"mousePressed", "mouseReleased"}) {
+    command("Input.dispatchMouseEvent",
+            {{"type", type}, {"x", middle["x"]}, {"y", middle["y"]}, {"button", "left"}, {"clickCount", 1}});
+  }
+}
+
+void Browser::type(const std::string& selector, const std::string& text) {
+  press(selector);
+  command("Input.insertText", {{"text", text}});
+}
+
+json Browser::command(const std::string& method, const json& parameters) {
+  const int number = ++lastNumber_;
+  json message = {{"id", number}, {"method", method}, {"params", parameters}};
+  if (!session_.empty()) message["sessionId"] = session_;
+  send(message);
+  for (;;) {
+    json answer = nextMessage();
+    if (answer.value("id", 0) != number) continue;
+    if (answer.contains("error"))
+      throw std::runtime_error("browser: " + method + ": " + answer["error"].dump());
+    return answer["result"];
+  }
+}
+
+void Browser::awaitEvent(const std::string& method) {
+  while (nextMessage().value("method", "") != method) {
+  }
+}
+
+void Browser::send(const json& message) {
+  const std::string text = message.dump();
+  const std::size_t size = text.size() + 1;  // the NUL ends a message
+  for (std::size_t sent = 0; sent < size;) {
+    const ssize_t count = write(input_, text.c_str() + sent, size - sent);
+    if (count <= 0) throw std::runtime_error("browser: it has gone");
+    sent += static_cast<std::size_t>(count);
+  }
+}
+
+json Browser::nextMessage() {
+  for (;;) {
+    if (const auto end = received_.find('\0'); end != std::string::npos) {
+      json message = json::parse(received_.substr(0, end));
+      received_.erase(0, end + 1);
+      return message;
+    }
+    pollfd ready{output_, POLLIN, 0};
+    char buffer[65536];
+    const ssize_t count = poll(&ready, 1, patience) == 1 ? read(output_, buffer, sizeof buffer) : 0;
+    if (count <= 0) throw std::runtime_error("browser: it did not answer");
+    received_.append(buffer, static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace corvane::test

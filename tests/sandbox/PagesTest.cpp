@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Browser.h"
+#include "SandboxProcess.h"
+
+namespace corvane::test {
+namespace {
+
+using nlohmann::json;
+
+class Pages : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (Browser::executable().empty())
+      GTEST_SKIP() << "no Chromium on this machine (Debian package: chromium)";
+  }
+
+  SandboxProcess sandbox;
+};
+
+std::string countOf(const std::string& name) {
+  return "document.querySelector('[data-count=" + name + "] strong')?.textContent";
+}
+
+TEST_F(Pages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLivePage) {
+  Browser browser;
+  browser.allowClipboard(sandbox.baseURL());
+  browser.open(sandbox.baseURL() + "/");
+  browser.awaitTrue("document.getElementById('connection').className === 'live'");
+
+  browser.press("#newLink summary");
+  browser.type("[name=slug]", "summer");
+  browser.type("[name=deepLinkPath]", "/offers/7");
+  browser.type("[name=campaign]", "Summer & <b>Sun</b>");
+  browser.type("[name=customData]", R"({"big": 9007199254740993, "vip": true})");
+  browser.press("#linkForm button");
+  browser.awaitTrue("document.querySelector('#links a')");
+  const json link = sandbox.records()["links"][0];
+  EXPECT_EQ(link["customData"], json({{"big", 9007199254740993}, {"vip", true}}));
+  EXPECT_EQ(browser.evaluate("document.querySelector('#links .note').textContent"),
+            "Summer & <b>Sun</b> · /offers/7");
+
+  Browser visitor;
+  visitor.allowClipboard(sandbox.baseURL());
+  visitor.open(sandbox.baseURL() + "/l/summer");
+  EXPECT_EQ(visitor.evaluate("document.querySelector('h1').textContent"), "Summer & <b>Sun</b>");
+  visitor.press("#copy");
+  visitor.awaitTrue("document.getElementById('status').className === 'done'");
+  const std::string token = sandbox.records()["clicks"][0]["token"];
+  EXPECT_EQ(visitor.evaluate("navigator.clipboard.readText()"),
+            sandbox.baseURL() + "/summer?cv_click=" + token);
+
+  sandbox.post("/v1/events/install",
+               {{"identifier", "<img src=x>"}, {"platform", "iOS"}, {"consent", true}, {"clickId", token}},
+               {"X-Api-Key: cv_test"});
+  browser.awaitTrue(countOf("installs") + " === '1'");
+  EXPECT_EQ(browser.evaluate(countOf("clicks")), "1");
+  EXPECT_EQ(
+      browser.evaluate("[...document.querySelectorAll('#activity .what')].map((row) => row.textContent)"),
+      json({"<img src=x>", "summer"}));
+  EXPECT_EQ(browser.evaluate("document.querySelector('#activity .note').textContent"),
+            "200 · counted: deterministic, summer");
+
+  sandbox.faults({{"path", "/v1/events"}, {"status", 503}});
+  browser.awaitTrue(countOf("faults") + " === '1'");
+  sandbox.post("/v1/events", json::object());
+  browser.awaitTrue("document.querySelector('#activity .badge.fault')");
+
+  browser.press("#clear");
+  browser.awaitTrue("document.querySelectorAll('#activity li').length === 0");
+  EXPECT_EQ(sandbox.records()["installs"].size(), 0u);
+}
+
+TEST_F(Pages, WithoutASecureContextTheButtonCopiesAllTheSame) {
+  sandbox.link({{"slug", "summer"}});
+  std::string origin = sandbox.baseURL();
+  origin.replace(origin.find("127.0.0.1"), 9, "phone.local");
+  Browser visitor;
+  visitor.open(origin + "/l/summer");
+  ASSERT_EQ(visitor.evaluate("window.isSecureContext"), false);
+  visitor.press("#copy");
+  visitor.awaitTrue("document.getElementById('status').className === 'done'");
+  EXPECT_EQ(visitor.evaluate("document.getElementById('text').hidden"), true);
+
+  const std::string token = sandbox.records()["clicks"][0]["token"];
+  visitor.allowClipboard(sandbox.baseURL());
+  visitor.open(sandbox.baseURL() + "/");
+  EXPECT_EQ(visitor.evaluate("navigator.clipboard.readText()"), origin + "/summer?cv_click=" + token);
+}
+
+TEST_F(Pages, TheLivePageShowsWhatHappenedBeforeItWasOpenedAndFitsAPhone) {
+  sandbox.link({{"slug", "summer"}});
+  sandbox.click("summer");
+  Browser browser;
+  browser.open(sandbox.baseURL() + "/");
+  browser.awaitTrue("document.querySelectorAll('#activity li').length === 1");
+  EXPECT_EQ(browser.evaluate("document.documentElement.scrollWidth <= window.innerWidth"), true)
+      << "nothing is wider than a phone's screen";
+}
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,194 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "SandboxProcess.h"
+
+namespace corvane::test {
+namespace {
+
+using nlohmann::json;
+
+class TemporaryFolder {
+ public:
+  TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "corvane-test-XXXXXX").string()) {
+    if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder");
+  }
+  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+/// A TCP connection to the sandbox, for what no HTTP client would send.
+class RawConnection {
+ public:
+  explicit RawConnection(const SandboxProcess& sandbox) {
+    const std::string& url = sandbox.baseURL();
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1))));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+      throw std::runtime_error("no connection");
+  }
+  ~RawConnection() { close(descriptor_); }
+
+  void send(const std::string& text) {
+    ASSERT_EQ(::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL), ssize_t(text.size()));
+  }
+  /// All that comes until the sandbox ends the connection.
+  std::string everything() {
+    std::string text;
+    char buffer[4096];
+    for (ssize_t count = 0; (count = recv(descriptor_, buffer, sizeof buffer, 0)) > 0;)
+      text.append(buffer, static_cast<std::size_t>(count));
+    return text;
+  }
+
+ private:
+  int descriptor_;
+};
+
+TEST(Server, ItEndsCleanlyByASignalAlsoWithConnectionsOpen) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    SandboxProcess sandbox;
+    RawConnection idle(sandbox);
+    idle.send("GET /sandbox/stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_EQ(sandbox.terminate(signal), 0);
+  }
+}
+
+TEST(Server, ItEndsCleanlyWhenItsStandardInputDoes) {
+  SandboxProcess sandbox;
+  EXPECT_EQ(sandbox.closeInput(), 0);
+}
+
+TEST(Server, ItsRecordsOutliveItInADataFile) {
+  const TemporaryFolder folder;
+  const std::vector<std::string> options = {"--data", folder.file("sandbox.sqlite")};
+  const json event = {{"identifier", "app"}, {"name", "purchase"}};
+  const std::vector<std::string> headers = {"X-Api-Key: cv_test", "Idempotency-Key: E1"};
+  json answer;
+  {
+    SandboxProcess sandbox(options);
+    sandbox.link({{"slug", "summer"}});
+    answer = sandbox.post("/v1/events", event, headers).json();
+  }
+  SandboxProcess sandbox(options);
+  EXPECT_EQ(sandbox.post("/v1/events", event, headers).json(), answer);
+  EXPECT_EQ(sandbox.records()["links"][0]["slug"], "summer");
+  EXPECT_EQ(sandbox.records()["events"].size(), 1u);
+  sandbox.reset();
+  EXPECT_EQ(sandbox.records()["events"].size(), 0u);
+  EXPECT_EQ(sandbox.records()["links"].size(), 1u) << "a reset forgets what happened, not the campaign links";
+}
+
+TEST(Server, AFileThatIsNotItsOwnIsLeftAlone) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("notes.txt");
+  const std::string content(5000, 'x');
+  std::ofstream(path) << content;
+  EXPECT_THROW(SandboxProcess({"--data", path}), std::runtime_error);
+  std::ifstream file(path);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
+}
+
+TEST(Server, WrongOptionsAreRefused) {
+  for (const std::vector<std::string>& options :
+       std::vector<std::vector<std::string>>{{"--key", "sk_1"},
+                                             {"--port", "70000"},
+                                             {"--bind", "nowhere"},
+                                             {"--certificate-file", "x"},
+                                             {"--no-such"},
+                                             {"word"}}) {
+    EXPECT_THROW(SandboxProcess{options}, std::runtime_error) << options[0];
+  }
+}
+
+TEST(Server, WithTLSItsOwnCertificateIsEnoughToTrustIt) {
+  SandboxProcess sandbox({"--tls"});
+  EXPECT_TRUE(sandbox.baseURL().starts_with("https://127.0.0.1:"));
+  sandbox.link({{"slug", "summer"}});
+  EXPECT_TRUE(sandbox.click("summer").text.starts_with(sandbox.baseURL() + "/summer?cv_click="));
+  sandbox.faults({{"path", "/v1/events"}, {"reset", "before"}});
+  EXPECT_EQ(sandbox.post("/v1/events", {}).status, 0);
+  EXPECT_EQ(sandbox.records()["arrivals"].size(), 1u);
+  EXPECT_EQ(sandbox.terminate(SIGINT), 0);
+  EXPECT_NE(sandbox.remainingOutput().find(sandbox.certificateFile()), std::string::npos);
+}
+
+TEST(Server, AHostNameThatAStrangersPageCouldUseIsRefused) {
+  SandboxProcess sandbox({"--allow-host", "sandbox.example.com"});
+  const auto status = [&sandbox](const std::string& host) {
+    return sandbox.request("GET", "/sandbox/records", "", {"Host: " + host}).status;
+  };
+  EXPECT_EQ(status("evil.example.com"), 421);
+  EXPECT_EQ(status("127.0.0.1.example.com:8717"), 421);
+  for (const char* host : {"localhost:1", "127.0.0.1", "[::1]:80", "192.168.1.7:8717", "laptop",
+                           "laptop.local", "sandbox.example.com"}) {
+    EXPECT_EQ(status(host), 200) << host;
+  }
+}
+
+TEST(Server, WhatIsNotHTTPOrTooLargeIsRefusedAndTheNextRequestServed) {
+  SandboxProcess sandbox;
+  RawConnection nonsense(sandbox);
+  nonsense.send("\x16\x03\x01 what?\r\n\r\n");
+  EXPECT_TRUE(nonsense.everything().starts_with("HTTP/1.1 400"));
+  RawConnection large(sandbox);
+  large.send("GET / HTTP/1.1\r\nX: " + std::string(20'000, 'x'));
+  EXPECT_TRUE(large.everything().starts_with("HTTP/1.1 431"));
+  RawConnection pipelined(sandbox);
+  pipelined.send("GET /a HTTP/1.1\r\nHost: localhost\r\n\r\nGET /b HTTP/1.0\r\nHost: localhost\r\n\r\n");
+  const std::string both = pipelined.everything();
+  EXPECT_NE(both.find("at /a"), std::string::npos) << both;
+  EXPECT_NE(both.find("at /b"), std::string::npos) << both;
+}
+
+TEST(Server, ConnectionsBeyondTheBoundWaitUntilOthersEnd) {
+  SandboxProcess sandbox;
+  std::vector<std::unique_ptr<RawConnection>> idle;
+  for (int count = 0; count < 300; ++count) idle.push_back(std::make_unique<RawConnection>(sandbox));
+  RawConnection late(sandbox);
+  late.send("GET /late HTTP/1.0\r\nHost: localhost\r\n\r\n");
+  idle.clear();
+  EXPECT_NE(late.everything().find("404"), std::string::npos);
+}
+
+TEST(Server, ALinkThatNoLinkCanBeIsRefused) {
+  SandboxProcess sandbox;
+  for (const json& bad : std::vector<json>{{{"slug", ""}},
+                                           {{"slug", "a/b"}},
+                                           {{"slug", ".."}},
+                                           {{"slug", "sandbox"}},
+                                           {{"deepLinkPath", "/x"}},
+                                           {{"slug", "a"}, {"iosURL", "x"}},
+                                           {{"slug", "a"}, {"utm", {{"a", json::array()}}}},
+                                           {{"slug", "a"}, {"customData", "x"}}}) {
+    EXPECT_EQ(sandbox.post("/sandbox/links", bad).status, 400) << bad;
+  }
+  EXPECT_EQ(sandbox.post("/sandbox/clicks", {{"slug", "a"}}).status, 404);
+}
+
+TEST(Server, TheListsAreBoundedAndTheOldestGo) {
+  SandboxProcess sandbox;
+  for (int number = 0; number < 1005; ++number)
+    sandbox.request("GET", "/v1/links/resolve?slug=" + std::to_string(number));
+  const json records = sandbox.records();
+  EXPECT_EQ(records["arrivals"].size(), 1000u);
+  EXPECT_EQ(records["resolves"].size(), 1000u);
+  EXPECT_EQ(records["resolves"][0]["request"]["slug"], "5");
+}
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "platform/UserDefaults.h"
+#include "store/PowerLossVFS.h"
+#include "store/StoreSupport.h"
+
+namespace corvane::platform {
+namespace {
+
+namespace VFS = testing::PowerLossVFS;
+
+class PowerLoss : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    VFS::install();
+    VFS::reset();
+  }
+
+  void TearDown() override { VFS::reset(); }
+
+  void expectHealthyFile() const {
+    EXPECT_EQ(testing::Shell(file_).run("PRAGMA integrity_check"), "ok");
+    EXPECT_TRUE(testing::namesWith(".corrupt-", folder_.path()).empty());
+  }
+
+  testing::TemporaryFolder folder_;
+  std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
+};
+
+TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
+  testing::Draw draw("PowerLoss");
+  const auto below = [&](std::uint64_t bound) { return draw.below(bound); };
+  std::map<std::string, std::string> synced;
+  int cuts = 0, writes = 0;
+
+  for (int round = 0; round < (testing::sanitized ? 60 : 300); ++round) {
+    VFS::cutPowerAt(static_cast<int>(draw.below(250)));
+    std::map<std::string, std::string> underWay;
+    {
+      const auto defaults = UserDefaults::open(file_);
+      for (const auto& [key, value] : synced) {
+        const auto found = defaults->dataForKey(key);
+        ASSERT_TRUE(found == value || VFS::powerIsCut()) << "round " << round;
+      }
+      for (int step = 0; step < 60; ++step) {
+        const std::string key = "key" + std::to_string(draw.below(5));
+        const std::string value =
+            std::to_string(round) + "." + std::to_string(step) + std::string(draw.below(9000), 'x');
+        underWay[key] = value;
+        defaults->setData(value, key);
+        EXPECT_EQ(defaults->dataForKey(key), value) << "the newest value is read, wherever it lives";
+        if (!defaults->synchronize()) break;
+        synced[key] = value;
+        underWay.clear();
+        ++writes;
+      }
+    }
+    cuts += VFS::powerIsCut() ? 1 : 0;
+    VFS::losePower(below);
+
+    const auto defaults = UserDefaults::open(file_);
+    for (auto& [key, value] : synced) {
+      const auto found = defaults->dataForKey(key);
+      if (underWay.contains(key) && found == underWay[key]) value = *found;
+      ASSERT_EQ(found, value) << "round " << round;
+    }
+    expectHealthyFile();
+    ASSERT_FALSE(HasFailure()) << "round " << round;
+  }
+  std::cout << cuts << " power cuts, " << writes << " synced writes" << std::endl;
+}
+
+/// The disk fails once, or for good until it is repaired, at each of its operations in turn.
+class FailingDisk : public PowerLoss, public ::testing::WithParamInterface<std::tuple<int, int>> {};
+
+TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
+  const auto [code, count] = GetParam();
+  UserDefaults::open(file_)->setString("4F0C", "device_id");
+  bool failed = true;
+  int operation = 0;
+  for (; failed; ++operation) {
+    SCOPED_TRACE("operation " + std::to_string(operation));
+    VFS::reset();
+    VFS::fail(operation, code, count);
+    const std::string value = std::to_string(operation);
+    {
+      const auto defaults = UserDefaults::open(file_);
+      defaults->setString(value, "text");
+      defaults->setBool(operation % 2 == 0, "flag");
+      defaults->setData(std::string(20'000, 'x') + value, "data");
+      defaults->removeObjectForKey("absent");
+      EXPECT_EQ(defaults->stringForKey("text"), value);
+      EXPECT_EQ(defaults->boolForKey("flag"), operation % 2 == 0);
+      if (code == SQLITE_FULL)
+        EXPECT_EQ(defaults->stringForKey("device_id"), "4F0C") << "a full disk can be read";
+      EXPECT_EQ(defaults->dataForKey("data"), std::string(20'000, 'x') + value);
+      failed = VFS::operations() > operation;
+
+      VFS::reset();
+      defaults->setString("repaired" + value, "other");
+      EXPECT_TRUE(defaults->synchronize());
+      EXPECT_EQ(defaults->stringForKey("device_id"), "4F0C");
+    }
+    testing::Shell shell(file_);
+    EXPECT_EQ(
+        shell.run("SELECT group_concat(value) FROM preferences WHERE key IN ('text', 'device_id', 'other')"),
+        "4F0C,repaired" + value + "," + value);
+    expectHealthyFile();
+    ASSERT_FALSE(HasFailure());
+  }
+  std::cout << "failed at each of " << operation - 1 << " operations" << std::endl;
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, FailingDisk,
+                         ::testing::Combine(::testing::Values(SQLITE_FULL, SQLITE_IOERR_WRITE,
+                                                              SQLITE_IOERR_FSYNC),
+                                            ::testing::Values(1, 1'000'000)));
+
+TEST_F(PowerLoss, AFullDiskAtLaunchIsStillRead) {
+  UserDefaults::open(file_)->setString("closed", "text");
+  for (const std::string expected : {"closed", "killed"}) {
+    VFS::fail(0, SQLITE_FULL, 1'000'000);
+    {
+      const auto defaults = UserDefaults::open(file_);
+      EXPECT_EQ(defaults->stringForKey("text"), expected);
+      defaults->setBool(true, "flag");
+      EXPECT_FALSE(defaults->synchronize());
+      EXPECT_EQ(defaults->stringForKey("text"), expected);
+    }
+    VFS::reset();
+    testing::Child child([&] {
+      UserDefaults::open(file_)->setString("overwritten", "text");
+      // Ends without closing, so that the value is in the log alone.
+      static const auto kept = UserDefaults::open(file_);
+      kept->setString("killed", "text");
+      return 0;
+    });
+    ASSERT_EQ(child.result(), 0);
+  }
+}
+
+TEST_F(PowerLoss, AFailingDiskAtTheVeryBeginningLeavesAFileThatCanBeBegunLater) {
+  for (int operation = 0;; ++operation) {
+    const std::filesystem::path file = folder_.path() / std::to_string(operation);
+    VFS::reset();
+    VFS::fail(operation, SQLITE_FULL);
+    auto defaults = UserDefaults::open(file);
+    defaults->setBool(true, "a");
+    EXPECT_TRUE(defaults->boolForKey("a"));
+    const bool failed = VFS::operations() > operation;
+    VFS::reset();
+    EXPECT_TRUE(defaults->synchronize());
+    defaults.reset();
+    EXPECT_TRUE(UserDefaults::open(file)->boolForKey("a"));
+    EXPECT_TRUE(testing::namesWith(".corrupt-", folder_.path()).empty());
+    if (!failed) break;
+  }
+}
+
+}  // namespace
+}  // namespace corvane::platform

@@ -1,0 +1,217 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <iostream>
+#include <thread>
+#include <vector>
+
+#include "platform/UserDefaults.h"
+#include "store/StoreSupport.h"
+
+namespace corvane::platform {
+namespace {
+
+using testing::Child;
+using testing::Shell;
+using Clock = std::chrono::steady_clock;
+
+class UnwritablePlace : public ::testing::Test {
+ protected:
+  std::shared_ptr<UserDefaults> open(const std::filesystem::path& file) {
+    auto defaults = UserDefaults::open(file);
+    defaults->reportProblemsTo([this](const std::string& text) { problems_.push_back(text); });
+    return defaults;
+  }
+
+  /// Values are kept, and one problem was told that holds the text.
+  bool livesInMemory(const std::filesystem::path& file, const std::string& reason) {
+    const auto defaults = open(file);
+    defaults->setString("kept", "text");
+    defaults->setBool(true, "flag");
+    defaults->setData("bytes", "gone");
+    defaults->setData(std::nullopt, "gone");
+    const bool kept = defaults->stringForKey("text") == "kept" && defaults->boolForKey("flag") &&
+                      !defaults->dataForKey("gone") && !defaults->boolForKey("absent") &&
+                      !defaults->synchronize();
+    const bool told = problems_.size() == 1 && problems_[0].find(reason) != std::string::npos;
+    if (!told) std::cout << ::testing::PrintToString(problems_) << std::endl;
+    return kept && told;
+  }
+
+  testing::TemporaryFolder folder_;
+  std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
+  std::vector<std::string> problems_;
+};
+
+TEST_F(UnwritablePlace, WithoutAHomeAllClientsShareTheMemory) {
+  EXPECT_TRUE(livesInMemory("", "no home folder"));
+  const auto first = UserDefaults::open("");
+  first->setBool(true, "a");
+  EXPECT_TRUE(UserDefaults::open("")->boolForKey("a"));
+}
+
+TEST_F(UnwritablePlace, WhatIsNoRegularFileIsLeftAloneAndNeverWaitedFor) {
+  std::filesystem::create_directory(folder_.path() / "directory");
+  EXPECT_TRUE(livesInMemory(folder_.path() / "directory", "not a regular file"));
+  for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+    problems_.clear();
+    const std::string file = folder_.path() / ("fifo" + std::string(suffix));
+    ASSERT_EQ(::mkfifo((file + suffix).c_str(), 0600), 0);
+    EXPECT_TRUE(livesInMemory(file, "not a regular file")) << suffix;
+  }
+  problems_.clear();
+  std::filesystem::create_symlink("nowhere", folder_.path() / "dangling");
+  EXPECT_TRUE(livesInMemory(folder_.path() / "dangling", "cannot be reached"));
+  EXPECT_TRUE(testing::namesWith("nowhere", folder_.path()).empty());
+}
+
+TEST_F(UnwritablePlace, APathThatCannotBeIsSurvived) {
+  EXPECT_TRUE(livesInMemory("/proc/none/preferences.sqlite", "folder cannot be made"));
+  problems_.clear();
+  EXPECT_TRUE(livesInMemory(folder_.path() / std::string(300, 'n') / "p", "folder cannot be made"));
+  problems_.clear();
+  std::string deep = folder_.path();
+  for (int level = 0; level < 100'000; ++level) deep += "/d";
+  EXPECT_TRUE(livesInMemory(deep, "too long"));
+}
+
+TEST_F(UnwritablePlace, AFolderThatMayNotBeWrittenKeepsTheHostRunning) {
+  Child child([this] {
+    if (!testing::becomeNobody()) return 0;
+    return livesInMemory(file_, "file cannot be made") ? 0 : 1;
+  });
+  EXPECT_EQ(child.result(), 0);
+  EXPECT_FALSE(std::filesystem::exists(file_));
+}
+
+TEST_F(UnwritablePlace, AReadOnlyFileIsStillReadAndItsNewValuesStayInMemory) {
+  UserDefaults::open(file_)->setString("old", "text");
+  UserDefaults::open(file_)->setBool(true, "untouched");
+  std::filesystem::permissions(file_, std::filesystem::perms(0444));
+  const std::string before = testing::contentOf(file_);
+  Child child([this] {
+    if (!testing::becomeNobody()) return 0;
+    if (open(file_)->stringForKey("text") != "old") return 1;
+    if (!livesInMemory(file_, "cannot be used")) return 2;
+    return UserDefaults::open(file_)->boolForKey("untouched") ? 0 : 3;
+  });
+  EXPECT_EQ(child.result(), 0);
+  EXPECT_EQ(testing::contentOf(file_), before);
+  EXPECT_EQ(testing::namesWith("preferences", folder_.path()).size(), 1u);
+}
+
+TEST_F(UnwritablePlace, ALaterWriteTakesAlongWhatWaitsInMemory) {
+  UserDefaults::open(file_)->setBool(true, "removed");
+  std::filesystem::permissions(file_, std::filesystem::perms(0600));
+  Child child([this] {
+    if (!testing::becomeNobody(true)) return 0;
+    const auto defaults = open(file_);
+    defaults->setString("first", "a");
+    defaults->removeObjectForKey("removed");
+    if (defaults->synchronize() || defaults->boolForKey("removed")) return 1;
+    testing::becomeRoot();
+    defaults->setString("second", "b");
+    return defaults->synchronize() && problems_.size() == 1 ? 0 : 2;
+  });
+  EXPECT_EQ(child.result(), 0);
+  EXPECT_EQ(Shell(file_).run("SELECT group_concat(key || '=' || value) FROM preferences"),
+            "a=first,b=second");
+}
+
+TEST_F(UnwritablePlace, AProblemIsToldOnceToTheLatestReporterEvenIfItComesLate) {
+  std::vector<std::string> early, late;
+  const auto defaults = UserDefaults::open("");
+  defaults->setBool(true, "a");
+  defaults->reportProblemsTo(nullptr);
+  defaults->reportProblemsTo([&](const std::string& text) {
+    early.push_back(text);
+    EXPECT_TRUE(defaults->boolForKey("a")) << "a reporter may use the store";
+    throw std::runtime_error("what it throws is dropped");
+  });
+  defaults->reportProblemsTo([&](const std::string& text) { late.push_back(text); });
+  defaults->setBool(true, "b");
+  EXPECT_EQ(early.size(), 1u);
+  EXPECT_TRUE(late.empty());
+}
+
+class ForeignHolder : public UnwritablePlace {
+ protected:
+  std::chrono::milliseconds timeOf(const std::function<void()>& work) {
+    const auto begin = Clock::now();
+    work();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+  }
+};
+
+TEST_F(ForeignHolder, IsWaitedForOnceAndThenOnlyTried) {
+  const auto defaults = open(file_);
+  defaults->setString("before", "text");
+  Shell shell(file_);
+  ASSERT_EQ(shell.run("BEGIN EXCLUSIVE; INSERT INTO preferences VALUES ('foreign', 1)"), "");
+
+  const auto first = timeOf([&] { defaults->setString("during", "text"); });
+  const auto others = timeOf([&] {
+    for (int round = 0; round < 100; ++round) defaults->setBool(true, "key" + std::to_string(round));
+  });
+  std::cout << "first write " << first.count() << " ms, the next 100 " << others.count() << " ms"
+            << std::endl;
+  EXPECT_GE(first.count(), 190);
+  EXPECT_LT(first.count(), 1000) << "200 ms of waiting, and a loaded machine";
+  EXPECT_LT(others.count(), 2000) << "100 waits would be 20 s";
+
+  EXPECT_EQ(defaults->stringForKey("text"), "during");
+  EXPECT_EQ(problems_.size(), 1u);
+  ASSERT_EQ(shell.run("COMMIT"), "");
+  EXPECT_EQ(shell.run("SELECT value FROM preferences WHERE key = 'text'"), "before");
+  defaults->setBool(true, "after");
+  EXPECT_TRUE(defaults->boolForKey("foreign"));
+  EXPECT_EQ(shell.run("SELECT value FROM preferences WHERE key = 'text'"), "during");
+  EXPECT_EQ(shell.run("SELECT count(*) FROM preferences"), "103");
+}
+
+TEST_F(ForeignHolder, OfAnotherProcessBlocksNoReadAndOnlyForABoundedTimeAWrite) {
+  const auto defaults = open(file_);
+  defaults->setString("before", "text");
+  testing::Signal held, release;
+  Child child([&] {
+    Shell shell(file_);
+    shell.run("BEGIN IMMEDIATE; UPDATE preferences SET value = 'foreign'");
+    held.raise();
+    release.wait();
+    return shell.run("COMMIT").empty() ? 0 : 1;
+  });
+  held.wait();
+  EXPECT_EQ(defaults->stringForKey("text"), "before");
+  std::vector<std::thread> threads;
+  const auto all = timeOf([&] {
+    for (int number = 0; number < 8; ++number) {
+      threads.emplace_back([&, number] { defaults->setBool(true, "key" + std::to_string(number)); });
+    }
+    for (std::thread& thread : threads) thread.join();
+  });
+  EXPECT_LT(all.count(), 1000) << "callers that queue up do not add their waits";
+  release.raise();
+  EXPECT_EQ(child.result(), 0);
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(Shell(file_).run("SELECT count(*) FROM preferences"), "9");
+}
+
+TEST_F(ForeignHolder, ThatAllowsNoReaderLeavesAValueAbsentButUnharmed) {
+  UserDefaults::open(file_)->setString("stored", "text");
+  const auto defaults = open(file_);
+  {
+    Shell shell(file_);
+    shell.run("PRAGMA locking_mode = EXCLUSIVE");
+    shell.run("UPDATE preferences SET value = value");
+    std::optional<std::string> text;
+    EXPECT_LT(timeOf([&] { text = defaults->stringForKey("text"); }).count(), 1000);
+    EXPECT_EQ(text, std::nullopt);
+    EXPECT_EQ(problems_.size(), 1u);
+  }
+  EXPECT_EQ(defaults->stringForKey("text"), "stored");
+}
+
+}  // namespace
+}  // namespace corvane::platform

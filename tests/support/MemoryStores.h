@@ -1,0 +1,81 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/FlagStore.h"
+#include "foundation/KeyValueStringStore.h"
+
+namespace corvane::testing {
+
+/// Flags and bytes that live as long as the object. Any thread.
+class MemoryFlagStore : public FlagStore {
+ public:
+  bool boolForKey(std::string_view key) const override {
+    const std::lock_guard lock(mutex_);
+    const auto found = flags_.find(key);
+    return found != flags_.end() && found->second;
+  }
+
+  void setBool(bool value, std::string_view key) override {
+    const std::lock_guard lock(mutex_);
+    forget(key);
+    flags_.emplace(key, value);
+  }
+
+  std::optional<std::string> dataForKey(std::string_view key) const override {
+    const std::lock_guard lock(mutex_);
+    const auto found = data_.find(key);
+    return found == data_.end() ? std::nullopt : std::optional(found->second);
+  }
+
+  void setData(const std::optional<std::string>& value, std::string_view key) override {
+    const std::lock_guard lock(mutex_);
+    forget(key);
+    if (value) data_.emplace(key, *value);
+  }
+
+  void removeValue(std::string_view key) override {
+    const std::lock_guard lock(mutex_);
+    forget(key);
+  }
+
+ private:
+  void forget(std::string_view key) {
+    flags_.erase(std::string(key));
+    data_.erase(std::string(key));
+  }
+
+  mutable std::mutex mutex_;
+  std::map<std::string, bool, std::less<>> flags_;
+  std::map<std::string, std::string, std::less<>> data_;
+};
+
+/// Texts that live as long as the object. Any thread.
+class MemoryStringStore : public KeyValueStringStore {
+ public:
+  std::optional<std::string> stringForKey(std::string_view key) const override {
+    const std::lock_guard lock(mutex_);
+    const auto found = texts_.find(key);
+    return found == texts_.end() ? std::nullopt : std::optional(found->second);
+  }
+
+  void setString(std::string_view value, std::string_view key) override {
+    const std::lock_guard lock(mutex_);
+    texts_.insert_or_assign(std::string(key), std::string(value));
+  }
+
+  void removeValue(std::string_view key) override {
+    const std::lock_guard lock(mutex_);
+    texts_.erase(std::string(key));
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<std::string, std::string, std::less<>> texts_;
+};
+
+}  // namespace corvane::testing

@@ -1,0 +1,234 @@
+#include "platform/ConnectivityMonitor.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/if_tun.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "Exchange.h"
+#include "LookUps.h"
+#include "support/LoopbackServer.h"
+
+namespace corvane::test {
+namespace {
+
+using platform::ConnectivityMonitor;
+using platform::URLSession;
+using platform::URLSessionConfiguration;
+
+/// Moves this program into a network namespace of its own, where nothing but a loopback device exists, and
+/// that is down. Returns why it could not. Before any thread is made.
+std::string leaveNetwork() {
+  if (unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0) return {};
+  return std::string("this machine forbids network namespaces: ") + std::strerror(errno);
+}
+const std::string kForbidden = leaveNetwork();  // of the whole program: every test here needs it
+
+class Socket {
+ public:
+  Socket() : value_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {}
+  ~Socket() { ::close(value_); }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+  void control(unsigned long operation, ifreq& request) const {
+    if (::ioctl(value_, operation, &request) != 0) throw std::runtime_error(std::strerror(errno));
+  }
+
+ private:
+  int value_;
+};
+
+ifreq requestFor(const char* device) {
+  ifreq request{};
+  std::strncpy(request.ifr_name, device, IFNAMSIZ - 1);
+  return request;
+}
+
+void bring(const char* device, bool up) {
+  const Socket socket;
+  ifreq request = requestFor(device);
+  socket.control(SIOCGIFFLAGS, request);
+  request.ifr_flags = static_cast<short>(up ? request.ifr_flags | IFF_UP : request.ifr_flags & ~IFF_UP);
+  socket.control(SIOCSIFFLAGS, request);
+}
+
+void setAddress(const char* device, unsigned long operation, const char* text) {
+  const Socket socket;
+  ifreq request = requestFor(device);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  inet_pton(AF_INET, text, &address.sin_addr);
+  std::memcpy(&request.ifr_addr, &address, sizeof address);
+  socket.control(operation, request);
+}
+
+/// As in a fresh namespace. A loopback device that only went down keeps its address, and packets to it vanish
+/// instead of being refused; coming up, it gets one again.
+void loseLoopback() {
+  bring("lo", false);
+  setAddress("lo", SIOCSIFADDR, "0.0.0.0");
+}
+
+/// A device with a route to 10.77.0.0/24, as long as this object lives; it leads nowhere.
+class OtherNetwork {
+ public:
+  OtherNetwork() : tunnel_(::open("/dev/net/tun", O_RDWR | O_CLOEXEC)) {
+    if (tunnel_ < 0) return;
+    ifreq request = requestFor("corvane0");
+    request.ifr_flags = IFF_TUN | IFF_NO_PI;
+    isThere_ = ::ioctl(tunnel_, TUNSETIFF, &request) == 0;
+    if (!isThere_) return;
+    setAddress("corvane0", SIOCSIFADDR, "10.77.0.1");
+    setAddress("corvane0", SIOCSIFNETMASK, "255.255.255.0");
+    bring("corvane0", true);
+  }
+  ~OtherNetwork() { ::close(tunnel_); }
+  OtherNetwork(const OtherNetwork&) = delete;
+  OtherNetwork& operator=(const OtherNetwork&) = delete;
+
+  bool isThere() const { return isThere_; }
+
+ private:
+  int tunnel_;
+  bool isThere_ = false;
+};
+
+/// How many sockets of this namespace hear route notices.
+int subscriptions() {
+  std::ifstream table("/proc/self/net/netlink");
+  std::string line;
+  std::getline(table, line);
+  int count = 0;
+  while (std::getline(table, line)) {
+    std::istringstream fields(line);
+    std::string address, protocol, process, groups;
+    fields >> address >> protocol >> process >> groups;
+    if (protocol == "0" && groups != "00000000") ++count;
+  }
+  return count;
+}
+
+/// The kernel tells nobody about this, so the condition is looked at again and again.
+void awaitSubscriptions(int count) {
+  while (subscriptions() != count) std::this_thread::yield();
+}
+
+LoopbackAnswer answerAlways(const LoopbackRequest&) {
+  return LoopbackAnswer::of(200);
+}
+
+class Connectivity : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!kForbidden.empty()) GTEST_SKIP() << kForbidden;
+    loseLoopback();
+    server_.emplace(answerAlways);
+  }
+
+  static URLSession waiting(double seconds) {
+    URLSessionConfiguration configuration = within(seconds);
+    configuration.waitsForConnectivity = true;
+    return URLSession(configuration);
+  }
+
+  std::optional<LoopbackServer> server_;
+};
+
+TEST_F(Connectivity, AnExchangeWithoutANetworkWaitsForOne) {
+  const URLSession session = waiting(600);
+  Exchange first = begin(session, {.url = server_->url()});
+  Exchange second = begin(session, {.url = server_->url()});
+  awaitSubscriptions(1);
+  bring("lo", true);
+  EXPECT_EQ(response(first.result.get()).statusCode, 200);
+  EXPECT_EQ(response(second.result.get()).statusCode, 200);
+  awaitSubscriptions(0);
+}
+
+TEST_F(Connectivity, TheTimeoutBoundsTheWaitAndTheReasonIsTold) {
+  const auto begun = std::chrono::steady_clock::now();
+  const std::string text = failure(run(waiting(0.3), {.url = server_->url()}));
+  EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(300));
+  EXPECT_NE(text.find("Failed to connect"), std::string::npos) << text;
+  awaitSubscriptions(0);
+}
+
+TEST_F(Connectivity, CancellingEndsTheWait) {
+  Exchange exchange = begin(waiting(600), {.url = server_->url()});
+  awaitSubscriptions(1);
+  exchange.task->cancel();
+  EXPECT_EQ(failure(exchange.result.get()), "cancelled");
+  awaitSubscriptions(0);
+}
+
+TEST_F(Connectivity, ShuttingDownEndsTheWait) {
+  platform::Transport transport;
+  URLSessionConfiguration configuration = within(600);
+  configuration.waitsForConnectivity = true;
+  Exchange exchange = begin(URLSession(configuration, transport), {.url = server_->url()});
+  awaitSubscriptions(1);
+  EXPECT_TRUE(transport.shutDown(std::chrono::seconds(10)));
+  EXPECT_EQ(failure(exchange.result.get()), "the process is exiting");
+  awaitSubscriptions(0);
+}
+
+TEST_F(Connectivity, WithoutTheWishToWaitItFailsAtOnce) {
+  EXPECT_NE(failure(run(URLSession(within(600)), {.url = server_->url()})), "");
+}
+
+TEST_F(Connectivity, ANoticeThatDoesNotHelpIsFollowedByMoreWaiting) {
+  const OtherNetwork other;
+  if (!other.isThere()) GTEST_SKIP() << "this machine has no tunnel devices";
+  Exchange exchange = begin(waiting(600), {.url = server_->url()});
+  awaitSubscriptions(1);
+  for (int i = 0; i < 20; ++i) bring("corvane0", i % 2 != 0);
+  bring("lo", true);
+  EXPECT_EQ(response(exchange.result.get()).statusCode, 200);
+}
+
+TEST_F(Connectivity, ARefusedConnectionIsNoReasonToWait) {
+  bring("lo", true);
+  for (const char* host : {"127.0.0.1", "both64.test", "both46.test"}) {
+    const std::string url = server_->url("/", host);
+    server_.reset();
+    EXPECT_NE(failure(run(waiting(600), {.url = url})), "") << host;
+    server_.emplace(answerAlways);
+  }
+}
+
+TEST_F(Connectivity, AFailedLookUpWaitsWhereOnlyLoopbackHasARoute) {
+  bring("lo", true);
+  EXPECT_FALSE(ConnectivityMonitor::hasRouteBeyondLoopback());
+  Exchange exchange = begin(waiting(600), {.url = server_->url("/", "late.test")});
+  awaitSubscriptions(1);
+  LookUps::announceLate();
+  bring("lo", false);
+  bring("lo", true);
+  EXPECT_EQ(response(exchange.result.get()).statusCode, 200);
+}
+
+TEST_F(Connectivity, AFailedLookUpIsTheFailureWhereThereIsARoute) {
+  const OtherNetwork other;
+  if (!other.isThere()) GTEST_SKIP() << "this machine has no tunnel devices";
+  EXPECT_TRUE(ConnectivityMonitor::hasRouteBeyondLoopback());
+  const std::string text = failure(run(waiting(600), {.url = "http://nowhere.test/"}));
+  EXPECT_NE(text.find("Could not resolve host"), std::string::npos) << text;
+}
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "api/CorvaneAPI.h"
+#include "core/Operation.h"
+#include "corvane/CorvaneCancellationError.h"
+#include "support/CapturedOutput.h"
+#include "support/FakeBackground.h"
+#include "support/ScriptedHTTPClient.h"
+
+namespace corvane {
+namespace {
+
+namespace asio = boost::asio;
+using namespace std::chrono_literals;
+using testing::CapturedOutput;
+using testing::FakeBackground;
+using testing::ScriptedHTTPClient;
+using Lines = std::vector<std::string>;
+using Waits = std::vector<std::chrono::nanoseconds>;
+using Sent = std::vector<std::string>;
+
+constexpr const char* kAck = R"({"id":7,"attributed":true})";
+
+class API : public ::testing::Test {
+ protected:
+  /// Sends one event in a task of its own.
+  std::function<void()> sendEvent() {
+    return spawn(background, [this]() -> asio::awaitable<void> {
+      try {
+        std::optional<std::string> key = "key-1";
+        ack = co_await api.sendEvent(event, std::move(key));
+      } catch (...) {
+        failure = currentFailure();
+      }
+    });
+  }
+
+  void sendEventToItsEnd() {
+    sendEvent();
+    background->run();
+    while (!ack && !failure && !background->waits.empty() && !http->isWaiting()) background->advance(1h);
+  }
+
+  std::shared_ptr<FakeBackground> background = std::make_shared<FakeBackground>();
+  std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
+  CorvaneAPI api{.baseURL = "https://api.test",
+                 .http = http,
+                 .background = background,
+                 .logger = {true, CorvaneLogLevel::debug},
+                 .apiKey = "cv_live_1"};
+  EventRequest event{.identifier = "app", .name = "n", .value = {}, .currency = {}, .platform = {}, .clickId = {},
+                     .deviceId = {}};
+  std::optional<EventAckDTO> ack;
+  std::optional<Failure> failure;
+};
+
+TEST_F(API, PostsWithItsKeysAndResolvesWithoutAny) {
+  http->answer(200, kAck);
+  sendEventToItsEnd();
+  const URLRequest& post = http->sent.at(0);
+  EXPECT_EQ(post.method + " " + post.url, "POST https://api.test/v1/events");
+  EXPECT_EQ(post.headers, (std::vector<URLRequest::Header>{{"Content-Type", "application/json"},
+                                                           {"X-Api-Key", "cv_live_1"},
+                                                           {"Idempotency-Key", "key-1"}}));
+  EXPECT_EQ(post.body, R"({"identifier":"app","name":"n"})");
+  EXPECT_EQ(ack->id, 7);
+
+  http->answer(200, R"({"slug":"s"})");
+  std::optional<DeepLinkDTO> link;
+  spawn(background, [&]() -> asio::awaitable<void> {
+    CorvaneAPI::Text host = "go.test";
+    CorvaneAPI::Text slug = "a b&c=d/é";
+    link = co_await api.resolveLink({}, std::move(host), std::move(slug));
+  });
+  background->run();
+  EXPECT_EQ(link->slug, "s");
+  EXPECT_EQ(http->sent.at(1).url, "https://api.test/v1/links/resolve?host=go.test&slug=a%20b%26c%3Dd%2F%C3%A9");
+  EXPECT_TRUE(http->sent.at(1).headers.empty() && !http->sent.at(1).body);
+}
+
+TEST_F(API, RefusesBeforeSendingWhatCannotBeSent) {
+  event.value = std::nan("");
+  sendEventToItsEnd();
+  EXPECT_EQ(descriptionOf(failure.value()),
+            "Failed to decode response: Failed to encode request: value: not a finite number");
+  api.baseURL = "not a url";
+  failure.reset();
+  sendEventToItsEnd();
+  EXPECT_EQ(failure, Failure(CorvaneError::invalidURL("not a url/v1/events")));
+  EXPECT_TRUE(http->sent.empty());
+}
+
+TEST_F(API, ReadsTheFinalResponse) {
+  const std::tuple<int, std::string, CorvaneError> table[] = {
+      {401, "x", CorvaneError::invalidAPIKey()},
+      {403, "no", CorvaneError::server(403, "no")},
+      {404, "", CorvaneError::server(404, "")},
+      {302, "\xFF", CorvaneError::server(302, std::nullopt)},
+      {-1, "?", CorvaneError::server(-1, "?")},
+      {200, "{}", CorvaneError::decoding("attributed: expected a boolean")}};
+  for (const auto& [status, body, error] : table) {
+    failure.reset();
+    http->answer(status, body);
+    sendEventToItsEnd();
+    EXPECT_EQ(failure, Failure(error)) << status;
+  }
+  EXPECT_EQ(http->sent.size(), std::size(table));
+  EXPECT_TRUE(background->waits.empty());
+
+  http->answer(200, "");
+  sendEventToItsEnd();
+  EXPECT_TRUE(ack && !ack->id && !ack->attributed);
+}
+
+TEST_F(API, AnEmptyAnswerToAnInstallIsAFailure) {
+  http->answer(204, "");
+  spawn(background, [&]() -> asio::awaitable<void> {
+    try {
+      InstallRequest install;
+      std::optional<std::string> noKey;
+      co_await api.sendInstall(std::move(install), std::move(noKey));
+    } catch (...) {
+      failure = currentFailure();
+    }
+  });
+  background->run();
+  EXPECT_EQ(failure, Failure(CorvaneError::emptyResponse()));
+}
+
+TEST_F(API, TriesAgainWithTheSameBytesAfterTheWaitsOfThePolicy) {
+  CapturedOutput output;
+  http->answer(503, "");
+  http->answer(CorvaneError::transport("reset"));
+  http->answer(200, kAck);
+  sendEventToItsEnd();
+  EXPECT_EQ(ack->id, 7);
+  EXPECT_EQ(background->waits, (Waits{500ms, 1s}));
+  EXPECT_EQ(output.lines(), (Lines{"[Corvane] [DEBUG] POST /v1/events",
+                                   "[Corvane] [DEBUG] Retrying /v1/events after 0.50s (status 503, attempt 1)",
+                                   "[Corvane] [DEBUG] Transport error, retrying (attempt 2)"}));
+  for (const URLRequest& request : http->sent) {
+    EXPECT_EQ(request.headers, http->sent[0].headers);
+    EXPECT_EQ(request.body, http->sent[0].body);
+  }
+}
+
+TEST_F(API, HeedsRetryAfterUpToTheLongestDelay) {
+  const std::tuple<int, const char*, Waits, const char*> table[] = {
+      {429, "3", {3s}, "3.00s (status 429"},     {503, "120", {8s}, "8.00s (status 503"},
+      {503, "soon", {500ms}, "0.50s (status 503"}, {500, "0", {}, "0.00s (status 500"},
+      {500, "-5", {}, "-5.00s (status 500"}};
+  for (const auto& [status, retryAfter, waits, line] : table) {
+    CapturedOutput output;
+    background->waits.clear();
+    ack.reset();
+    http->answer(status, "", {{"retry-after", retryAfter}});
+    http->answer(200, kAck);
+    sendEventToItsEnd();
+    EXPECT_TRUE(ack) << retryAfter;
+    EXPECT_EQ(background->waits, waits) << retryAfter;
+    EXPECT_EQ(output.lines().at(1),
+              "[Corvane] [DEBUG] Retrying /v1/events after " + std::string(line) + ", attempt 1)");
+  }
+}
+
+TEST_F(API, TheLastTryIsFinal) {
+  for (int i = 0; i < 3; ++i) http->answer(503, "busy");
+  sendEventToItsEnd();
+  EXPECT_EQ(failure, Failure(CorvaneError::server(503, "busy")));
+  EXPECT_EQ(http->sent.size(), 3U);
+
+  api.retryPolicy.maxAttempts = 0;
+  http->answer(CorvaneError::transport("down"));
+  sendEventToItsEnd();
+  EXPECT_EQ(failure, Failure(CorvaneError::transport("down")));
+  EXPECT_EQ(http->sent.size(), 4U);
+}
+
+TEST_F(API, CancelledDuringAWaitItFailsWithTheCancellation) {
+  http->answer(503, "");
+  const auto cancel = sendEvent();
+  background->run();
+  ASSERT_EQ(background->waits.size(), 1U);
+  cancel();
+  background->run();
+  EXPECT_EQ(failure, Failure(CorvaneCancellationError()));
+  EXPECT_EQ(http->sent.size(), 1U);
+}
+
+TEST_F(API, CancelledDuringAnExchangeItNeverSendsAgainWhateverTheDelay) {
+  for (const double baseDelay : {0.5, 0.0}) {
+    api.retryPolicy = CorvaneRetryPolicy(3, baseDelay, 8);
+    failure.reset();
+    http->sent.clear();
+    const auto cancel = sendEvent();
+    background->run();
+    cancel();
+    background->run();
+    http->answer(CorvaneError::transport("aborted"));
+    background->run();
+    EXPECT_EQ(failure, Failure(CorvaneCancellationError()));
+    EXPECT_EQ(http->sent.size(), 1U);
+  }
+}
+
+TEST_F(API, CancelledOnTheLastTryItFailsAsTheExchangeDid) {
+  api.retryPolicy = CorvaneRetryPolicy::disabled;
+  const auto cancel = sendEvent();
+  background->run();
+  cancel();
+  background->run();
+  http->answer(CorvaneError::transport("aborted"));
+  background->run();
+  EXPECT_EQ(failure, Failure(CorvaneError::transport("aborted")));
+}
+
+TEST_F(API, CancelledAfterTheAnswerItHasTheAnswer) {
+  const auto cancel = sendEvent();
+  background->run();
+  http->answer(200, kAck);
+  cancel();
+  cancel();
+  background->run();
+  EXPECT_TRUE(ack);
+  cancel();
+  background->run();
+}
+
+TEST_F(API, AtTheEndOfTheProcessAWaitEndsWithTheLastOutcome) {
+  http->answer(503, "busy");
+  sendEvent();
+  background->run();
+  background->exit();
+  EXPECT_EQ(failure, Failure(CorvaneError::server(503, "busy")));
+  EXPECT_EQ(http->sent.size(), 1U);
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,54 @@
+#include <gtest/gtest.h>
+
+#include "api/Failure.h"
+#include "corvane/CorvaneError.h"
+
+TEST(CorvaneError, DescribesEachCaseByItsFixedTextWithThePayloadUnchanged) {
+  const std::pair<CorvaneError, const char*> table[] = {
+      {CorvaneError::invalidURL("ht tp"), "Invalid URL: ht tp"},
+      {CorvaneError::transport("gone\n"), "Network error: gone\n"},
+      {CorvaneError::server(500, std::nullopt), "Server returned status 500"},
+      {CorvaneError::server(404, ""), "Server returned status 404: "},
+      {CorvaneError::server(-1, std::nullopt), "Server returned status -1"},
+      {CorvaneError::decoding("Failed to encode request: x"),
+       "Failed to decode response: Failed to encode request: x"},
+      {CorvaneError::emptyResponse(), "The server returned an empty response."},
+      {CorvaneError::notACorvaneURL(), "The provided URL is not a Corvane tracking link."},
+      {CorvaneError::missingAPIKey(),
+       "Corvane.configure requires a non-empty API key (cv_live_\xE2\x80\xA6). Pass your workspace SDK key."},
+      {CorvaneError::invalidAPIKey(),
+       "The API key was rejected by the server (invalid, revoked, or not authorized for this app)."}};
+  for (const auto& [error, text] : table) {
+    EXPECT_EQ(error.errorDescription(), text);
+    EXPECT_STREQ(error.what(), text);
+  }
+}
+
+TEST(CorvaneError, IsEqualByCaseAndPayload) {
+  const CorvaneError values[] = {
+      CorvaneError::transport("a"),     CorvaneError::transport("b"), CorvaneError::decoding("a"),
+      CorvaneError::invalidURL("a"),    CorvaneError::emptyResponse(), CorvaneError::invalidAPIKey(),
+      CorvaneError::server(500, "a"),   CorvaneError::server(502, "a"), CorvaneError::server(500, ""),
+      CorvaneError::server(500, std::nullopt)};
+  for (const auto& a : values)
+    for (const auto& b : values) EXPECT_EQ(a == b, &a == &b) << a.what() << " / " << b.what();
+  CorvaneError copy = values[0];
+  EXPECT_EQ(copy, values[0]);
+  copy = values[6];
+  EXPECT_EQ(copy.statusCode(), 500);
+  EXPECT_EQ(copy.body(), "a");
+  EXPECT_EQ(copy.message(), "");
+}
+
+TEST(Failure, ReadsWhateverIsThrown) {
+  const auto failureOf = [](auto thrown) {
+    try {
+      throw thrown;
+    } catch (...) {
+      return corvane::currentFailure();
+    }
+  };
+  EXPECT_EQ(failureOf(CorvaneError::transport("x")), corvane::Failure(CorvaneError::transport("x")));
+  EXPECT_EQ(corvane::descriptionOf(failureOf(CorvaneCancellationError())), "The operation was cancelled.");
+  EXPECT_EQ(failureOf(std::bad_alloc()), corvane::Failure(CorvaneCancellationError()));
+}

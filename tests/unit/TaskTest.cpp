@@ -1,0 +1,235 @@
+#include "corvane/CorvaneTask.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "core/Operation.h"
+#include "corvane/CorvaneCancellationError.h"
+#include "corvane/CorvaneError.h"
+#include "corvane/CorvaneMainQueue.h"
+#include "support/FakeBackground.h"
+#include "support/ManualExecutor.h"
+
+namespace corvane {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::FakeBackground;
+using testing::ManualExecutor;
+using State = TaskState<CorvaneAttribution>;
+using Task = CorvaneTask<CorvaneAttribution>;
+
+const CorvaneAttribution kVerdict(1, true, std::nullopt);
+
+/// The plainest coroutine: starts at once, ends by itself.
+struct Detached {
+  struct promise_type {
+    Detached get_return_object() { return {}; }
+    std::suspend_never initial_suspend() noexcept { return {}; }
+    std::suspend_never final_suspend() noexcept { return {}; }
+    void return_void() {}
+    void unhandled_exception() { std::terminate(); }
+  };
+};
+
+Detached await(Task task, std::string* outcome) {
+  try {
+    const CorvaneAttribution result = co_await task;
+    *outcome = result == kVerdict ? "verdict" : "another";
+  } catch (const std::exception& error) {
+    *outcome = error.what();
+  }
+}
+
+struct TaskOnForeignExecutor : ::testing::Test {
+  std::shared_ptr<ManualExecutor> main = std::make_shared<ManualExecutor>();
+  std::shared_ptr<State> state = std::make_shared<State>(MainThread(main));
+  Task task{state};
+};
+
+TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeverInline) {
+  int called = 0;
+  std::string awaited;
+  const auto note = [&](const Task& done) { called += done.isDone() && done.get() == kVerdict ? 1 : 100; };
+  task.whenDone(note);
+  await(task, &awaited);
+  state->complete(kVerdict);
+  task.whenDone(note);
+  EXPECT_EQ(called, 0);
+  EXPECT_EQ(awaited, "");
+  main->run();
+  EXPECT_EQ(called, 2);
+  EXPECT_EQ(awaited, "verdict");
+  state->complete(CorvaneError::emptyResponse());
+  EXPECT_EQ(task.get(), kVerdict);
+}
+
+TEST_F(TaskOnForeignExecutor, ThrowsItsFailureToEveryWaiter) {
+  std::string awaited;
+  await(task, &awaited);
+  state->complete(CorvaneError::transport("down"));
+  main->run();
+  EXPECT_EQ(awaited, "Network error: down");
+  for (int i = 0; i < 2; ++i) EXPECT_THROW(task.get(), CorvaneError);
+}
+
+TEST_F(TaskOnForeignExecutor, WaitingOnTheMainThreadIsRefusedUnlessItIsComplete) {
+  EXPECT_THROW(task.get(), std::logic_error);
+  EXPECT_THROW(task.waitFor(1h), std::logic_error);
+  state->complete(kVerdict);
+  EXPECT_TRUE(task.waitFor(0s));
+  EXPECT_EQ(task.get(), kVerdict);
+}
+
+TEST_F(TaskOnForeignExecutor, AnotherThreadWaitsAndIsWoken) {
+  main->isMain = false;
+  EXPECT_FALSE(task.waitFor(-1h));
+  std::thread waiter([&] { EXPECT_EQ(task.get(), kVerdict); });
+  std::thread patient([&] { EXPECT_TRUE(task.waitFor(std::chrono::nanoseconds::max())); });
+  state->complete(kVerdict);
+  waiter.join();
+  patient.join();
+}
+
+TEST_F(TaskOnForeignExecutor, AnExecutorThatDropsOrIsGoneLeavesNobodyWaiting) {
+  int called = 0;
+  std::string awaited;
+  std::string awaitedLater;
+  task.whenDone([&](const Task&) { ++called; });
+  await(task, &awaited);
+  main->dropping = true;
+  state->complete(kVerdict);
+  EXPECT_EQ(awaited, "The operation was cancelled.");
+  main.reset();
+  await(task, &awaitedLater);
+  EXPECT_EQ(awaitedLater, "The operation was cancelled.");
+  EXPECT_EQ(called, 0);
+  EXPECT_EQ(task.get(), kVerdict);
+}
+
+TEST_F(TaskOnForeignExecutor, CompletesWithoutAnyHandleLeft) {
+  bool called = false;
+  Task(state).whenDone([&](const Task&) { called = true; });
+  task = Task(std::make_shared<State>(MainThread(main)));
+  std::exchange(state, nullptr)->complete(kVerdict);
+  main->run();
+  EXPECT_TRUE(called);
+}
+
+TEST_F(TaskOnForeignExecutor, CancelsWhileItRunsOnly) {
+  int cancelled = 0;
+  task.cancel();
+  state->setCanceller([&] { ++cancelled; });
+  task.cancel();
+  task.cancel();
+  EXPECT_EQ(cancelled, 2);
+  state->complete(CorvaneCancellationError());
+  task.cancel();
+  EXPECT_EQ(cancelled, 2);
+  EXPECT_THROW(task.get(), CorvaneCancellationError);
+}
+
+TEST_F(TaskOnForeignExecutor, ABodyThatTheBackgroundDropsCompletesItAsCancelled) {
+  const auto background = std::make_shared<FakeBackground>();
+  background->refusing = true;
+  bool before = false;
+  start<CorvaneAttribution>(background, state, Body<CorvaneAttribution>(), [&] { before = true; });
+  EXPECT_TRUE(before);
+  EXPECT_THROW(task.get(), CorvaneCancellationError);
+}
+
+struct TaskOnMainQueue : ::testing::Test {
+  void SetUp() override { queue->poll(); }
+
+  std::shared_ptr<CorvaneMainQueue> queue = std::make_shared<CorvaneMainQueue>();
+  std::shared_ptr<State> state = std::make_shared<State>(MainThread(queue));
+  Task task{state};
+};
+
+TEST_F(TaskOnMainQueue, WaitingRunsTheQueue) {
+  queue->post([&] { state->complete(kVerdict); });
+  EXPECT_EQ(task.get(), kVerdict);
+  EXPECT_TRUE(Task(state).waitFor(1h));
+  EXPECT_FALSE(Task(std::make_shared<State>(MainThread(queue))).waitFor(1ms));
+}
+
+TEST_F(TaskOnMainQueue, WaitingIsWokenByCompletionOnAnotherThread) {
+  std::thread other([&] { state->complete(kVerdict); });
+  EXPECT_EQ(task.get(), kVerdict);
+  other.join();
+}
+
+TEST_F(TaskOnMainQueue, AnExceptionOfACallbackLeavesThroughTheWaitAndTheHandleStaysUsable) {
+  queue->post([] { throw std::runtime_error("host"); });
+  queue->post([&] { state->complete(kVerdict); });
+  EXPECT_THROW(task.get(), std::runtime_error);
+  EXPECT_EQ(task.get(), kVerdict);
+}
+
+TEST_F(TaskOnMainQueue, ACallbackMayWaitForTheOperationThatCalledIt) {
+  const auto background = std::make_shared<FakeBackground>();
+  std::function<void()> callback = [&] { EXPECT_EQ(task.get(), kVerdict); };
+  start<CorvaneAttribution>(background, state, [&]() -> boost::asio::awaitable<CorvaneAttribution> {
+    co_await MainThread(queue).call(callback);
+    co_return kVerdict;
+  });
+  background->run();
+  // The fake background has no thread of its own: what the callback waits for runs in the queue.
+  std::thread backgroundThread([&] {
+    while (!task.isDone()) background->run();
+  });
+  EXPECT_EQ(queue->poll(), 1U);
+  backgroundThread.join();
+}
+
+TEST(MainQueue, RunsInOrderUntilItIsStoppedAndKeepsTheRest) {
+  CorvaneMainQueue queue;
+  std::string order;
+  queue.post([&] { order += "a"; });
+  queue.post([&] {
+    order += "b";
+    queue.post([&] { order += "d"; });
+    queue.stop();
+  });
+  queue.post([&] { order += "c"; });
+  queue.run();
+  EXPECT_EQ(order, "ab");
+  EXPECT_GE(queue.poll(), 2U);
+  EXPECT_EQ(order, "abcd");
+  EXPECT_TRUE(queue.isCurrentThread());
+  std::thread([&] { EXPECT_FALSE(queue.isCurrentThread()); }).join();
+}
+
+TEST(MainQueue, LetsAnExceptionOutAndKeepsTheRest) {
+  CorvaneMainQueue queue;
+  bool ran = false;
+  queue.post([] { throw 1; });
+  queue.post([&] { ran = true; });
+  EXPECT_THROW(queue.poll(), int);
+  EXPECT_EQ(queue.poll(), 1U);
+  EXPECT_TRUE(ran);
+}
+
+TEST(MainQueue, WakesAForeignLoopAndDropsWhatIsLeftAtItsEnd) {
+  int woken = 0;
+  int dropped = 0;
+  struct Note {
+    int* count;
+    ~Note() { ++*count; }
+  };
+  {
+    CorvaneMainQueue queue;
+    queue.onWakeUp([&] { ++woken; });
+    // What dies with the queue may post to it.
+    const auto last = std::shared_ptr<void>(nullptr, [&](void*) { queue.post([note = std::make_shared<Note>(&dropped)] {}); });
+    queue.post([last, note = std::make_shared<Note>(&dropped)] {});
+    queue.onWakeUp({});
+  }
+  EXPECT_GE(woken, 1);
+  EXPECT_EQ(dropped, 2);
+}
+
+}  // namespace
+}  // namespace corvane

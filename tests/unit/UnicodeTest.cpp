@@ -1,0 +1,37 @@
+#include "foundation/Unicode.h"
+
+#include <gtest/gtest.h>
+
+#include "foundation/URL.h"
+#include "foundation/UUID.h"
+
+using namespace corvane;
+
+TEST(Trimming, RemovesUnicodeWhiteSpaceAndLineBreaksAtBothEnds) {
+  const std::string_view around = " \t\n\v\f\r\xC2\x85\xC2\xA0\xE1\x9A\x80\xE2\x80\x80\xE2\x80\xA8\xE2\x80\xA9\xE3\x80\x80";
+  EXPECT_EQ(trimmed(std::string(around) + "cv live" + std::string(around)), "cv live");
+  EXPECT_EQ(trimmed(around), "");
+  EXPECT_EQ(trimmed(""), "");
+  // U+200B is no white space, a control character is none, and what is not UTF-8 stays.
+  for (const char* kept : {"\xE2\x80\x8Bk\xE2\x80\x8B", "\x01k\x1F", "\x80k\x85", "\xE2\x80", "\xC2 x"})
+    EXPECT_EQ(trimmed(kept), kept);
+}
+
+TEST(UUID, IsRandomVersion4InUpperCase) {
+  const std::string text = randomUUIDText();
+  ASSERT_EQ(text.size(), 36U);
+  EXPECT_EQ(text[14], '4');
+  EXPECT_EQ(text.find_first_not_of("0123456789ABCDEF-"), text.npos);
+  EXPECT_NE(text, randomUUIDText());
+}
+
+TEST(URL, AddsAQueryThatNoValueCanBreakOutOf) {
+  EXPECT_EQ(urlWithQuery("https://h.test/p", {{"a", "1&b=2"}, {"c", ""}, {"d", "\xC3\xA9+/?#%"}}),
+            "https://h.test/p?a=1%26b%3D2&c=&d=%C3%A9%2B%2F%3F%23%25");
+  EXPECT_EQ(urlWithQuery("https://h.test/p", {}), "https://h.test/p");
+  for (const char* text : {"", "no scheme", "/v1/x", "http://[::1/x", "http://h test/"}) {
+    EXPECT_FALSE(isURL(text)) << text;
+    EXPECT_EQ(urlWithQuery(text, {}), std::nullopt) << text;
+  }
+  EXPECT_EQ(urlPath("https://h.test/v1/events?x=1"), "/v1/events");
+}
