@@ -2,7 +2,7 @@
 
 find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED COMPONENTS url)
-find_package(CURL 7.85 REQUIRED)
+find_package(CURL 7.87 REQUIRED)
 find_package(SQLite3 3.37 REQUIRED)
 find_package(ICU REQUIRED COMPONENTS uc)
 find_package(nlohmann_json 3.11 REQUIRED)

@@ -323,10 +323,11 @@ asio::awaitable<void> HTTPServer::Implementation::serve(tcp::socket socket) {
   socket.set_option(tcp::no_delay(true), ignored);
   socket.set_option(asio::socket_base::keep_alive(true), ignored);
   if (!tls_) {
-    co_await serveRequests(std::make_shared<PlainStream>(std::move(socket)));
+    const auto stream = std::make_shared<PlainStream>(std::move(socket));
+    co_await serveRequests(stream);
     co_return;
   }
-  auto stream = std::make_shared<SecureStream>(std::move(socket), *tls_);
+  const auto stream = std::make_shared<SecureStream>(std::move(socket), *tls_);
   beast::get_lowest_layer(*stream).expires_after(handshakeTime);
   const auto [error] = co_await stream->async_handshake(asio::ssl::stream_base::server, asTuple);
   if (error) co_return;

@@ -62,18 +62,6 @@ json textOrNull(const Statement& statement, int column) {
   return statement.isNull(column) ? json(nullptr) : json(statement.text(column));
 }
 
-json linkRows(Database& database, std::int64_t limit) {
-  json rows = json::array();
-  Statement links = database.query(
-      "SELECT document, created FROM (SELECT * FROM links ORDER BY created DESC LIMIT ?) ORDER BY created",
-      limit);
-  while (links.step()) {
-    rows.push_back(json::parse(links.text(0)));
-    rows.back()["at"] = links.real(1);
-  }
-  return rows;
-}
-
 json clickRows(Database& database, std::int64_t limit) {
   json rows = json::array();
   Statement clicks = database.query(
@@ -158,6 +146,18 @@ std::optional<json> Store::link(const std::string& slug) {
   Statement statement = database_.query("SELECT document FROM links WHERE slug = ?", slug);
   if (!statement.step()) return std::nullopt;
   return json::parse(statement.text(0));
+}
+
+json Store::links(std::int64_t limit) {
+  json rows = json::array();
+  Statement statement = database_.query(
+      "SELECT document, created FROM (SELECT * FROM links ORDER BY created DESC LIMIT ?) ORDER BY created",
+      limit);
+  while (statement.step()) {
+    rows.push_back(json::parse(statement.text(0)));
+    rows.back()["at"] = statement.real(1);
+  }
+  return rows;
 }
 
 Click Store::addClick(const std::string& slug, const std::string& token, double at) {
@@ -255,7 +255,7 @@ json Store::counts() {
 }
 
 json Store::records(std::int64_t limit) {
-  json all = {{"links", linkRows(database_, limit)},
+  json all = {{"links", links(limit)},
               {"clicks", clickRows(database_, limit)},
               {"keys", keyRows(database_, limit)},
               {"arrivals", arrivalRows(database_, limit)}};

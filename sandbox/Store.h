@@ -44,6 +44,8 @@ class Store {
   /// False when the list of links is full.
   bool putLink(const std::string& slug, const nlohmann::json& link, double now);
   std::optional<nlohmann::json> link(const std::string& slug);
+  /// The newest `limit` links, oldest first.
+  nlohmann::json links(std::int64_t limit);
 
   Click addClick(const std::string& slug, const std::string& token, double at);
   /// The click of that token, unless another owner has it.

@@ -7,7 +7,6 @@
 #include "api/Backoff.h"
 #include "corvane/CorvaneCancellationError.h"
 #include "corvane/CorvaneError.h"
-#include "foundation/Suspend.h"
 #include "foundation/URL.h"
 
 namespace corvane {
@@ -70,12 +69,9 @@ void RetryLoop::logRetry(const Attempt& tried, const URLRequest& request, std::i
 
 /// Waits, and tells whether there is to be another try: not when the process exits.
 asio::awaitable<bool> RetryLoop::mayGoOnAfter(double delay) const {
-  const auto duration = waitDuration(delay);
-  WaitEnd end = WaitEnd::elapsed;
-  if (duration > duration.zero()) end = co_await background.wait(duration);
-  const bool cancelled = co_await isCancelled();
-  if (cancelled) throw CorvaneCancellationError();
-  co_return end != WaitEnd::exiting;
+  const WaitEnd end = co_await background.wait(waitDuration(delay));
+  if (end == WaitEnd::cancelled) throw CorvaneCancellationError();
+  co_return end == WaitEnd::elapsed;
 }
 
 }  // namespace corvane

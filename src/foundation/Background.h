@@ -22,8 +22,8 @@ class Background {
   /// the end of the process the function may be destroyed without having run.
   virtual void post(std::function<void()> function) = 0;
 
-  /// Suspends the calling task for `duration`. Ends early when the task is cancelled, also when it already was,
-  /// and when the process exits.
+  /// Suspends the calling task for `duration`; not at all when that is zero. Ends early when the task is
+  /// cancelled, also when it already was, and when the process exits.
   virtual boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) = 0;
 };
 

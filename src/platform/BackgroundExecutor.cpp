@@ -34,6 +34,7 @@ asio::awaitable<WaitEnd> BackgroundExecutor::wait(std::chrono::nanoseconds durat
   const bool alreadyCancelled = co_await isCancelled();
   if (alreadyCancelled) co_return WaitEnd::cancelled;
   if (exiting_) co_return WaitEnd::exiting;
+  if (duration <= duration.zero()) co_return WaitEnd::elapsed;
   asio::steady_timer timer(context_, duration);
   waits_.insert(&timer);
   co_await timer.async_wait(asio::as_tuple(asio::use_awaitable));

@@ -4,7 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -114,7 +114,7 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     if (output == Output::brokenPipe) closeAndForget(output_);
   }
   process_ = spawn(program, arguments, input.reading, childOutput, errors.writing);
-  processDescriptor_ = ::pidfd_open(process_, 0);
+  processDescriptor_ = static_cast<int>(::syscall(SYS_pidfd_open, process_, 0));
   require(processDescriptor_ >= 0, "pidfd");
   input_ = input.writing;
   errors_ = errors.reading;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <corvane/Corvane.h>
+#include <corvane/CorvaneCancellationError.h>
 #include <corvane/CorvaneMainQueue.h>
 #include <gtest/gtest.h>
 

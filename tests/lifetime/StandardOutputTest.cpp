@@ -18,7 +18,7 @@ using Output = ChildProcess::Output;
 class StandardOutputTo : public testing::TestWithParam<Output> {};
 
 INSTANTIATE_TEST_SUITE_P(Places, StandardOutputTo, testing::Values(Output::pipe, Output::file),
-                         [](const auto& info) { return info.param == Output::pipe ? "APipe" : "AFile"; });
+                         [](const auto& place) { return place.param == Output::pipe ? "APipe" : "AFile"; });
 
 TEST_P(StandardOutputTo, NeverMixesTheLinesOfSeveralThreads) {
   constexpr int threads = 3, count = 400;
@@ -56,8 +56,8 @@ TEST_P(StandardOutputTo, KeepsTheOrderWithWhatTheHostPrints) {
 class StandardOutputThatIs : public testing::TestWithParam<Output> {};
 
 INSTANTIATE_TEST_SUITE_P(Ways, StandardOutputThatIs, testing::Values(Output::brokenPipe, Output::closed),
-                         [](const auto& info) {
-                           return info.param == Output::brokenPipe ? "APipeWithoutReader" : "Closed";
+                         [](const auto& place) {
+                           return place.param == Output::brokenPipe ? "APipeWithoutReader" : "Closed";
                          });
 
 TEST_P(StandardOutputThatIs, NeitherEndsTheHostNorHindersAnInstall) {
@@ -83,12 +83,11 @@ TEST(StandardOutput, ShowsWhatAServerSaidOnOneLine) {
   const TemporaryFolder folder;
   ChildProcess host(LIFETIME_HOST, {"failAnInstall", server.url(""), folder.path()});
   const auto lines = host.wait().lines();
-  const std::vector<std::string> expected{
-      "[Corvane] [INFO] Configured — base URL: " + server.url(""),
-      "[Corvane] [INFO] Sending install event… (consent: true)",
-      "[Corvane] [ERROR] Install tracking failed: Server returned status 400: "
-      R"(no\n[Corvane] [INFO] Install attributed\r\x1B[2K\x7F)"};
-  EXPECT_EQ(lines, expected);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back(),
+            "[Corvane] [ERROR] Install tracking failed: Server returned status 400: "
+            R"(no\n[Corvane] [INFO] Install attributed\r\x1B[2K\x7F)");
+  EXPECT_EQ(std::ranges::count(lines, "[Corvane] [INFO] Install attributed"), 0);
 }
 
 }  // namespace

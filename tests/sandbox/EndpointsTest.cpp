@@ -22,7 +22,7 @@ json event(const std::string& device) {
   return {{"identifier", "com.example.app"}, {"name", "purchase"}, {"value", 9.99}, {"deviceId", device}};
 }
 
-class Endpoints : public testing::Test {
+class SandboxEndpoints : public testing::Test {
  protected:
   SandboxAnswer post(const std::string& path, const json& body, const std::string& idempotencyKey = "") {
     std::vector<std::string> headers = {key};
@@ -39,7 +39,7 @@ class Endpoints : public testing::Test {
   SandboxProcess sandbox;
 };
 
-TEST_F(Endpoints, AnInstallWithATokenIsTheClickOfThatTokenAlsoWhenItIsOldAndOthersAreNewer) {
+TEST_F(SandboxEndpoints, AnInstallWithATokenIsTheClickOfThatTokenAlsoWhenItIsOldAndOthersAreNewer) {
   sandbox.link({{"slug", "old"}, {"deepLinkPath", "/old"}});
   sandbox.link({{"slug", "new"}, {"deepLinkPath", "/new"}});
   const std::string token = sandbox.click("old", 100'000).token;
@@ -50,7 +50,7 @@ TEST_F(Endpoints, AnInstallWithATokenIsTheClickOfThatTokenAlsoWhenItIsOldAndOthe
   EXPECT_EQ(sandbox.records()["installs"][0]["match"], "deterministic");
 }
 
-TEST_F(Endpoints, AnInstallWithoutATokenIsTheMostRecentFreeClickOfTheLastHourAndElseOrganic) {
+TEST_F(SandboxEndpoints, AnInstallWithoutATokenIsTheMostRecentFreeClickOfTheLastHourAndElseOrganic) {
   sandbox.link({{"slug", "one"}});
   sandbox.link({{"slug", "two"}});
   sandbox.click("two", 600);
@@ -63,7 +63,7 @@ TEST_F(Endpoints, AnInstallWithoutATokenIsTheMostRecentFreeClickOfTheLastHourAnd
   EXPECT_FALSE(organic.contains("deepLink"));
 }
 
-TEST_F(Endpoints, AClickIsMatchedOnceAndATokenOfAnotherDeviceCountsForNothing) {
+TEST_F(SandboxEndpoints, AClickIsMatchedOnceAndATokenOfAnotherDeviceCountsForNothing) {
   sandbox.link({{"slug", "summer"}});
   const std::string token = sandbox.click("summer").token;
   EXPECT_EQ(installed("A", true, token)["attributed"], true);
@@ -71,7 +71,7 @@ TEST_F(Endpoints, AClickIsMatchedOnceAndATokenOfAnotherDeviceCountsForNothing) {
   EXPECT_EQ(installed("C", true, std::string(32, 'f'))["attributed"], false);
 }
 
-TEST_F(Endpoints, TheSameKeyGetsTheSameAnswerAndIsRecordedOnceWhileEachArrivalIsCounted) {
+TEST_F(SandboxEndpoints, TheSameKeyGetsTheSameAnswerAndIsRecordedOnceWhileEachArrivalIsCounted) {
   sandbox.link({{"slug", "summer"}, {"campaign", "Before"}});
   sandbox.click("summer");
   const json first = installed("A");
@@ -87,14 +87,14 @@ TEST_F(Endpoints, TheSameKeyGetsTheSameAnswerAndIsRecordedOnceWhileEachArrivalIs
   EXPECT_EQ(records["keys"][0]["arrivals"], 2);
 }
 
-TEST_F(Endpoints, AKeyBelongsToItsPath) {
+TEST_F(SandboxEndpoints, AKeyBelongsToItsPath) {
   sandbox.link({{"slug", "summer"}});
   EXPECT_TRUE(installed("A").contains("id"));
   const json open = post("/v1/events/open", {{"identifier", "app"}, {"slug", "summer"}}, "install:A").json();
   EXPECT_EQ(open["deepLink"]["slug"], "summer");
 }
 
-TEST_F(Endpoints, AnInstallWithoutConsentIsAnsweredButNotCountedUntilTheFirstWithConsent) {
+TEST_F(SandboxEndpoints, AnInstallWithoutConsentIsAnsweredButNotCountedUntilTheFirstWithConsent) {
   sandbox.link({{"slug", "summer"}, {"deepLinkPath", "/offers/7"}});
   sandbox.click("summer");
   const json asked = installed("A", false);
@@ -111,7 +111,7 @@ TEST_F(Endpoints, AnInstallWithoutConsentIsAnsweredButNotCountedUntilTheFirstWit
   EXPECT_EQ(sandbox.records()["installs"].size(), 2u);
 }
 
-TEST_F(Endpoints, AnOpenIsAttributedWhenItsSlugIsKnownAndAnswersTheWholeLink) {
+TEST_F(SandboxEndpoints, AnOpenIsAttributedWhenItsSlugIsKnownAndAnswersTheWholeLink) {
   const json link = {
       {"slug", "summer"},
       {"deepLinkPath", "/offers/7"},
@@ -134,7 +134,7 @@ TEST_F(Endpoints, AnOpenIsAttributedWhenItsSlugIsKnownAndAnswersTheWholeLink) {
   EXPECT_EQ(sandbox.records()["opens"].size(), 2u);
 }
 
-TEST_F(Endpoints, AnEventIsAttributedWhenItsDevicesCountedInstallWas) {
+TEST_F(SandboxEndpoints, AnEventIsAttributedWhenItsDevicesCountedInstallWas) {
   sandbox.link({{"slug", "summer"}});
   sandbox.click("summer");
   installed("A", false);
@@ -144,7 +144,7 @@ TEST_F(Endpoints, AnEventIsAttributedWhenItsDevicesCountedInstallWas) {
   EXPECT_EQ(post("/v1/events", event("B")).json()["attributed"], false);
 }
 
-TEST_F(Endpoints, ALookUpTakesNoKeyAndCountsNothing) {
+TEST_F(SandboxEndpoints, ALookUpTakesNoKeyAndCountsNothing) {
   const json link = sandbox.link({{"slug", "summer"}});
   EXPECT_EQ(sandbox.request("GET", "/v1/links/resolve?host=go.example&slug=summer").json(), link);
   EXPECT_EQ(sandbox.request("GET", "/v1/links/resolve?url=https%3A%2F%2Fgo.example%2Fsummer%2Fx").json(),
@@ -158,7 +158,7 @@ TEST_F(Endpoints, ALookUpTakesNoKeyAndCountsNothing) {
   EXPECT_EQ(sandbox.records()["opens"].size(), 0u);
 }
 
-TEST_F(Endpoints, AMissingOrForeignAPIKeyIsRefusedOnThePosts) {
+TEST_F(SandboxEndpoints, AMissingOrForeignAPIKeyIsRefusedOnThePosts) {
   for (const char* path : {"/v1/events/install", "/v1/events/open", "/v1/events"}) {
     EXPECT_EQ(sandbox.post(path, event("A")).status, 401) << path;
     EXPECT_EQ(sandbox.post(path, event("A"), {"X-Api-Key: sk_live"}).status, 401) << path;
@@ -169,7 +169,7 @@ TEST_F(Endpoints, AMissingOrForeignAPIKeyIsRefusedOnThePosts) {
   EXPECT_EQ(strict.post("/v1/events", event("A"), {"X-Api-Key: cv_three"}).status, 401);
 }
 
-TEST_F(Endpoints, WhatIsMissingOrOfAnotherTypeIsRefusedWithItsName) {
+TEST_F(SandboxEndpoints, WhatIsMissingOrOfAnotherTypeIsRefusedWithItsName) {
   const auto refused = [this](const std::string& path, json body, const char* member, json value) {
     if (value.is_discarded()) {
       body.erase(member);
@@ -195,7 +195,7 @@ TEST_F(Endpoints, WhatIsMissingOrOfAnotherTypeIsRefusedWithItsName) {
   EXPECT_EQ(post("/v1/events", event("A"), "K").status, 200) << "a refusal is not kept under its key";
 }
 
-TEST_F(Endpoints, ABodyThatIsNotJSONIsRefused) {
+TEST_F(SandboxEndpoints, ABodyThatIsNotJSONIsRefused) {
   const auto status = [this](const std::string& body, const std::string& type) {
     return sandbox.request("POST", "/v1/events", body, {key, type}).status;
   };
@@ -210,7 +210,7 @@ TEST_F(Endpoints, ABodyThatIsNotJSONIsRefused) {
   EXPECT_EQ(status(std::string(100'000, ' '), type), 413);
 }
 
-TEST_F(Endpoints, AWrongMethodIsToldTheRightOneAndAWrongPathThatItIsNone) {
+TEST_F(SandboxEndpoints, AWrongMethodIsToldTheRightOneAndAWrongPathThatItIsNone) {
   const SandboxAnswer answer = sandbox.request("PUT", "/v1/events");
   EXPECT_EQ(answer.status, 405);
   EXPECT_EQ(answer.headers.at("allow"), "POST");

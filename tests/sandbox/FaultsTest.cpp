@@ -11,7 +11,7 @@ namespace {
 
 using nlohmann::json;
 
-class Faults : public testing::Test {
+class SandboxFaults : public testing::Test {
  protected:
   SandboxAnswer send(const std::string& idempotencyKey = "E1") {
     return sandbox.post("/v1/events", {{"identifier", "app"}, {"name", "purchase"}},
@@ -21,7 +21,7 @@ class Faults : public testing::Test {
   SandboxProcess sandbox;
 };
 
-TEST_F(Faults, ScriptedAnswersComeInOrderAndThenTheRealOne) {
+TEST_F(SandboxFaults, ScriptedAnswersComeInOrderAndThenTheRealOne) {
   sandbox.faults(
       {{{"path", "/v1/events"}, {"status", 503}, {"headers", {{"Retry-After", "2"}}}, {"times", 2}},
        {{"path", "/v1/events"}, {"body", "<html>"}},
@@ -43,7 +43,7 @@ TEST_F(Faults, ScriptedAnswersComeInOrderAndThenTheRealOne) {
   EXPECT_EQ(records["arrivals"][0]["status"], 503);
 }
 
-TEST_F(Faults, AResetBeforeLosesTheRequestAndOneAfterLosesOnlyItsAnswer) {
+TEST_F(SandboxFaults, AResetBeforeLosesTheRequestAndOneAfterLosesOnlyItsAnswer) {
   sandbox.faults(
       {{{"path", "/v1/events"}, {"reset", "before"}}, {{"path", "/v1/events"}, {"reset", "after"}}});
   EXPECT_EQ(send().status, 0);
@@ -54,7 +54,7 @@ TEST_F(Faults, AResetBeforeLosesTheRequestAndOneAfterLosesOnlyItsAnswer) {
   EXPECT_EQ(sandbox.records()["events"].size(), 1u);
 }
 
-TEST_F(Faults, ASilentAnswerNeverComesAndHoldsUpNobodyElse) {
+TEST_F(SandboxFaults, ASilentAnswerNeverComesAndHoldsUpNobodyElse) {
   sandbox.faults({{"path", "/v1/events"}, {"silence", true}});
   auto silent = std::async(std::launch::async, [this] { return send("silent"); });
   sandbox.awaitRecords([](const json& records) { return records["arrivals"].size() == 1; });
@@ -64,7 +64,7 @@ TEST_F(Faults, ASilentAnswerNeverComesAndHoldsUpNobodyElse) {
   EXPECT_EQ(silent.get().status, 0);
 }
 
-TEST_F(Faults, ALateAndSlowAnswerIsWholeInTheEnd) {
+TEST_F(SandboxFaults, ALateAndSlowAnswerIsWholeInTheEnd) {
   sandbox.faults({{"path", "/v1/events"}, {"delayMs", 50}, {"byteDelayMs", 1}});
   const auto start = std::chrono::steady_clock::now();
   const SandboxAnswer answer = send();
@@ -72,21 +72,27 @@ TEST_F(Faults, ALateAndSlowAnswerIsWholeInTheEnd) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
 }
 
-TEST_F(Faults, HeadersAloneAreAddedToTheRealAnswerAndAStarMeetsEveryEndpoint) {
+TEST_F(SandboxFaults, HeadersAloneAreAddedToTheRealAnswerAndAStarMeetsEveryEndpoint) {
   sandbox.faults({{"path", "*"}, {"headers", {{"X-Extra", "1"}}}});
   const SandboxAnswer answer = send();
   EXPECT_EQ(answer.status, 200);
   EXPECT_EQ(answer.headers.at("x-extra"), "1");
 }
 
-TEST_F(Faults, AnyPathCanBeScriptedButTheSandboxsOwn) {
+TEST_F(SandboxFaults, AnAnswerCanBreakOffInItsMiddle) {
+  sandbox.faults({{"path", "/v1/events"}, {"body", "{}"}, {"headers", {{"Content-Length", "100"}}}});
+  EXPECT_EQ(send().status, 0);
+  EXPECT_EQ(send().status, 200);
+}
+
+TEST_F(SandboxFaults, AnyPathCanBeScriptedButTheSandboxsOwn) {
   sandbox.faults({{"path", "/elsewhere"}, {"status", 302}, {"headers", {{"Location", "/v1/events"}}}});
   EXPECT_EQ(sandbox.request("GET", "/elsewhere?a=b").status, 302);
   EXPECT_EQ(sandbox.request("GET", "/elsewhere").status, 404);
   EXPECT_EQ(sandbox.post("/sandbox/faults", {{"path", "/sandbox/faults"}, {"status", 500}}).status, 400);
 }
 
-TEST_F(Faults, AWrongFaultIsRefusedWithItsReasonAndNoneOfItsArrayIsKept) {
+TEST_F(SandboxFaults, AWrongFaultIsRefusedWithItsReasonAndNoneOfItsArrayIsKept) {
   const json good = {{"path", "/v1/events"}, {"status", 503}};
   for (const json& bad : std::vector<json>{{{"path", "/v1/events"}, {"time", 3}},
                                            {{"status", 503}},
@@ -101,7 +107,7 @@ TEST_F(Faults, AWrongFaultIsRefusedWithItsReasonAndNoneOfItsArrayIsKept) {
   EXPECT_EQ(sandbox.request("GET", "/sandbox/faults").json(), json::array());
 }
 
-TEST_F(Faults, ClearedFaultsAreGone) {
+TEST_F(SandboxFaults, ClearedFaultsAreGone) {
   sandbox.faults({{"path", "/v1/events"}, {"status", 503}, {"times", 1000}});
   sandbox.clearFaults();
   EXPECT_EQ(send().status, 200);

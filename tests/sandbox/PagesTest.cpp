@@ -10,7 +10,7 @@ namespace {
 
 using nlohmann::json;
 
-class Pages : public testing::Test {
+class SandboxPages : public testing::Test {
  protected:
   void SetUp() override {
     if (Browser::executable().empty())
@@ -24,7 +24,7 @@ std::string countOf(const std::string& name) {
   return "document.querySelector('[data-count=" + name + "] strong')?.textContent";
 }
 
-TEST_F(Pages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLivePage) {
+TEST_F(SandboxPages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLivePage) {
   Browser browser;
   browser.allowClipboard(sandbox.baseURL());
   browser.open(sandbox.baseURL() + "/");
@@ -73,7 +73,7 @@ TEST_F(Pages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLivePage)
   EXPECT_EQ(sandbox.records()["installs"].size(), 0u);
 }
 
-TEST_F(Pages, WithoutASecureContextTheButtonCopiesAllTheSame) {
+TEST_F(SandboxPages, WithoutASecureContextTheButtonCopiesAllTheSame) {
   sandbox.link({{"slug", "summer"}});
   std::string origin = sandbox.baseURL();
   origin.replace(origin.find("127.0.0.1"), 9, "phone.local");
@@ -90,7 +90,7 @@ TEST_F(Pages, WithoutASecureContextTheButtonCopiesAllTheSame) {
   EXPECT_EQ(visitor.evaluate("navigator.clipboard.readText()"), origin + "/summer?cv_click=" + token);
 }
 
-TEST_F(Pages, TheLivePageShowsWhatHappenedBeforeItWasOpenedAndFitsAPhone) {
+TEST_F(SandboxPages, TheLivePageShowsWhatHappenedBeforeItWasOpenedAndFitsAPhone) {
   sandbox.link({{"slug", "summer"}});
   sandbox.click("summer");
   Browser browser;

@@ -59,7 +59,7 @@ class RawConnection {
   int descriptor_;
 };
 
-TEST(Server, ItEndsCleanlyByASignalAlsoWithConnectionsOpen) {
+TEST(SandboxServer, ItEndsCleanlyByASignalAlsoWithConnectionsOpen) {
   for (const int signal : {SIGINT, SIGTERM}) {
     SandboxProcess sandbox;
     RawConnection idle(sandbox);
@@ -68,12 +68,12 @@ TEST(Server, ItEndsCleanlyByASignalAlsoWithConnectionsOpen) {
   }
 }
 
-TEST(Server, ItEndsCleanlyWhenItsStandardInputDoes) {
+TEST(SandboxServer, ItEndsCleanlyWhenItsStandardInputDoes) {
   SandboxProcess sandbox;
   EXPECT_EQ(sandbox.closeInput(), 0);
 }
 
-TEST(Server, ItsRecordsOutliveItInADataFile) {
+TEST(SandboxServer, ItsRecordsOutliveItInADataFile) {
   const TemporaryFolder folder;
   const std::vector<std::string> options = {"--data", folder.file("sandbox.sqlite")};
   const json event = {{"identifier", "app"}, {"name", "purchase"}};
@@ -93,7 +93,7 @@ TEST(Server, ItsRecordsOutliveItInADataFile) {
   EXPECT_EQ(sandbox.records()["links"].size(), 1u) << "a reset forgets what happened, not the campaign links";
 }
 
-TEST(Server, AFileThatIsNotItsOwnIsLeftAlone) {
+TEST(SandboxServer, AFileThatIsNotItsOwnIsLeftAlone) {
   const TemporaryFolder folder;
   const std::string path = folder.file("notes.txt");
   const std::string content(5000, 'x');
@@ -103,7 +103,7 @@ TEST(Server, AFileThatIsNotItsOwnIsLeftAlone) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
 }
 
-TEST(Server, WrongOptionsAreRefused) {
+TEST(SandboxServer, WrongOptionsAreRefused) {
   for (const std::vector<std::string>& options :
        std::vector<std::vector<std::string>>{{"--key", "sk_1"},
                                              {"--port", "70000"},
@@ -115,7 +115,7 @@ TEST(Server, WrongOptionsAreRefused) {
   }
 }
 
-TEST(Server, WithTLSItsOwnCertificateIsEnoughToTrustIt) {
+TEST(SandboxServer, WithTLSItsOwnCertificateIsEnoughToTrustIt) {
   SandboxProcess sandbox({"--tls"});
   EXPECT_TRUE(sandbox.baseURL().starts_with("https://127.0.0.1:"));
   sandbox.link({{"slug", "summer"}});
@@ -127,7 +127,7 @@ TEST(Server, WithTLSItsOwnCertificateIsEnoughToTrustIt) {
   EXPECT_NE(sandbox.remainingOutput().find(sandbox.certificateFile()), std::string::npos);
 }
 
-TEST(Server, AHostNameThatAStrangersPageCouldUseIsRefused) {
+TEST(SandboxServer, AHostNameThatAStrangersPageCouldUseIsRefused) {
   SandboxProcess sandbox({"--allow-host", "sandbox.example.com"});
   const auto status = [&sandbox](const std::string& host) {
     return sandbox.request("GET", "/sandbox/records", "", {"Host: " + host}).status;
@@ -140,7 +140,7 @@ TEST(Server, AHostNameThatAStrangersPageCouldUseIsRefused) {
   }
 }
 
-TEST(Server, WhatIsNotHTTPOrTooLargeIsRefusedAndTheNextRequestServed) {
+TEST(SandboxServer, WhatIsNotHTTPOrTooLargeIsRefusedAndTheNextRequestServed) {
   SandboxProcess sandbox;
   RawConnection nonsense(sandbox);
   nonsense.send("\x16\x03\x01 what?\r\n\r\n");
@@ -155,7 +155,7 @@ TEST(Server, WhatIsNotHTTPOrTooLargeIsRefusedAndTheNextRequestServed) {
   EXPECT_NE(both.find("at /b"), std::string::npos) << both;
 }
 
-TEST(Server, ConnectionsBeyondTheBoundWaitUntilOthersEnd) {
+TEST(SandboxServer, ConnectionsBeyondTheBoundWaitUntilOthersEnd) {
   SandboxProcess sandbox;
   std::vector<std::unique_ptr<RawConnection>> idle;
   for (int count = 0; count < 300; ++count) idle.push_back(std::make_unique<RawConnection>(sandbox));
@@ -165,7 +165,7 @@ TEST(Server, ConnectionsBeyondTheBoundWaitUntilOthersEnd) {
   EXPECT_NE(late.everything().find("404"), std::string::npos);
 }
 
-TEST(Server, ALinkThatNoLinkCanBeIsRefused) {
+TEST(SandboxServer, ALinkThatNoLinkCanBeIsRefused) {
   SandboxProcess sandbox;
   for (const json& bad : std::vector<json>{{{"slug", ""}},
                                            {{"slug", "a/b"}},
@@ -180,7 +180,7 @@ TEST(Server, ALinkThatNoLinkCanBeIsRefused) {
   EXPECT_EQ(sandbox.post("/sandbox/clicks", {{"slug", "a"}}).status, 404);
 }
 
-TEST(Server, TheListsAreBoundedAndTheOldestGo) {
+TEST(SandboxServer, TheListsAreBoundedAndTheOldestGo) {
   SandboxProcess sandbox;
   for (int number = 0; number < 1005; ++number)
     sandbox.request("GET", "/v1/links/resolve?slug=" + std::to_string(number));

@@ -67,7 +67,8 @@ class DamagedFile : public ::testing::Test {
 };
 
 TEST_F(DamagedFile, OfGarbageIsSetAside) {
-  for (const std::string& garbage : {std::string("garbage"), std::string(50, '\0'), std::string(10'000, 'g')}) {
+  for (const std::string& garbage :
+       {std::string("garbage"), std::string(50, '\0'), std::string(10'000, 'g')}) {
     for (const std::string& name : setAside()) std::filesystem::remove(folder_.path() / name);
     problems_.clear();
     std::filesystem::remove(file_);

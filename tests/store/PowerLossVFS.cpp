@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include "store/StoreSupport.h"
 
@@ -30,6 +31,7 @@ sqlite3_vfs* real = nullptr;
 /// The real file stands behind this one in the same block of memory.
 struct File {
   sqlite3_file base;
+  bool folderNeedsSync;
   char path[PATH_MAX];
   sqlite3_file* below() { return reinterpret_cast<sqlite3_file*>(this + 1); }
 };
@@ -88,7 +90,12 @@ int syncFile(sqlite3_file* file, int) {
   if (const int code = nextOperation(); code != SQLITE_OK) return code;
   // The real sync is left out: no test pulls the real plug.
   const std::lock_guard lock(mutex);
-  disk[fileOf(file)->path] = contentThrough(fileOf(file)->below());
+  File* self = fileOf(file);
+  disk[self->path] = contentThrough(self->below());
+  // As SQLite's own layer for this system does it: the first sync of a log or journal syncs the folder too.
+  if (std::exchange(self->folderNeedsSync, false)) {
+    std::erase_if(disk, [](const auto& entry) { return !std::filesystem::exists(entry.first); });
+  }
   return SQLITE_OK;
 }
 
@@ -164,6 +171,7 @@ int openFile(sqlite3_vfs*, const char* path, sqlite3_file* file, int flags, int*
   if (code != SQLITE_OK) return code;
   self->base.pMethods = &methods;
   self->path[0] = '\0';
+  self->folderNeedsSync = tracked && !existed;
   if (!tracked) return SQLITE_OK;
   std::copy_n(path, std::min<std::size_t>(std::string_view(path).size() + 1, PATH_MAX), self->path);
   const std::lock_guard lock(mutex);

@@ -25,9 +25,11 @@ class FakeBackground : public Background {
   }
 
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override {
-    waits.push_back(duration);
     const bool before = co_await isCancelled();
     if (before) co_return WaitEnd::cancelled;
+    if (exiting) co_return WaitEnd::exiting;
+    if (duration <= duration.zero()) co_return WaitEnd::elapsed;
+    waits.push_back(duration);
     // A timer that never runs out on its own; cancelling it is how it ends.
     boost::asio::steady_timer timer(context_, boost::asio::steady_timer::time_point::max());
     const auto place = pending_.insert(pending_.end(), {now_ + duration, &timer});

@@ -14,7 +14,7 @@ namespace {
 class RealClient {
  public:
   explicit RealClient(boost::asio::io_context& background)
-      : client_(std::make_shared<platform::URLSession>(within(60)), background.get_executor()) {}
+      : client_(std::make_shared<platform::URLSession>(within(60), transport_), background.get_executor()) {}
 
   HTTPClient& client() { return client_; }
   URLRequest request() { return {.url = server_.url()}; }
@@ -30,6 +30,7 @@ class RealClient {
  private:
   LoopbackAnswer next_;  // set before anything is sent
   LoopbackServer server_{[this](const LoopbackRequest&) { return next_; }};
+  platform::Transport transport_;  // ends here, as the executor that it posts to ends with the test
   platform::URLSessionHTTPClient client_;
 };
 

@@ -86,9 +86,9 @@ HostProcess::~HostProcess() {
 }
 
 void HostProcess::waitFor(std::string_view text) {
+  const std::string awaited = "to print \"" + std::string(text) + "\"";
   while (count(text) == 0) {
-    if (!readMore())
-      throw std::runtime_error("the application ended before it printed \"" + std::string(text) + "\"");
+    if (!readMore(awaited)) throw std::runtime_error("the application ended, and was " + awaited);
   }
 }
 
@@ -100,7 +100,7 @@ void HostProcess::type(const std::string& line) {
 
 void HostProcess::close() {
   closeOnce(input_);
-  while (readMore()) {
+  while (readMore("to end")) {
   }
   const int status = waitForEnd(std::exchange(pid_, -1));
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
@@ -113,13 +113,13 @@ long HostProcess::count(std::string_view text) const {
 }
 
 /// Waits for output and takes it; false at its end.
-bool HostProcess::readMore() {
+bool HostProcess::readMore(const std::string& awaited) {
   pollfd watched[] = {{interrupt_.descriptor(), POLLIN, 0}, {output_, POLLIN, 0}};
   int ready = 0;
   while ((ready = poll(watched, 2, silenceBound)) < 0 && errno == EINTR) {
   }
   if (watched[0].revents != 0) throw Interrupted();
-  if (ready <= 0) throw std::runtime_error("the application has been silent for too long");
+  if (ready <= 0) throw std::runtime_error("the application was " + awaited + ", and has been silent since");
   char buffer[4096];
   const ssize_t size = read(output_, buffer, sizeof buffer);
   if (size <= 0) return false;

@@ -39,7 +39,7 @@ class HostProcess {
   long count(std::string_view text) const;
 
  private:
-  bool readMore();
+  bool readMore(const std::string& awaited);
   void takeLines();
 
   const Interrupt& interrupt_;

@@ -30,28 +30,30 @@ Narrator::Narrator() : colours_(wantsColours()) {}
 
 void Narrator::title(const std::string& text) {
   scene_ = text;
-  print(bold, "\n" + text);
+  print(Block::title, bold, "\n" + text);
 }
 
 void Narrator::say(const std::string& text) {
-  print(plain, "  " + text);
+  print(Block::narration, plain, "  " + text);
 }
 
 void Narrator::applicationLine(const std::string& line) {
-  print(line.starts_with("host: ") ? blue : dim, "    " + line);
+  print(Block::lines, line.starts_with("host: ") ? blue : dim, "    " + line);
 }
 
 void Narrator::backendLine(const std::string& text) {
-  print(magenta, "    backend: " + text);
+  print(Block::lines, magenta, "    backend: " + text);
 }
 
 void Narrator::check(const std::string& expectation, bool holds) {
   ++checks_;
   if (!holds) failures_.push_back(scene_ + ": " + expectation);
-  print(holds ? green : red, (holds ? "  ok      " : "  FAILED  ") + expectation);
+  print(Block::checks, holds ? green : red, (holds ? "  ok      " : "  FAILED  ") + expectation);
 }
 
-void Narrator::print(const char* colour, const std::string& text) const {
+void Narrator::print(Block block, const char* colour, const std::string& text) {
+  if (block != last_ && last_ != Block::title && block != Block::title) std::putchar('\n');
+  last_ = block;
   if (colours_ && *colour != '\0') {
     std::printf("%s%s\033[0m\n", colour, text.c_str());
   } else {

@@ -23,9 +23,13 @@ class Narrator {
   const std::vector<std::string>& failures() const { return failures_; }
 
  private:
-  void print(const char* colour, const std::string& text) const;
+  enum class Block { title, narration, lines, checks };
 
-  bool colours_;
+  /// Blocks of different kinds have an empty line between them.
+  void print(Block block, const char* colour, const std::string& text);
+
+  const bool colours_;
+  Block last_ = Block::title;
   std::string scene_;
   long checks_ = 0;
   std::vector<std::string> failures_;

@@ -180,11 +180,13 @@ void backendDown(Stage& stage) {
 
   narrator.say("The backend is back. Nothing was counted, so the next launch reports the install.");
   stage.startBackend();
+  const Recorded before = stage.newRecords();
   const auto second = stage.launch(device);
   second->waitFor("host: onAttribution");
   second->close();
 
   const Recorded recorded = stage.newRecords();
+  narrator.check("nothing had come while the backend was down", before.arrivals.empty());
   narrator.check("one request was sent, and one install counted",
                  recorded.arrivals.size() == 1 && isOne(recorded.installs, "organic"));
 }

@@ -71,7 +71,10 @@ class RunFolder {
 int tellVerdict(const Narrator& narrator, RunFolder& folder, Clock::duration elapsed) {
   const double seconds = std::chrono::duration<double>(elapsed).count();
   if (narrator.failures().empty()) {
-    std::printf("\nAll %ld checks hold (%.1f s). Nothing is left running.\n", narrator.checks(), seconds);
+    std::printf(
+        "\nAll %ld checks hold (%.1f s). Nothing is left running.\n"
+        "The application is examples/demo/host/main.cpp; the scenes are examples/demo/director/Scenes.cpp.\n",
+        narrator.checks(), seconds);
     return EXIT_SUCCESS;
   }
   folder.keep();

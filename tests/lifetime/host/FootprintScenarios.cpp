@@ -3,10 +3,8 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <set>
@@ -141,9 +139,12 @@ int idle(const Host& host) {
 /// The host's mask and handlers stay, and the library's threads block all signals.
 int leaveSignalsAlone(const Host& host) {
   const auto handlers = [] {
-    std::array<struct sigaction, 65> found{};
-    for (int signal = 1; signal <= 64; ++signal)
-      sigaction(signal, nullptr, &found[static_cast<std::size_t>(signal)]);
+    std::map<int, sighandler_t> found;
+    for (int signal = 1; signal <= 64; ++signal) {
+      struct sigaction action{};
+      sigaction(signal, nullptr, &action);
+      found[signal] = action.sa_handler;
+    }
     return found;
   };
   const auto mask = [] { return fieldOf("/proc/thread-self/status", "SigBlk:"); };
@@ -164,9 +165,10 @@ int leaveSignalsAlone(const Host& host) {
     std::fprintf(stderr, "%s\n", what.c_str());
     status = 1;
   };
-  const auto handlersAfter = handlers();
-  if (std::memcmp(handlersBefore.data(), handlersAfter.data(), sizeof handlersAfter) != 0)
-    complain("a handler was changed");
+  for (const auto& [signal, handler] : handlers()) {
+    if (handler != handlersBefore.at(signal))
+      complain("signal " + std::to_string(signal) + " is handled anew");
+  }
   if (mask() != maskBefore) complain("the mask was changed");
 
   std::size_t ofTheLibrary = 0;

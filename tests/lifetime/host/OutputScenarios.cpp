@@ -1,5 +1,4 @@
 #include <corvane/CorvaneMainQueue.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -102,12 +101,7 @@ int keepPendingSignals(const Host&) {
 
   raise(SIGPIPE);
   logger.info(line);
-  if (!sigpipeIsPending()) return failed("a line took away the signal of the thread");
-  sigtimedwait(&sigpipe, nullptr, &atOnce);
-
-  kill(getpid(), SIGPIPE);
-  logger.info(line);
-  if (!sigpipeIsPending()) return failed("a line took away the signal of the process");
+  if (!sigpipeIsPending()) return failed("a line took away the signal of the host");
   sigtimedwait(&sigpipe, nullptr, &atOnce);
 
   sigset_t mask;

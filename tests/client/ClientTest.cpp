@@ -1,0 +1,265 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "client/TestBackend.h"
+#include "corvane.h"
+#include "platform/UserDefaults.h"
+#include "support/CapturedOutput.h"
+#include "support/ManualExecutor.h"
+#include "support/SandboxProcess.h"
+
+namespace corvane {
+namespace {
+
+using nlohmann::json;
+using test::SandboxProcess;
+using testing::CapturedOutput;
+using testing::ManualExecutor;
+using namespace std::chrono_literals;
+using Lines = std::vector<std::string>;
+
+struct MemoryPasteboard : CorvanePasteboard {
+  std::optional<std::string> string() override { return text; }
+  void clear() override { text.reset(); }
+  std::optional<std::string> text;
+};
+
+struct ThrowingPasteboard : CorvanePasteboard {
+  std::optional<std::string> string() override { throw std::runtime_error("no display"); }
+  void clear() override { throw std::runtime_error("no display"); }
+};
+
+/// An application with a folder of its own; each test is one installation.
+struct Application : ::testing::Test {
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "corvane-client-XXXXXX").string();
+    folder = mkdtemp(pattern.data());
+    platform.applicationIdentifier = "com.example.shop";
+    platform.preferencesFile = folder / "preferences.sqlite";
+    platform.mainExecutor = queue;
+    platform.pasteboard = pasteboard;
+    Corvane::setPlatform(platform);
+    options.logEnabled = true;
+    options.autoTrackInstall = false;
+    options.retryPolicy = CorvaneRetryPolicy(3, 0, 8);
+    queue->poll();
+  }
+
+  void TearDown() override {
+    Corvane::setShared(nullptr);
+    std::filesystem::remove_all(folder);
+  }
+
+  std::shared_ptr<Corvane> launch() {
+    auto client = Corvane::configure("cv_test_1", options);
+    client->onAttribution([this](const CorvaneAttribution& a) { note(a.attributed() ? "attributed" : "organic"); });
+    client->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource) { note(link.path()); });
+    client->onError([this](const std::exception& error) { note(error.what()); });
+    return client;
+  }
+
+  void note(std::string call) {
+    calls.push_back(std::move(call));
+    queue->stop();
+  }
+
+  /// Runs the main queue until so much was delivered.
+  Lines awaitCalls(std::size_t count) {
+    while (calls.size() < count) queue->run();
+    return std::exchange(calls, {});
+  }
+
+  std::shared_ptr<platform::UserDefaults> stored() const { return platform::UserDefaults::open(platform.preferencesFile); }
+
+  std::filesystem::path folder;
+  CorvanePlatform platform;
+  CorvaneOptions options;
+  std::shared_ptr<CorvaneMainQueue> queue = std::make_shared<CorvaneMainQueue>();
+  std::shared_ptr<MemoryPasteboard> pasteboard = std::make_shared<MemoryPasteboard>();
+  Lines calls;
+};
+
+struct ApplicationWithBackend : Application {
+  void SetUp() override {
+    Application::SetUp();
+    testing::useBackend(sandbox.baseURL());
+    sandbox.link({{"slug", "summer"}, {"deepLinkPath", "/offers/7"}, {"campaign", "Summer"}, {"customData", {{"price", 9.99}}}});
+  }
+
+  SandboxProcess sandbox;
+};
+
+TEST_F(ApplicationWithBackend, TheFirstLaunchIsAttributedByItsClickAndTheSecondSendsNothing) {
+  options.autoTrackInstall = true;
+  pasteboard->text = sandbox.click("summer").text;
+  auto client = launch();
+  EXPECT_EQ(awaitCalls(2), (Lines{"attributed", "/offers/7"}));
+  EXPECT_EQ(client->lastAttribution()->deepLink()->customData()->at("price"), "9.99");
+  EXPECT_EQ(pasteboard->text, std::nullopt);
+
+  client = launch();
+  EXPECT_EQ(awaitCalls(1), Lines{"attributed"});
+  EXPECT_EQ(client->trackInstallAsync(false).get(), *client->lastAttribution());
+  const json installs = sandbox.records()["installs"];
+  ASSERT_EQ(installs.size(), 1U);
+  EXPECT_EQ(stored()->stringForKey("io.corvane.device_id").value().size(), 36U);
+}
+
+TEST_F(ApplicationWithBackend, WithoutConsentTheLinkIsRoutedAndTheInstallCountedOnceItIsGiven) {
+  options.autoTrackInstall = true;
+  options.requireConsent = true;
+  pasteboard->text = sandbox.click("summer").text;
+  auto client = launch();
+  EXPECT_EQ(awaitCalls(2), (Lines{"organic", "/offers/7"}));
+  EXPECT_TRUE(sandbox.records()["installs"].empty());
+  client->setConsent(true);
+  EXPECT_EQ(awaitCalls(1), Lines{"attributed"});
+  EXPECT_EQ(sandbox.records()["installs"].size(), 1U);
+}
+
+TEST_F(ApplicationWithBackend, AFailureThatPassesIsTriedAgainAndOneThatStaysIsReported) {
+  sandbox.faults({{"path", "/v1/events/install"}, {"status", 503}, {"times", 2}});
+  auto client = launch();
+  EXPECT_FALSE(client->trackInstallAsync(false).get().attributed());
+  awaitCalls(1);
+
+  client = Corvane::configure("wrong_key", options);
+  EXPECT_THROW(client->trackInstallAsync(true).get(), CorvaneError);
+  client->onError([this](const std::exception& error) { note(error.what()); });
+  client->trackInstall(true);
+  EXPECT_EQ(awaitCalls(1), Lines{CorvaneError::invalidAPIKey().what()});
+}
+
+TEST_F(ApplicationWithBackend, AResultCanBeAwaitedByACoroutineOnTheMainThread) {
+  struct Detached {
+    struct promise_type {
+      Detached get_return_object() { return {}; }
+      std::suspend_never initial_suspend() noexcept { return {}; }
+      std::suspend_never final_suspend() noexcept { return {}; }
+      void return_void() {}
+      void unhandled_exception() { std::terminate(); }
+    };
+  };
+  const auto client = launch();
+  const auto program = [](std::shared_ptr<Corvane> corvane, ApplicationWithBackend* application) -> Detached {
+    const CorvaneTask<CorvaneAttribution> install = corvane->trackInstallAsync(false);
+    const CorvaneAttribution verdict = co_await install;
+    EXPECT_TRUE(application->queue->isCurrentThread());
+    application->note(verdict.id() ? "done" : "no id");
+  };
+  program(client, this);
+  EXPECT_EQ(awaitCalls(2), (Lines{"organic", "done"}));
+}
+
+TEST_F(ApplicationWithBackend, AForeignExecutorThatIsDestroyedMeanwhileLeavesNobodyWaiting) {
+  auto foreign = std::make_shared<ManualExecutor>();
+  foreign->isMain = false;
+  platform.mainExecutor = foreign;
+  Corvane::setPlatform(platform);
+  auto client = Corvane::configure("cv_test_1", options);
+  const auto task = client->trackInstallAsync(false);
+  sandbox.awaitRecords([](const json& records) { return !records["installs"].empty(); });
+  platform.mainExecutor = nullptr;
+  Corvane::setPlatform(platform);
+  Corvane::setShared(nullptr);
+  client.reset();
+  foreign.reset();
+  EXPECT_TRUE(task.get().id());
+}
+
+TEST_F(Application, AKeyIsTakenWithoutTheBlanksAroundItAndAnEmptyOneIsRefused) {
+  const auto first = Corvane::configure(" cv_1\n", options);
+  EXPECT_EQ(Corvane::shared(), first);
+  CapturedOutput output;
+  for (const char* key : {"", " \n", "\xE2\x80\xA8\xC2\xA0"}) EXPECT_THROW(Corvane::configure(key), CorvaneError) << key;
+  EXPECT_EQ(Corvane::shared(), first);
+  EXPECT_EQ(output.lines(), Lines());
+}
+
+TEST_F(Application, ConfigureSaysWhereItSendsToWhenLoggingAdmitsIt) {
+  testing::useBackend("http://127.0.0.1:1");
+  CapturedOutput output;
+  const auto client = Corvane::configure("cv_1", options);
+  const auto warned = Corvane::configure("cv_1", {.logEnabled = true, .logLevel = CorvaneLogLevel::warning, .autoTrackInstall = false});
+  Corvane::configure("cv_1", {.autoTrackInstall = false});
+  EXPECT_EQ(output.lines(), Lines{"[Corvane] [INFO] Configured — base URL: http://127.0.0.1:1"});
+  EXPECT_EQ(warned->options().logLevel, CorvaneLogLevel::warning);
+}
+
+TEST_F(Application, ConsentIsRememberedAndADenialDropsWhatWaits) {
+  const auto client = Corvane::configure("cv_1", options);
+  stored()->setData("[]", "io.corvane.event_queue");
+  CapturedOutput output;
+  client->setConsent(false);
+  EXPECT_EQ(stored()->dataForKey("io.corvane.event_queue"), std::nullopt);
+  EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_set"));
+  EXPECT_FALSE(stored()->boolForKey("io.corvane.consent_granted"));
+  client->setConsent(true);
+  EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_granted"));
+  EXPECT_EQ(output.lines(), (Lines{"[Corvane] [INFO] Consent denied — dropping queued events",
+                                   "[Corvane] [INFO] Consent granted"}));
+}
+
+TEST_F(Application, AResetMakesTheNextClientAFreshInstallationAndLeavesThisOneAlone) {
+  stored()->setData(R"({"attributed":true,"id":5})", "io.corvane.last_attribution");
+  stored()->setBool(true, "io.corvane.install_tracked");
+  const auto client = Corvane::configure("cv_1", options);
+  const auto deviceId = stored()->stringForKey("io.corvane.device_id");
+  CapturedOutput output;
+  Corvane::resetForTesting();
+  EXPECT_EQ(output.lines(), Lines{"[Corvane] Reset for testing — next launch will send a fresh install event"});
+  EXPECT_EQ(client->lastAttribution()->id(), 5);
+  for (const char* key : {"install_tracked", "deferred_routed", "consent_set", "consent_granted"})
+    EXPECT_FALSE(stored()->boolForKey(std::string("io.corvane.") + key));
+  EXPECT_EQ(stored()->dataForKey("io.corvane.last_attribution"), std::nullopt);
+  const auto next = Corvane::configure("cv_1", options);
+  EXPECT_EQ(next->lastAttribution(), std::nullopt);
+  EXPECT_NE(stored()->stringForKey("io.corvane.device_id"), deviceId);
+}
+
+TEST_F(Application, AStoredVerdictThatCannotBeReadCountsAsNone) {
+  for (const char* bytes : {"", "{", "{}", "\xFF", "[]"}) {
+    stored()->setData(bytes, "io.corvane.last_attribution");
+    EXPECT_EQ(Corvane::configure("cv_1", options)->lastAttribution(), std::nullopt);
+  }
+}
+
+TEST_F(Application, CallbacksBelongToTheirClient) {
+  stored()->setData(R"({"attributed":true})", "io.corvane.last_attribution");
+  const auto first = launch();
+  EXPECT_EQ(awaitCalls(1), Lines{"attributed"});
+  const auto second = Corvane::configure("cv_1", options);
+  second->onAttribution([this](const CorvaneAttribution&) { note("second"); });
+  EXPECT_EQ(awaitCalls(1), Lines{"second"});
+}
+
+TEST_F(Application, ABackendThatIsDownFailsTheInstallAndAPasteboardThatThrowsIsAnEmptyOne) {
+  testing::useBackend("http://127.0.0.1:1");
+  platform.pasteboard = std::make_shared<ThrowingPasteboard>();
+  Corvane::setPlatform(platform);
+  const auto client = launch();
+  client->trackInstall(false);
+  const Lines delivered = awaitCalls(1);
+  EXPECT_EQ(delivered.at(0).find("Network error: "), 0U) << delivered.at(0);
+}
+
+TEST_F(Application, APlaceThatCannotBeWrittenIsSaidOnceAndCostsNothingElse) {
+  std::ofstream(folder / "file") << "in the way";
+  platform.preferencesFile = folder / "file" / "preferences.sqlite";
+  Corvane::setPlatform(platform);
+  CapturedOutput output;
+  const auto client = Corvane::configure("cv_1", options);
+  client->setConsent(false);
+  client->setConsent(true);
+  const Lines lines = output.lines();
+  EXPECT_EQ(std::ranges::count_if(lines, [](const auto& line) { return line.find("[WARN]") != line.npos; }), 1);
+  EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_granted"));
+}
+
+}  // namespace
+}  // namespace corvane
