@@ -223,15 +223,16 @@ class HTTPServer::Implementation {
   std::string scheme_ = "http://";
   std::string origin_;
   std::size_t connections_ = 0;
-  std::list<std::shared_ptr<Subscriber>> subscribers_;
   std::optional<asio::ssl::context> tls_;
   std::array<char, 64> inputBuffer_;
-  // Last, and so destroyed first: the coroutines that it holds use everything above.
+  // What stands above outlives the context, because the coroutines that the context holds use it; what stands
+  // below goes before it, because it uses the context.
   asio::io_context context_{1};
   tcp::acceptor acceptor_{context_};
   asio::steady_timer connectionEnded_{context_};
   asio::signal_set signals_{context_, SIGINT, SIGTERM};
   asio::posix::stream_descriptor input_{context_};
+  std::list<std::shared_ptr<Subscriber>> subscribers_;
 };
 
 HTTPServer::Implementation::Implementation(const Options& options, Handler handler)

@@ -82,9 +82,10 @@ std::optional<double> optionalNumber(const json& object, const char* name) {
 }
 
 void allowOnly(const json& object, std::initializer_list<const char*> names) {
-  for (const auto& [key, value] : object.items()) {
-    if (std::none_of(names.begin(), names.end(), [&key = key](const char* name) { return key == name; }))
-      throw Refusal(400, key + ": no such member");
+  for (auto member = object.begin(); member != object.end(); ++member) {
+    const std::string& found = member.key();
+    if (std::none_of(names.begin(), names.end(), [&found](const char* name) { return found == name; }))
+      throw Refusal(400, found + ": no such member");
   }
 }
 

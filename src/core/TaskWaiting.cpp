@@ -13,8 +13,9 @@ bool TaskWaiting::isDone() const {
 }
 
 bool TaskWaiting::waitUntil(Clock::time_point deadline) {
-  const auto executor = main_.executor();
-  if (executor && executor->isCurrentThread() && !isDone()) {
+  // Held only while it is asked: where this was the last reference, what waits in the executor, perhaps the rest
+  // of this very operation, is refused only when it goes.
+  if (const auto executor = main_.executor(); executor && executor->isCurrentThread() && !isDone()) {
     auto* const queue = dynamic_cast<CorvaneMainQueue*>(executor.get());
     if (queue == nullptr)
       throw std::logic_error("waiting for a CorvaneTask on the main thread: use whenDone or co_await");

@@ -24,7 +24,10 @@ ProcessRuntime* runtime = nullptr;
 
 void endAtExit() {
   if (runtime->process != getpid()) return;
-  Transport::shared().shutDown(200ms);
+  // The transport runs no code of the host, so it always ends soon; on a busy machine it may first have to read the
+  // certificate authorities of each handshake. It must not be left behind: OpenSSL cleans up next, under its feet.
+  Transport::shared().shutDown(5s);
+  // The background thread may be inside host code that does not return.
   runtime->executor->shutDown(200ms);
 }
 

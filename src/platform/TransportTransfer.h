@@ -53,7 +53,11 @@ class TransportTransfer {
 
  private:
   struct FreeEasy {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+    void operator()(CURL* easy) const {
+      // A reset handle has forgotten it, and would ignore SIGPIPE for the whole process while it goes.
+      curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+      curl_easy_cleanup(easy);
+    }
   };
   struct FreeList {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }

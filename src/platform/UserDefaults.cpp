@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <climits>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -15,9 +16,12 @@ using Clock = std::chrono::steady_clock;
 /// The part of the 250 ms that a call may take which is spent waiting; the rest is for the work itself.
 constexpr auto patience = std::chrono::milliseconds(200);
 
+/// How long a holder who outlasted one wait is not waited for again.
+constexpr auto impatience = std::chrono::seconds(1);
+
 /// One name for one file, however it is spelled and whether it exists yet.
 std::filesystem::path oneNameOf(const std::filesystem::path& file) {
-  if (file.empty()) return file;
+  if (file.empty() || file.native().size() >= PATH_MAX) return file;
   std::error_code error;
   std::filesystem::path absolute = std::filesystem::absolute(file, error);
   if (error) return file;
@@ -94,7 +98,7 @@ UserDefaults::UserDefaults(const std::filesystem::path& file) : database_(file) 
 UserDefaults::~UserDefaults() {
   {
     const std::lock_guard lock(mutex_);
-    writePending(Clock::now());
+    writePending(Clock::now() + patience);
   }
   Registry& registry = Registry::shared();
   const std::lock_guard lock(registry.mutex);
@@ -139,7 +143,7 @@ void UserDefaults::removeObjectForKey(std::string_view key) {
 bool UserDefaults::synchronize() {
   const auto entered = Clock::now();
   std::unique_lock lock(mutex_);
-  const bool done = writePending(entered);
+  const bool done = writePending(entered + patience);
   unlockAndTell(std::move(lock));
   return done;
 }
@@ -172,11 +176,11 @@ void UserDefaults::store(std::string_view key, std::optional<PreferenceValue> va
   const auto entered = Clock::now();
   std::unique_lock lock(mutex_);
   pending_.insert_or_assign(std::string(key), std::move(value));
-  writePending(entered);
+  writePending(waitUntil(entered));
   unlockAndTell(std::move(lock));
 }
 
-bool UserDefaults::writePending(TimePoint entered) {
+bool UserDefaults::writePending(TimePoint waitUntil) {
   PreferenceChanges tooLarge;
   for (auto change = pending_.begin(); change != pending_.end();) {
     const auto next = std::next(change);
@@ -187,7 +191,7 @@ bool UserDefaults::writePending(TimePoint entered) {
     problem_ = "Preferences value of " + tooLarge.begin()->first + " is too large; it is kept in memory only";
   }
   if (!pending_.empty()) {
-    const PreferencesDatabase::Result result = database_.write(pending_, waitUntil(entered));
+    const PreferencesDatabase::Result result = database_.write(pending_, waitUntil);
     noteResult(result);
     if (result == PreferencesDatabase::Result::done) {
       for (auto& [key, value] : pending_) known_.insert_or_assign(key, std::move(value));
@@ -199,11 +203,14 @@ bool UserDefaults::writePending(TimePoint entered) {
 }
 
 UserDefaults::TimePoint UserDefaults::waitUntil(TimePoint entered) const {
-  return holderOutlasts_ ? entered : entered + patience;
+  return entered < onlyTryUntil_ ? entered : entered + patience;
 }
 
 void UserDefaults::noteResult(PreferencesDatabase::Result result) const {
-  holderOutlasts_ = result == PreferencesDatabase::Result::busy;
+  if (result == PreferencesDatabase::Result::busy) {
+    // A call that only tried does not prolong it.
+    if (const auto now = Clock::now(); now >= onlyTryUntil_) onlyTryUntil_ = now + impatience;
+  }
   std::string problem = database_.takeProblem();
   if (problem_.empty()) problem_ = std::move(problem);
 }

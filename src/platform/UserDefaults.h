@@ -22,8 +22,8 @@ namespace corvane::platform {
 ///
 /// Threads: any. One mutex serialises the accesses to the one connection. A call waits 200 ms at most for
 /// another process that holds the file, counted from its own beginning, so that callers who queue up do not
-/// add their waits; once a holder outlasted a wait, the calls that follow try without waiting until one
-/// succeeds.
+/// add their waits; once a holder outlasted a wait, the calls of the next second only try, so that a host
+/// which stores much is not held up again and again.
 ///
 /// Forks: a fork waits for the access that is under way and closes the connection first; parent and child
 /// each connect anew. Both keep what waits in memory.
@@ -36,7 +36,7 @@ class UserDefaults {
   /// An empty path keeps everything in memory.
   static std::shared_ptr<UserDefaults> open(const std::filesystem::path& file);
 
-  /// Tries once more to write what waits in memory.
+  /// Tries once more to write what waits in memory, as `synchronize` does.
   ~UserDefaults();
   UserDefaults(const UserDefaults&) = delete;
   UserDefaults& operator=(const UserDefaults&) = delete;
@@ -70,7 +70,7 @@ class UserDefaults {
 
   std::optional<PreferenceValue> valueForKey(std::string_view key) const;
   void store(std::string_view key, std::optional<PreferenceValue> value);
-  bool writePending(TimePoint entered);
+  bool writePending(TimePoint waitUntil);
   TimePoint waitUntil(TimePoint entered) const;
   void noteResult(PreferencesDatabase::Result result) const;
   void unlockAndTell(std::unique_lock<std::mutex> lock) const;
@@ -80,7 +80,7 @@ class UserDefaults {
   mutable PreferencesDatabase database_;
   PreferenceChanges pending_;        // newer than the file; empty on a healthy disk
   mutable PreferenceChanges known_;  // as last read or written; asked only when the file cannot be read
-  mutable bool holderOutlasts_ = false;
+  mutable TimePoint onlyTryUntil_{};
   mutable std::string problem_;
   mutable bool told_ = false;
   std::shared_ptr<const ProblemReporter> reporter_;

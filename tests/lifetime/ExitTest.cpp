@@ -19,7 +19,11 @@ namespace {
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-constexpr int runs = underSanitizer ? 20 : 300;
+/// How many programs each test starts; CORVANE_TEST_RUNS overrides it.
+int runs() {
+  if (const char* const given = std::getenv("CORVANE_TEST_RUNS")) return std::stoi(given);
+  return underSanitizer ? 20 : 300;
+}
 
 /// Printed, so that a run that failed can be drawn again with CORVANE_TEST_SEED.
 std::mt19937 seededGenerator() {
@@ -70,7 +74,7 @@ void expectCleanEnds(const Surroundings& around) {
   static constexpr std::array endings{"return", "exit", "exit on a thread"};
   auto generator = seededGenerator();
   std::vector<Milliseconds> durations;
-  for (int run = 0; run < runs && !testing::Test::HasFailure(); ++run) {
+  for (int run = 0; run < runs() && !testing::Test::HasFailure(); ++run) {
     const TemporaryFolder folder;
     const std::string ending = endings[static_cast<std::size_t>(run) % endings.size()];
     const int status = 1 + run % 100;
@@ -133,7 +137,7 @@ TEST(Exit, IsCleanWhereTheLibraryWasLoadedAndUnloadedAtRunTime) {
   const std::string secureURL = "https://127.0.0.1:" + std::to_string(plain.port());
   auto generator = seededGenerator();
   std::vector<Milliseconds> durations;
-  for (int run = 0; run < runs && !HasFailure(); ++run) {
+  for (int run = 0; run < runs() && !HasFailure(); ++run) {
     const TemporaryFolder folder;
     const std::string moment = std::to_string(std::uniform_int_distribution(0, 30'000)(generator));
     ChildProcess host(LIFETIME_PLUGIN_HOST,

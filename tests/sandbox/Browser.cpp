@@ -19,7 +19,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr int patience = 30'000;  // milliseconds without a word from the browser
+constexpr int patience = 60'000;  // milliseconds without a word from the browser
 
 /// A descriptor out of the way of 3 and 4, which the browser takes its pipe from.
 int movedUp(int descriptor) {

@@ -8,7 +8,7 @@
 namespace corvane::test {
 
 /// A headless Chromium with one tab of a phone's size, steered through its DevTools pipe. Everything throws
-/// `std::runtime_error` when the browser fails, or has not done within half a minute what was asked.
+/// `std::runtime_error` when the browser fails, or says nothing for a minute.
 class Browser {
  public:
   /// The browser's path, empty when this machine has none.

@@ -4,6 +4,7 @@
 
 #include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 using namespace corvane;
@@ -60,11 +61,11 @@ TEST(Backoff, WritesDelaysWithTwoDecimals) {
   EXPECT_EQ(twoDecimals(std::numeric_limits<double>::max()).size(), 312U);
 }
 
-/// Needs a locale with a decimal comma, which scripts/setup installs for the full check.
 TEST(Backoff, DoesNotFollowTheHostsLocale) {
-  bool found = false;
-  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8"}) found = found || setlocale(LC_ALL, name);
-  if (!found) GTEST_SKIP() << "no locale with a decimal comma is installed";
+  setenv("LOCPATH", CORVANE_TEST_LOCALES, 1);
+  const bool found = setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+  unsetenv("LOCPATH");
+  if (!found) GTEST_SKIP() << "localedef could not make de_DE.UTF-8: the package locales is missing";
   EXPECT_EQ(parseRetryAfter("2.5"), 2.5);
   EXPECT_EQ(parseRetryAfter("2,5"), std::nullopt);
   EXPECT_EQ(twoDecimals(2.5), "2.50");
