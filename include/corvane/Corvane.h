@@ -93,7 +93,9 @@ class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
   /// Stores the user's answer, for this and every later launch. Writes the preferences file.
   ///
   /// A grant tracks the install, with `autoTrackInstall`, and resends what waits. A denial drops the events that
-  /// wait. Without `requireConsent` both do so too, but nothing else depends on the answer.
+  /// wait. Without `requireConsent` both do so too, but nothing else depends on the answer. A report that is in
+  /// flight when a grant comes was begun without consent, and the grant's own shares it: the install is then
+  /// counted by the next `trackInstall` or launch.
   void setConsent(bool isGranted);
 
   /// Reports the install, unless it was counted before or `force` is set. With `clickTokenSource` `automatic`

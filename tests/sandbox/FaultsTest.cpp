@@ -60,7 +60,7 @@ TEST_F(SandboxFaults, ASilentAnswerNeverComesAndHoldsUpNobodyElse) {
   sandbox.awaitRecords([](const json& records) { return records["arrivals"].size() == 1; });
   EXPECT_EQ(send("other").status, 200);
   EXPECT_EQ(sandbox.records()["arrivals"][0]["status"], 0);
-  sandbox.terminate(SIGTERM);
+  EXPECT_EQ(sandbox.terminate(SIGTERM), 0);
   EXPECT_EQ(silent.get().status, 0);
 }
 
