@@ -19,12 +19,12 @@
 /// The client: the one object that a host talks to.
 ///
 /// Every operation may be called from any thread, and returns without waiting for the network or for the main
-/// thread. Where an operation reads or writes the preferences file that is said; such a call takes well under a
-/// millisecond on a healthy disk and is bounded where the disk is not.
+/// thread. Where an operation reads or writes the preferences file that is said; such a call takes well under
+/// a millisecond on a healthy disk and is bounded where the disk is not.
 ///
 /// Long-running operations exist in two forms. The plain one returns at once, reports its result through the
-/// callbacks, and its failure as an error line and through `onError`. The one whose name ends in `Async` gives a
-/// `CorvaneTask`; its failure goes to whoever waits and nowhere else.
+/// callbacks, and its failure as an error line and through `onError`. The one whose name ends in `Async`
+/// gives a `CorvaneTask`; its failure goes to whoever waits and nowhere else.
 ///
 /// Callbacks run on the main thread (`CorvanePlatform::mainExecutor`), never inside the call that registers
 /// them. They may call anything here. What a callback throws leaves through the executor that ran it; the
@@ -45,9 +45,10 @@ class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
   /// Builds a client, makes it `shared()`, starts resending the events that wait from earlier runs and, with
   /// `autoTrackInstall`, tracks the install in the background.
   ///
-  /// `apiKey` is taken without the white space and line breaks around it. Throws `CorvaneError::missingAPIKey`
-  /// when nothing is left, and changes nothing then; nothing else fails. A later call builds a fresh client that
-  /// shares what is stored, but no callback, with the one before. Opens and reads the preferences file.
+  /// `apiKey` is taken without the white space and line breaks around it. Throws
+  /// `CorvaneError::missingAPIKey` when nothing is left, and changes nothing then; nothing else fails. A
+  /// later call builds a fresh client that shares what is stored, but no callback, with the one before. Opens
+  /// and reads the preferences file.
   static std::shared_ptr<Corvane> configure(std::string_view apiKey, CorvaneOptions options = {});
 
   /// The current client; null before the first `configure`.
@@ -71,8 +72,8 @@ class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
 
   /// Registers the callback for the install's verdict, in place of the one before; an empty one removes it.
   ///
-  /// A verdict that is already known, also from an earlier launch, is handed to it soon after. A verdict equal
-  /// to the one handed over last is not handed over again.
+  /// A verdict that is already known, also from an earlier launch, is handed to it soon after. A verdict
+  /// equal to the one handed over last is not handed over again.
   void onAttribution(AttributionCallback callback);
 
   /// Registers the callback for deep links, in place of the one before; an empty one removes it.
@@ -92,26 +93,26 @@ class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
 
   /// Stores the user's answer, for this and every later launch. Writes the preferences file.
   ///
-  /// A grant tracks the install, with `autoTrackInstall`, and resends what waits. A denial drops the events that
-  /// wait. Without `requireConsent` both do so too, but nothing else depends on the answer. A report that is in
-  /// flight when a grant comes was begun without consent, and the grant's own shares it: the install is then
-  /// counted by the next `trackInstall` or launch.
+  /// A grant tracks the install, with `autoTrackInstall`, and resends what waits. A denial drops the events
+  /// that wait. Without `requireConsent` both do so too, but nothing else depends on the answer. A report
+  /// that is in flight when a grant comes was begun without consent, and the grant's own shares it: the
+  /// install is then counted by the next `trackInstall` or launch.
   void setConsent(bool isGranted);
 
   /// Reports the install, unless it was counted before or `force` is set. With `clickTokenSource` `automatic`
   /// the click token is read from the pasteboard.
   ///
-  /// At most one report is in flight: callers that come meanwhile share it and its result. The verdict reaches
-  /// the host through `onAttribution`, the campaign's link through `onLink` with source `deferred`.
+  /// At most one report is in flight: callers that come meanwhile share it and its result. The verdict
+  /// reaches the host through `onAttribution`, the campaign's link through `onLink` with source `deferred`.
   void trackInstall(bool force);
 
-  /// The same with the click token taken out of `clickToken`, any text that holds "cv_click=" and the token. A
-  /// text without one is no failure. Ignored with `clickTokenSource` `none`. When a token is found the
+  /// The same with the click token taken out of `clickToken`, any text that holds "cv_click=" and the token.
+  /// A text without one is no failure. Ignored with `clickTokenSource` `none`. When a token is found the
   /// pasteboard is emptied.
   void trackInstall(std::string_view clickToken, bool force);
 
-  /// As `trackInstall(force)`. The result of a call that is skipped is `lastAttribution()`, or a verdict without
-  /// id and link where there is none.
+  /// As `trackInstall(force)`. The result of a call that is skipped is `lastAttribution()`, or a verdict
+  /// without id and link where there is none.
   CorvaneTask<CorvaneAttribution> trackInstallAsync(bool force);
 
   /// As `trackInstall(clickToken, force)`.

@@ -9,7 +9,8 @@
 /// The backend's verdict on the install. An immutable value; safe to copy and to hand between threads.
 class CORVANE_API CorvaneAttribution {
  public:
-  CorvaneAttribution(std::optional<std::int64_t> id, bool attributed, std::optional<CorvaneDeepLink> deepLink);
+  CorvaneAttribution(std::optional<std::int64_t> id, bool attributed,
+                     std::optional<CorvaneDeepLink> deepLink);
 
   /// The backend's identifier of the install event.
   std::optional<std::int64_t> id() const noexcept { return id_; }

@@ -6,8 +6,8 @@
 
 /// The failure of an operation that was cancelled, or whose client was gone before it could begin.
 ///
-/// It is not a `CorvaneError`: it reaches a host unchanged, from `CorvaneTask::get` and through the callback of
-/// `Corvane::onError`. All values are equal.
+/// It is not a `CorvaneError`: it reaches a host unchanged, from `CorvaneTask::get` and through the callback
+/// of `Corvane::onError`. All values are equal.
 class CORVANE_API CorvaneCancellationError : public std::exception {
  public:
   CorvaneCancellationError() noexcept;

@@ -8,8 +8,8 @@
 
 /// A resolved tracking link. An immutable value; safe to copy and to hand between threads.
 ///
-/// Every field is optional. An absent field and an empty text are different values, and so are an absent and an
-/// empty map.
+/// Every field is optional. An absent field and an empty text are different values, and so are an absent and
+/// an empty map.
 class CORVANE_API CorvaneDeepLink {
  public:
   using Text = std::optional<std::string>;
@@ -36,7 +36,8 @@ class CORVANE_API CorvaneDeepLink {
   const Text& channel() const noexcept { return channel_; }
   /// Tracking parameters.
   const Map& utm() const noexcept { return utm_; }
-  /// Free data set on the link. Numbers, Booleans and nulls of the backend arrive as texts ("2.5", "true", "").
+  /// Free data set on the link. Numbers, Booleans and nulls of the backend arrive as texts ("2.5", "true",
+  /// "").
   const Map& customData() const noexcept { return customData_; }
 
   /// `deepLinkPath` where it is present and not empty, unchanged; otherwise "/".

@@ -30,20 +30,21 @@ class CORVANE_API CorvaneMainQueue final : public CorvaneExecutor {
   void post(std::function<void()> function) override;
   bool isCurrentThread() const override;
 
-  /// Runs functions as they come until `stop()`, sleeping in between. An exception of a function leaves through
-  /// `run`; the queue keeps the rest, and `run` may be called again.
+  /// Runs functions as they come until `stop()`, sleeping in between. An exception of a function leaves
+  /// through `run`; the queue keeps the rest, and `run` may be called again.
   void run();
 
-  /// Runs the functions that wait now and returns how many; never waits. Functions posted meanwhile are left to
-  /// the next call. An exception of a function leaves through `poll`; the queue keeps the rest.
+  /// Runs the functions that wait now and returns how many; never waits. Functions posted meanwhile are left
+  /// to the next call. An exception of a function leaves through `poll`; the queue keeps the rest.
   std::size_t poll();
 
-  /// Makes `run()` return after the function in progress: the one that runs now, or the next one to be called.
+  /// Makes `run()` return after the function in progress: the one that runs now, or the next one to be
+  /// called.
   void stop();
 
-  /// Names a function that is called whenever a function is posted, on the posting thread: a foreign loop uses
-  /// it to schedule a `poll()` on its thread. It must be quick, must not throw and must not call `poll` itself.
-  /// An empty function removes it.
+  /// Names a function that is called whenever a function is posted, on the posting thread: a foreign loop
+  /// uses it to schedule a `poll()` on its thread. It must be quick, must not throw and must not call `poll`
+  /// itself. An empty function removes it.
   void onWakeUp(std::function<void()> hook);
 
  private:

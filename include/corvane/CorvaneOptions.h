@@ -19,9 +19,9 @@ struct CorvaneOptions {
   /// The lowest level that is written.
   CorvaneLogLevel logLevel = CorvaneLogLevel::info;
 
-  /// Seconds; how long one try of a request may take, redirects and the wait for a network included. With three
-  /// tries, work that fails is known to have failed after about half a minute. Must be positive; values too
-  /// small for the clock mean its shortest time-out, never "none".
+  /// Seconds; how long one try of a request may take, redirects and the wait for a network included. With
+  /// three tries, work that fails is known to have failed after about half a minute. Must be positive; values
+  /// too small for the clock mean its shortest time-out, never "none".
   double requestTimeout = 10.0;
 
   CorvaneRetryPolicy retryPolicy = CorvaneRetryPolicy::default_;
@@ -32,8 +32,8 @@ struct CorvaneOptions {
   /// Whether `configure`, and `setConsent(true)`, track the install by themselves.
   bool autoTrackInstall = true;
 
-  /// With `pasteButton`, set `autoTrackInstall` to false: an automatic run would be counted before the user can
-  /// paste. With `automatic` the pasteboard is emptied only when it holds a click token.
+  /// With `pasteButton`, set `autoTrackInstall` to false: an automatic run would be counted before the user
+  /// can paste. With `automatic` the pasteboard is emptied only when it holds a click token.
   CorvaneClickTokenSource clickTokenSource = CorvaneClickTokenSource::automatic;
 
   /// Whether counting and recording wait for `Corvane::setConsent(true)`.

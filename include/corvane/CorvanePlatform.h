@@ -7,8 +7,8 @@
 #include "corvane/CorvaneExecutor.h"
 #include "corvane/CorvanePasteboard.h"
 
-/// What the machine supplies to the library. Every member has a working default; a host replaces those that it
-/// has and names the record by `Corvane::setPlatform` before `Corvane::configure`.
+/// What the machine supplies to the library. Every member has a working default; a host replaces those that
+/// it has and names the record by `Corvane::setPlatform` before `Corvane::configure`.
 ///
 /// It holds no option of the library: those are in `CorvaneOptions`.
 struct CorvanePlatform {
@@ -18,8 +18,8 @@ struct CorvanePlatform {
   std::string applicationIdentifier = {};
 
   /// Where the library keeps what must survive a restart. Default (empty):
-  /// `$XDG_DATA_HOME/<application identifier>/preferences.sqlite`, with `~/.local/share` where that variable is
-  /// not set (the XDG base directories). Where the file cannot be written, values live in memory.
+  /// `$XDG_DATA_HOME/<application identifier>/preferences.sqlite`, with `~/.local/share` where that variable
+  /// is not set (the XDG base directories). Where the file cannot be written, values live in memory.
   std::filesystem::path preferencesFile = {};
 
   /// The main thread. Default (null): `CorvaneMainQueue::main()`, which the host runs or polls. The client

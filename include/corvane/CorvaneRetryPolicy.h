@@ -15,8 +15,8 @@ struct CorvaneRetryPolicy {
   /// Seconds.
   double maxDelay;
 
-  /// Raises `maxAttempts` to at least 1 and takes the delays as they are. A field that is assigned later keeps
-  /// the value assigned.
+  /// Raises `maxAttempts` to at least 1 and takes the delays as they are. A field that is assigned later
+  /// keeps the value assigned.
   constexpr CorvaneRetryPolicy(std::int64_t maxAttempts_, double baseDelay_, double maxDelay_) noexcept
       : maxAttempts(maxAttempts_ < 1 ? 1 : maxAttempts_), baseDelay(baseDelay_), maxDelay(maxDelay_) {}
 

@@ -31,9 +31,9 @@ class CORVANE_API CorvaneTask {
   ///
   /// On the main thread, a `CorvaneMainQueue` goes on running its functions while this waits, so that nothing
   /// that the operation needs of the main thread is held up; what a host callback throws there leaves through
-  /// `get`, and the handle stays usable. A callback that waits counts as returned for the operation that called
-  /// it. With any other executor, waiting on the main thread for an operation that is not complete throws
-  /// `std::logic_error`: use `whenDone` or `co_await`.
+  /// `get`, and the handle stays usable. A callback that waits counts as returned for the operation that
+  /// called it. With any other executor, waiting on the main thread for an operation that is not complete
+  /// throws `std::logic_error`: use `whenDone` or `co_await`.
   T get() const;
 
   /// Waits as `get` does, at most so long, and returns whether the operation is complete.
@@ -53,8 +53,8 @@ class CORVANE_API CorvaneTask {
   void cancel() const;
 
   /// `co_await task` continues on the main thread, never inline, and gives what `get` gives. Works in every
-  /// coroutine whose promise takes a plain awaiter. Where the main executor refuses, the coroutine continues on
-  /// the thread that destroyed the continuation, with `CorvaneCancellationError`.
+  /// coroutine whose promise takes a plain awaiter. Where the main executor refuses, the coroutine continues
+  /// on the thread that destroyed the continuation, with `CorvaneCancellationError`.
   Awaiter operator co_await() const { return Awaiter(*this); }
 
   /// Not for hosts: the library makes tasks.

@@ -25,13 +25,17 @@ bool isBlank(char character) {
 
 }  // namespace
 
-bool isRetryable(int statusCode) { return statusCode == 429 || (statusCode >= 500 && statusCode <= 599); }
+bool isRetryable(int statusCode) {
+  return statusCode == 429 || (statusCode >= 500 && statusCode <= 599);
+}
 
 double exponentialDelay(const CorvaneRetryPolicy& policy, std::int64_t attempt) {
   return policy.baseDelay * std::exp2(static_cast<double>(attempt - 1));
 }
 
-double capped(double delay, double maxDelay) { return std::min(delay, maxDelay); }
+double capped(double delay, double maxDelay) {
+  return std::min(delay, maxDelay);
+}
 
 std::optional<double> parseRetryAfter(const std::string& text) {
   if (text.empty() || isBlank(text.front())) return std::nullopt;
@@ -51,7 +55,8 @@ std::chrono::nanoseconds waitDuration(double delay) {
 std::string twoDecimals(double delay) {
   // The largest double has 309 digits before the point.
   char digits[352];
-  const auto end = std::to_chars(std::begin(digits), std::end(digits), delay, std::chars_format::fixed, 2).ptr;
+  const auto end =
+      std::to_chars(std::begin(digits), std::end(digits), delay, std::chars_format::fixed, 2).ptr;
   return {digits, end};
 }
 

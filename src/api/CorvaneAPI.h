@@ -17,8 +17,8 @@
 
 namespace corvane {
 
-/// The client of the backend's four endpoints: builds the requests and reads the answers. A plain value; copies
-/// share the transport.
+/// The client of the backend's four endpoints: builds the requests and reads the answers. A plain value;
+/// copies share the transport.
 ///
 /// Every operation runs on the background executor and throws a `CorvaneError`, or `CorvaneCancellationError`
 /// when its task is cancelled between two tries. Nothing is logged on failure: that is the caller's.

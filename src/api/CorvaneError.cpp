@@ -47,7 +47,9 @@ CorvaneError::CorvaneError(Case which, std::string text, std::int64_t statusCode
       body_(std::move(body)),
       description_(describe(kind_, text_, statusCode_, body_)) {}
 
-CorvaneError CorvaneError::invalidURL(std::string url) { return {Case::invalidURL, std::move(url), 0, {}}; }
+CorvaneError CorvaneError::invalidURL(std::string url) {
+  return {Case::invalidURL, std::move(url), 0, {}};
+}
 CorvaneError CorvaneError::transport(std::string message) {
   return {Case::transport, std::move(message), 0, {}};
 }
@@ -57,10 +59,18 @@ CorvaneError CorvaneError::server(std::int64_t statusCode, std::optional<std::st
 CorvaneError CorvaneError::decoding(std::string message) {
   return {Case::decoding, std::move(message), 0, {}};
 }
-CorvaneError CorvaneError::emptyResponse() { return {Case::emptyResponse, {}, 0, {}}; }
-CorvaneError CorvaneError::notACorvaneURL() { return {Case::notACorvaneURL, {}, 0, {}}; }
-CorvaneError CorvaneError::missingAPIKey() { return {Case::missingAPIKey, {}, 0, {}}; }
-CorvaneError CorvaneError::invalidAPIKey() { return {Case::invalidAPIKey, {}, 0, {}}; }
+CorvaneError CorvaneError::emptyResponse() {
+  return {Case::emptyResponse, {}, 0, {}};
+}
+CorvaneError CorvaneError::notACorvaneURL() {
+  return {Case::notACorvaneURL, {}, 0, {}};
+}
+CorvaneError CorvaneError::missingAPIKey() {
+  return {Case::missingAPIKey, {}, 0, {}};
+}
+CorvaneError CorvaneError::invalidAPIKey() {
+  return {Case::invalidAPIKey, {}, 0, {}};
+}
 
 CorvaneError::CorvaneError(const CorvaneError&) = default;
 CorvaneError::CorvaneError(CorvaneError&&) noexcept = default;
@@ -68,7 +78,9 @@ CorvaneError& CorvaneError::operator=(const CorvaneError&) = default;
 CorvaneError& CorvaneError::operator=(CorvaneError&&) noexcept = default;
 CorvaneError::~CorvaneError() = default;
 
-const std::string& CorvaneError::url() const noexcept { return kind_ == Case::invalidURL ? text_ : noText(); }
+const std::string& CorvaneError::url() const noexcept {
+  return kind_ == Case::invalidURL ? text_ : noText();
+}
 
 const std::string& CorvaneError::message() const noexcept {
   return kind_ == Case::transport || kind_ == Case::decoding ? text_ : noText();
@@ -84,4 +96,6 @@ CorvaneCancellationError& CorvaneCancellationError::operator=(const CorvaneCance
     default;
 CorvaneCancellationError::~CorvaneCancellationError() = default;
 
-const char* CorvaneCancellationError::what() const noexcept { return "The operation was cancelled."; }
+const char* CorvaneCancellationError::what() const noexcept {
+  return "The operation was cancelled.";
+}

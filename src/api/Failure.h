@@ -16,10 +16,12 @@ inline const std::exception& asException(const Failure& failure) {
   return std::visit([](const std::exception& error) -> const std::exception& { return error; }, failure);
 }
 
-inline std::string descriptionOf(const Failure& failure) { return asException(failure).what(); }
+inline std::string descriptionOf(const Failure& failure) {
+  return asException(failure).what();
+}
 
-/// The failure that is being handled; to be called in a `catch` block. Anything but the two known kinds, such as
-/// a lack of memory, means that the operation did not get to its end.
+/// The failure that is being handled; to be called in a `catch` block. Anything but the two known kinds, such
+/// as a lack of memory, means that the operation did not get to its end.
 inline Failure currentFailure() {
   try {
     throw;

@@ -11,14 +11,14 @@ namespace corvane {
 
 /// Sends one request until an answer is final.
 ///
-/// Tried again, up to `maxAttempts` tries in all and never fewer than one: transport failures, 429, and 500 to
-/// 599. Nothing else is, and nothing is kept from one call to the next. Every try sends the same bytes, its
-/// idempotency key included, so a try whose answer was lost is not counted twice.
+/// Tried again, up to `maxAttempts` tries in all and never fewer than one: transport failures, 429, and 500
+/// to 599. Nothing else is, and nothing is kept from one call to the next. Every try sends the same bytes,
+/// its idempotency key included, so a try whose answer was lost is not counted twice.
 ///
-/// Cancellation is seen between two tries: a task that was asked to stop never sends again, whatever the delay,
-/// and fails with `CorvaneCancellationError`; what had caused the retry is dropped. During a try it aborts the
-/// exchange, which is a transport failure. When the process exits, a wait ends at once and the last outcome is
-/// final.
+/// Cancellation is seen between two tries: a task that was asked to stop never sends again, whatever the
+/// delay, and fails with `CorvaneCancellationError`; what had caused the retry is dropped. During a try it
+/// aborts the exchange, which is a transport failure. When the process exits, a wait ends at once and the
+/// last outcome is final.
 struct RetryLoop {
   HTTPClient& http;
   Background& background;

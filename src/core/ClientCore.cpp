@@ -11,8 +11,8 @@ std::shared_ptr<const Function> shared(Function function) {
   return function ? std::make_shared<const Function>(std::move(function)) : nullptr;
 }
 
-/// Runs all in order; the first exception leaves when the last has run, and any other from the main thread's next
-/// turn, so that none is lost.
+/// Runs all in order; the first exception leaves when the last has run, and any other from the main thread's
+/// next turn, so that none is lost.
 template <class First, class Second>
 void runBoth(const MainThread& main, const First& first, const Second& second) {
   std::exception_ptr thrown;
@@ -37,7 +37,8 @@ ClientCore::ClientCore(MainThread main, std::optional<CorvaneAttribution> restor
 
 ClientCore::~ClientCore() {
   if (attributionCallback || linkCallback || errorCallback)
-    main_.post([a = std::move(attributionCallback), l = std::move(linkCallback), e = std::move(errorCallback)] {});
+    main_.post(
+        [a = std::move(attributionCallback), l = std::move(linkCallback), e = std::move(errorCallback)] {});
 }
 
 void ClientCore::onAttribution(AttributionCallback callback) {
@@ -92,9 +93,9 @@ void ClientCore::deliverAttribution(const CorvaneAttribution& attribution, bool 
   runBoth(main_, callHost, route);
 }
 
-/// `registered` is the callback of the moment when the verdict was delivered. Where there was none, one may have
-/// been registered meanwhile, by the attribution callback or another thread; it found nothing parked and gets the
-/// link queued, as it would have found it.
+/// `registered` is the callback of the moment when the verdict was delivered. Where there was none, one may
+/// have been registered meanwhile, by the attribution callback or another thread; it found nothing parked and
+/// gets the link queued, as it would have found it.
 void ClientCore::routeDeferredLink(const CorvaneDeepLink& link,
                                    const std::shared_ptr<const LinkCallback>& registered) {
   if (registered) return (*registered)(link, CorvaneLinkSource::deferred);

@@ -16,12 +16,12 @@ namespace corvane {
 
 /// The mutable state of one client, and how results reach the host.
 ///
-/// Usable from any thread. The lock guards every field below it and is held for copies and swaps only: never while
-/// a callback runs, is copied or destroyed, nor across a store access, a wait or a network call. So a callback may
-/// call anything of the client.
+/// Usable from any thread. The lock guards every field below it and is held for copies and swaps only: never
+/// while a callback runs, is copied or destroyed, nor across a store access, a wait or a network call. So a
+/// callback may call anything of the client.
 ///
-/// Callbacks run on the main thread. State is up to date before one is called, and what it throws goes through.
-/// Callbacks that are left when the client dies are handed to the main thread to die there.
+/// Callbacks run on the main thread. State is up to date before one is called, and what it throws goes
+/// through. Callbacks that are left when the client dies are handed to the main thread to die there.
 class ClientCore {
  public:
   using AttributionCallback = std::function<void(const CorvaneAttribution&)>;

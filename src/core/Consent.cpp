@@ -9,7 +9,9 @@ ConsentState Consent::consentState() const {
   return flagStore->boolForKey(keys::consentGranted) ? ConsentState::granted : ConsentState::denied;
 }
 
-bool Consent::hasConsent() const { return !required || consentState() == ConsentState::granted; }
+bool Consent::hasConsent() const {
+  return !required || consentState() == ConsentState::granted;
+}
 
 void Consent::store(bool isGranted) const {
   flagStore->setBool(true, keys::consentSet);

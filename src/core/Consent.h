@@ -8,15 +8,16 @@ namespace corvane {
 
 enum class ConsentState { notSet, granted, denied };
 
-/// The user's stored answer, and what it means for this client. Reads the store on every call, so that it reflects
-/// the latest answer of any client and of earlier runs. Usable from any thread.
+/// The user's stored answer, and what it means for this client. Reads the store on every call, so that it
+/// reflects the latest answer of any client and of earlier runs. Usable from any thread.
 struct Consent {
   std::shared_ptr<FlagStore> flagStore;
   bool required = false;
 
   ConsentState consentState() const;
 
-  /// Whether counting and recording are allowed: always where consent is not required, otherwise only when granted.
+  /// Whether counting and recording are allowed: always where consent is not required, otherwise only when
+  /// granted.
   bool hasConsent() const;
 
   void store(bool isGranted) const;

@@ -9,7 +9,8 @@
 using corvane::TaskWaiting;
 
 template <class T>
-CorvaneTask<T>::CorvaneTask(std::shared_ptr<corvane::TaskState<T>> state) noexcept : state_(std::move(state)) {}
+CorvaneTask<T>::CorvaneTask(std::shared_ptr<corvane::TaskState<T>> state) noexcept
+    : state_(std::move(state)) {}
 
 template <class T>
 CorvaneTask<T>::CorvaneTask(const CorvaneTask&) noexcept = default;

@@ -94,6 +94,8 @@ boost::asio::awaitable<void> MainThread::call(std::function<void()> run) const {
   co_await suspendUntil(std::move(start));
 }
 
-void MainThread::releaseCallers() { Turn::releaseAll(); }
+void MainThread::releaseCallers() {
+  Turn::releaseAll();
+}
 
 }  // namespace corvane

@@ -17,12 +17,13 @@ class MainThread {
  public:
   explicit MainThread(std::weak_ptr<CorvaneExecutor> executor) : executor_(std::move(executor)) {}
 
-  /// Runs `run` later on the main thread, never inside this call; or `refused`, on whatever thread it is, when
-  /// the executor is gone, throws, or destroys the function without running it. Exactly one of the two, once.
+  /// Runs `run` later on the main thread, never inside this call; or `refused`, on whatever thread it is,
+  /// when the executor is gone, throws, or destroys the function without running it. Exactly one of the two,
+  /// once.
   void post(std::function<void()> run, std::function<void()> refused = {}) const;
 
-  /// Runs `run` on the main thread and suspends the calling task until it has returned, thrown or been refused.
-  /// What it throws leaves through the executor.
+  /// Runs `run` on the main thread and suspends the calling task until it has returned, thrown or been
+  /// refused. What it throws leaves through the executor.
   boost::asio::awaitable<void> call(std::function<void()> run) const;
 
   /// Null when it is gone.

@@ -23,7 +23,8 @@ asio::awaitable<void> run(Body<void> body) {
 std::function<void()> spawn(const std::shared_ptr<Background>& background, Body<void> body) {
   // Touched on the background thread only, and kept until the body ends.
   const auto signal = std::make_shared<asio::cancellation_signal>();
-  // Entered by a post: on the executor's own thread co_spawn would run the body inline up to its first suspension.
+  // Entered by a post: on the executor's own thread co_spawn would run the body inline up to its first
+  // suspension.
   background->post([executor = background->executor(), signal, body = std::move(body)]() mutable {
     auto keepSignal = [signal](const std::exception_ptr&) {};
     asio::co_spawn(executor, run(std::move(body)), asio::bind_cancellation_slot(signal->slot(), keepSignal));

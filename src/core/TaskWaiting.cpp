@@ -13,8 +13,8 @@ bool TaskWaiting::isDone() const {
 }
 
 bool TaskWaiting::waitUntil(Clock::time_point deadline) {
-  // Held only while it is asked: where this was the last reference, what waits in the executor, perhaps the rest
-  // of this very operation, is refused only when it goes.
+  // Held only while it is asked: where this was the last reference, what waits in the executor, perhaps the
+  // rest of this very operation, is refused only when it goes.
   if (const auto executor = main_.executor(); executor && executor->isCurrentThread() && !isDone()) {
     auto* const queue = dynamic_cast<CorvaneMainQueue*>(executor.get());
     if (queue == nullptr)
@@ -44,9 +44,8 @@ void TaskWaiting::onCompletion(std::function<void()> continuation) {
 
 void TaskWaiting::continueOnMain(std::function<void(bool delivered)> continuation) {
   auto shared = std::make_shared<std::function<void(bool)>>(std::move(continuation));
-  onCompletion([main = main_, shared] {
-    main.post([shared] { (*shared)(true); }, [shared] { (*shared)(false); });
-  });
+  onCompletion(
+      [main = main_, shared] { main.post([shared] { (*shared)(true); }, [shared] { (*shared)(false); }); });
 }
 
 void TaskWaiting::setCanceller(std::function<void()> canceller) {

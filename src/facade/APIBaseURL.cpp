@@ -2,6 +2,8 @@
 
 namespace corvane {
 
-std::string defaultAPIBaseURL() { return CORVANE_API_BASE_URL; }
+std::string defaultAPIBaseURL() {
+  return CORVANE_API_BASE_URL;
+}
 
 }  // namespace corvane

@@ -15,8 +15,8 @@
 #include "foundation/FlagStore.h"
 #include "foundation/PasteboardReading.h"
 
-/// What a client is made of. None of it changes after construction; what is mutable is inside `core` and behind its
-/// lock.
+/// What a client is made of. None of it changes after construction; what is mutable is inside `core` and
+/// behind its lock.
 struct Corvane::Client {
   const CorvaneOptions options;
   const corvane::CorvaneLogger logger;

@@ -26,8 +26,8 @@ std::shared_ptr<HTTPClient> makeHTTPClient(double requestTimeout) {
   configuration.timeoutIntervalForRequest = requestTimeout;
   configuration.timeoutIntervalForResource = requestTimeout;
   configuration.waitsForConnectivity = true;
-  return std::make_shared<platform::URLSessionHTTPClient>(std::make_shared<platform::URLSession>(configuration),
-                                                          platform::processBackground()->executor());
+  return std::make_shared<platform::URLSessionHTTPClient>(
+      std::make_shared<platform::URLSession>(configuration), platform::processBackground()->executor());
 }
 
 /// The verdict of an earlier launch; one that cannot be read counts as none.
@@ -81,16 +81,16 @@ std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions 
   const auto executor = mainExecutor(platform);
   const auto core = std::make_shared<ClientCore>(MainThread(executor), storedAttribution(*flags));
   const Consent consent{flags, options.requireConsent};
-  const auto installTracking = std::make_shared<InstallTracking>(InstallTracking::Collaborators{
-      .core = core,
-      .api = api,
-      .logger = logger,
-      .deviceInfo = info,
-      .deviceId = deviceId,
-      .flagStore = flags,
-      .consent = consent,
-      .clickToken = {options.clickTokenSource, flags, pasteboard, logger},
-      .eventQueue = queue});
+  const auto installTracking = std::make_shared<InstallTracking>(
+      InstallTracking::Collaborators{.core = core,
+                                     .api = api,
+                                     .logger = logger,
+                                     .deviceInfo = info,
+                                     .deviceId = deviceId,
+                                     .flagStore = flags,
+                                     .consent = consent,
+                                     .clickToken = {options.clickTokenSource, flags, pasteboard, logger},
+                                     .eventQueue = queue});
   return std::make_unique<Corvane::Client>(Corvane::Client{std::move(options), logger, api, identity, info,
                                                            deviceId, flags, queue, pasteboard, executor, core,
                                                            consent, installTracking});

@@ -16,8 +16,8 @@ std::shared_ptr<platform::UserDefaults> standardUserDefaults(const CorvanePlatfo
 /// The main executor that `platform` names, or the library's own queue.
 std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform);
 
-/// Puts a client together: the composition root, the one place where the flows meet the platform. Reads and writes
-/// the preferences, sends nothing, cannot fail.
+/// Puts a client together: the composition root, the one place where the flows meet the platform. Reads and
+/// writes the preferences, sends nothing, cannot fail.
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
                                              const CorvanePlatform& platform);
 

@@ -44,11 +44,17 @@ std::shared_ptr<Corvane> Corvane::configure(std::string_view apiKey, CorvaneOpti
   return made;
 }
 
-std::shared_ptr<Corvane> Corvane::shared() { return sharedClient().get(); }
+std::shared_ptr<Corvane> Corvane::shared() {
+  return sharedClient().get();
+}
 
-void Corvane::setShared(std::shared_ptr<Corvane> client) { sharedClient().set(std::move(client)); }
+void Corvane::setShared(std::shared_ptr<Corvane> client) {
+  sharedClient().set(std::move(client));
+}
 
-void Corvane::setPlatform(CorvanePlatform platform) { currentPlatform().set(std::move(platform)); }
+void Corvane::setPlatform(CorvanePlatform platform) {
+  currentPlatform().set(std::move(platform));
+}
 
 void Corvane::resetForTesting() {
   const auto defaults = corvane::standardUserDefaults(currentPlatform().get());
@@ -56,23 +62,36 @@ void Corvane::resetForTesting() {
   for (const auto key : {keys::installTracked, keys::deferredRouted, keys::lastAttribution, keys::eventQueue,
                          keys::consentSet, keys::consentGranted, keys::deviceId})
     defaults->removeObjectForKey(full(key));
-  corvane::writeToStandardOutput("[Corvane] Reset for testing — next launch will send a fresh install event\n");
+  corvane::writeToStandardOutput(
+      "[Corvane] Reset for testing — next launch will send a fresh install event\n");
 }
 
 Corvane::Corvane(std::unique_ptr<Client> client) : client_(std::move(client)) {}
 Corvane::~Corvane() = default;
 
-const CorvaneOptions& Corvane::options() const noexcept { return client_->options; }
+const CorvaneOptions& Corvane::options() const noexcept {
+  return client_->options;
+}
 
-void Corvane::onAttribution(AttributionCallback callback) { client_->core->onAttribution(std::move(callback)); }
+void Corvane::onAttribution(AttributionCallback callback) {
+  client_->core->onAttribution(std::move(callback));
+}
 
-void Corvane::onLink(LinkCallback callback) { client_->core->onLink(std::move(callback)); }
+void Corvane::onLink(LinkCallback callback) {
+  client_->core->onLink(std::move(callback));
+}
 
-void Corvane::onError(ErrorCallback callback) { client_->core->onError(std::move(callback)); }
+void Corvane::onError(ErrorCallback callback) {
+  client_->core->onError(std::move(callback));
+}
 
-std::optional<CorvaneAttribution> Corvane::lastAttribution() const { return client_->core->lastAttribution(); }
+std::optional<CorvaneAttribution> Corvane::lastAttribution() const {
+  return client_->core->lastAttribution();
+}
 
-std::optional<CorvaneDeepLink> Corvane::lastDeepLink() const { return client_->core->lastDeepLink(); }
+std::optional<CorvaneDeepLink> Corvane::lastDeepLink() const {
+  return client_->core->lastDeepLink();
+}
 
 void Corvane::setConsent(bool isGranted) {
   client_->consent.store(isGranted);
@@ -86,7 +105,9 @@ void Corvane::setConsent(bool isGranted) {
   client_->eventQueue->flush(client_->api);
 }
 
-void Corvane::trackInstall(bool force) { client_->installTracking->trackInstall(force); }
+void Corvane::trackInstall(bool force) {
+  client_->installTracking->trackInstall(force);
+}
 
 void Corvane::trackInstall(std::string_view clickToken, bool force) {
   client_->installTracking->trackInstall(std::string(clickToken), force);

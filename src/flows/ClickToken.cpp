@@ -33,9 +33,8 @@ std::optional<std::string> ClickToken::automaticClickToken() const {
 
 std::optional<std::string> ClickToken::handedInClickToken(std::string_view text) const {
   if (source != CorvaneClickTokenSource::none) return extractClickToken(text);
-  logger.info([] {
-    return "clickTokenSource is .none — ignoring the pasted token; install stays probabilistic";
-  });
+  logger.info(
+      [] { return "clickTokenSource is .none — ignoring the pasted token; install stays probabilistic"; });
   return std::nullopt;
 }
 

@@ -12,8 +12,8 @@
 
 namespace corvane {
 
-/// The token of the leftmost "cv_click=" that is followed by 32 lower-case hexadecimal digits: those digits. In
-/// linear time, without recursion, whatever the text.
+/// The token of the leftmost "cv_click=" that is followed by 32 lower-case hexadecimal digits: those digits.
+/// In linear time, without recursion, whatever the text.
 std::optional<std::string> findClickToken(std::string_view text);
 
 /// Where the first launch gets its click token from. Used on the background thread.

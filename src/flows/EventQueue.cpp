@@ -21,10 +21,11 @@ void EventQueue::flush(const CorvaneAPI& api) {
   }
   if (snapshot.empty()) return;
   logger.debug([&] { return "Flushing " + std::to_string(snapshot.size()) + " queued event(s)"; });
-  spawn(api.background, [weak = weak_from_this(), snapshot = std::move(snapshot), api]() -> asio::awaitable<void> {
-    const auto queue = weak.lock();
-    if (queue) co_await queue->resend(snapshot, api);
-  });
+  spawn(api.background,
+        [weak = weak_from_this(), snapshot = std::move(snapshot), api]() -> asio::awaitable<void> {
+          const auto queue = weak.lock();
+          if (queue) co_await queue->resend(snapshot, api);
+        });
 }
 
 asio::awaitable<void> EventQueue::resend(std::vector<Entry> snapshot, CorvaneAPI api) {

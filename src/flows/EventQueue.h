@@ -14,8 +14,8 @@ namespace corvane {
 
 /// The persistent queue of events that were not delivered. Held by its client and by a running flush.
 ///
-/// Usable from any thread. `lock` spans each read-modify-write of the stored bytes; no network call is made and
-/// nothing of the host runs while it is held.
+/// Usable from any thread. `lock` spans each read-modify-write of the stored bytes; no network call is made
+/// and nothing of the host runs while it is held.
 class EventQueue : public std::enable_shared_from_this<EventQueue> {
  public:
   struct Entry {
@@ -28,8 +28,8 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
 
   EventQueue(std::shared_ptr<FlagStore> store, std::string key, CorvaneLogger logger);
 
-  /// Resends a snapshot of the entries in the background, one after the other in their order, each with its own
-  /// id; delivered ones are removed. Nothing is reported to the host. Does not wait for another flush.
+  /// Resends a snapshot of the entries in the background, one after the other in their order, each with its
+  /// own id; delivered ones are removed. Nothing is reported to the host. Does not wait for another flush.
   void flush(const CorvaneAPI& api);
 
   /// Removes every entry.

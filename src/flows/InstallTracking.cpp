@@ -25,8 +25,8 @@ CorvaneTask<CorvaneAttribution> InstallTracking::trackInstallAsync(bool force) {
 }
 
 CorvaneTask<CorvaneAttribution> InstallTracking::trackInstallAsync(std::string text, bool force) {
-  return startAwaited([text = std::move(text)](const ClickToken& token) { return token.handedInClickToken(text); },
-                      force);
+  return startAwaited(
+      [text = std::move(text)](const ClickToken& token) { return token.handedInClickToken(text); }, force);
 }
 
 void InstallTracking::startDetached(TokenSource source, bool force) {
@@ -140,8 +140,8 @@ void InstallTracking::persistAttribution(const CorvaneAttribution& attribution) 
   c.flagStore->setData(data, keys::lastAttribution);
 }
 
-/// Counts the install where it may be counted, and decides whether the deferred link is to be routed: the first
-/// time that there is one, with or without consent.
+/// Counts the install where it may be counted, and decides whether the deferred link is to be routed: the
+/// first time that there is one, with or without consent.
 bool InstallTracking::decideRouting(const CorvaneAttribution& attribution, const Token& token, bool consent,
                                     bool routed) {
   const auto& link = attribution.deepLink();

@@ -18,9 +18,10 @@ namespace corvane {
 
 /// Reports the first launch, once per installation, and acts on the verdict.
 ///
-/// The four public forms are called from any thread and return at once; everything else runs on the background
-/// executor. Background work holds this object, and with it the client, weakly until it runs and strongly while it
-/// does. One run is in flight at most; it is a task of its own, which callers share and none of them can stop.
+/// The four public forms are called from any thread and return at once; everything else runs on the
+/// background executor. Background work holds this object, and with it the client, weakly until it runs and
+/// strongly while it does. One run is in flight at most; it is a task of its own, which callers share and
+/// none of them can stop.
 class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
  public:
   /// What the client hands to this flow.

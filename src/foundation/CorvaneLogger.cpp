@@ -23,9 +23,7 @@ std::string_view prefix(CorvaneLogLevel level) {
 /// How many bytes at `at` are one line-breaking or control character: the C0 set and DEL, and in UTF-8 the C1
 /// set, U+2028 and U+2029.
 std::size_t controlLength(std::string_view text, std::size_t at) {
-  const auto byte = [&](std::size_t i) {
-    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
-  };
+  const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
   const unsigned first = byte(at);
   if (first < 0x20 || first == 0x7F) return 1;
   if (first == 0xC2 && byte(at + 1) >= 0x80 && byte(at + 1) <= 0x9F) return 2;
@@ -53,7 +51,8 @@ std::string singleLine(std::string_view message) {
   for (std::size_t at = 0; at < message.size();) {
     const std::size_t control = controlLength(message, at);
     if (control == 0) line += message[at++];
-    for (const std::size_t end = at + control; control != 0 && at < end; ++at) appendVisible(line, message[at]);
+    for (const std::size_t end = at + control; control != 0 && at < end; ++at)
+      appendVisible(line, message[at]);
   }
   return line;
 }

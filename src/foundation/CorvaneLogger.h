@@ -7,16 +7,16 @@
 
 namespace corvane {
 
-/// Decides whether a line is written, and writes it. An immutable value, copied into every component that logs;
-/// usable from any thread.
+/// Decides whether a line is written, and writes it. An immutable value, copied into every component that
+/// logs; usable from any thread.
 struct CorvaneLogger {
   bool enabled = false;
   CorvaneLogLevel minimumLevel = CorvaneLogLevel::none;
 
   bool admits(CorvaneLogLevel level) const noexcept { return enabled && minimumLevel <= level; }
 
-  /// Writes one line at `level` when it is admitted. `message` is a callable that gives the text, and is called
-  /// only then: a line that is not admitted costs no string work.
+  /// Writes one line at `level` when it is admitted. `message` is a callable that gives the text, and is
+  /// called only then: a line that is not admitted costs no string work.
   template <class Message>
   void log(CorvaneLogLevel level, const Message& message) const {
     if (admits(level)) write(level, message());

@@ -17,8 +17,8 @@ std::string urlPath(std::string_view url);
 
 using QueryItem = std::pair<std::string, std::string>;
 
-/// The URL with `items` as its query, in their order, everything but RFC 3986's unreserved characters encoded. No
-/// items give no query. None when the text is not a URL.
+/// The URL with `items` as its query, in their order, everything but RFC 3986's unreserved characters
+/// encoded. No items give no query. None when the text is not a URL.
 std::optional<std::string> urlWithQuery(std::string_view url, const std::vector<QueryItem>& items);
 
 }  // namespace corvane

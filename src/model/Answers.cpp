@@ -34,7 +34,9 @@ CorvaneDeepLink::Map mapOf(std::optional<CustomData> data) {
 
 }  // namespace
 
-DeepLinkDTO decodeDeepLink(std::string_view bytes) { return readDeepLink(json::parseObject(bytes)); }
+DeepLinkDTO decodeDeepLink(std::string_view bytes) {
+  return readDeepLink(json::parseObject(bytes));
+}
 
 EventResultDTO decodeEventResult(std::string_view bytes) {
   const json::Value object = json::parseObject(bytes);

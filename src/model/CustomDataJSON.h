@@ -5,8 +5,8 @@
 
 namespace corvane {
 
-/// Reads an object of scalars; `null` is an empty map. One member that is an object or an array makes the whole
-/// fail.
+/// Reads an object of scalars; `null` is an empty map. One member that is an object or an array makes the
+/// whole fail.
 CustomData readCustomData(const json::Value& value);
 
 }  // namespace corvane

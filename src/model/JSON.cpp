@@ -82,7 +82,8 @@ std::optional<std::int64_t> optionalInteger(const Value& object, const char* nam
   if (value == nullptr) return std::nullopt;
   if (value->is_number_unsigned()) {
     const auto number = value->get<std::uint64_t>();
-    if (number <= std::uint64_t{std::numeric_limits<std::int64_t>::max()}) return static_cast<std::int64_t>(number);
+    if (number <= std::uint64_t{std::numeric_limits<std::int64_t>::max()})
+      return static_cast<std::int64_t>(number);
   } else if (value->is_number_integer()) {
     return value->get<std::int64_t>();
   } else if (value->is_number_float()) {

@@ -10,9 +10,10 @@
 
 /// The JSON rules that all messages share. Included by the codecs only: the JSON library stays behind them.
 ///
-/// Reading is strict: UTF-8 throughout, no value of another type taken for the one expected, no nesting deeper
-/// than 64. A member that is `null` reads as absent. Names that no codec asks for are ignored; of a name that
-/// stands twice one value is kept. Every function throws `DecodingFailure` or `EncodingFailure` and nothing else.
+/// Reading is strict: UTF-8 throughout, no value of another type taken for the one expected, no nesting
+/// deeper than 64. A member that is `null` reads as absent. Names that no codec asks for are ignored; of a
+/// name that stands twice one value is kept. Every function throws `DecodingFailure` or `EncodingFailure` and
+/// nothing else.
 namespace corvane::json {
 
 using Value = nlohmann::json;

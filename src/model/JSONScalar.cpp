@@ -31,6 +31,8 @@ std::string decimalText(double number) {
   return digits;
 }
 
-std::string textOf(const JSONScalar& scalar) { return std::visit(TextOf{}, scalar); }
+std::string textOf(const JSONScalar& scalar) {
+  return std::visit(TextOf{}, scalar);
+}
 
 }  // namespace corvane

@@ -8,7 +8,8 @@
 namespace corvane {
 
 std::string encode(const InstallRequest& request) {
-  json::Value object{{"identifier", request.identifier}, {"platform", request.platform}, {"consent", request.consent}};
+  json::Value object{
+      {"identifier", request.identifier}, {"platform", request.platform}, {"consent", request.consent}};
   json::putIfPresent(object, "clickId", request.clickId);
   json::putIfPresent(object, "deviceId", request.deviceId);
   return json::write(object);
@@ -24,7 +25,9 @@ std::string encode(const OpenRequest& request) {
   return json::write(object);
 }
 
-std::string encode(const EventRequest& request) { return json::write(toJSON(request)); }
+std::string encode(const EventRequest& request) {
+  return json::write(toJSON(request));
+}
 
 json::Value toJSON(const EventRequest& request) {
   if (request.value && !std::isfinite(*request.value)) throw EncodingFailure("value: not a finite number");

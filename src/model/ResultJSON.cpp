@@ -48,7 +48,9 @@ CorvaneDeepLink readDeepLink(const json::Value& object) {
 
 }  // namespace
 
-std::string encode(const CorvaneDeepLink& link) { return json::write(toJSON(link)); }
+std::string encode(const CorvaneDeepLink& link) {
+  return json::write(toJSON(link));
+}
 
 std::string encode(const CorvaneAttribution& attribution) {
   json::Value object{{"attributed", attribution.attributed()}};
@@ -63,7 +65,9 @@ std::string encode(const CorvaneEventResult& result) {
   return json::write(object);
 }
 
-CorvaneDeepLink decodeStoredDeepLink(std::string_view bytes) { return readDeepLink(json::parseObject(bytes)); }
+CorvaneDeepLink decodeStoredDeepLink(std::string_view bytes) {
+  return readDeepLink(json::parseObject(bytes));
+}
 
 CorvaneAttribution decodeStoredAttribution(std::string_view bytes) {
   const json::Value object = json::parseObject(bytes);

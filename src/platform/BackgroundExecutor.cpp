@@ -22,7 +22,9 @@ BackgroundExecutor::~BackgroundExecutor() {
   if (thread_.joinable()) thread_.join();
 }
 
-asio::any_io_executor BackgroundExecutor::executor() const { return context_.get_executor(); }
+asio::any_io_executor BackgroundExecutor::executor() const {
+  return context_.get_executor();
+}
 
 void BackgroundExecutor::post(std::function<void()> function) {
   const std::lock_guard lock(mutex_);

@@ -12,7 +12,8 @@
 
 namespace corvane::platform {
 
-/// The process's background executor: one thread with all signals blocked, asleep while there is nothing to do.
+/// The process's background executor: one thread with all signals blocked, asleep while there is nothing to
+/// do.
 ///
 /// The one of the process is never destroyed, so that a thread which still works at the end finds it.
 class BackgroundExecutor final : public Background {
@@ -24,9 +25,9 @@ class BackgroundExecutor final : public Background {
   void post(std::function<void()> function) override;
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override;
 
-  /// Ends every wait as `exiting`, runs what is ready and what that makes ready, and joins the thread. Work that
-  /// does not end within `bound`, because host code in it blocks, is left behind. Later posts are refused. Called
-  /// at most once, not on the background thread.
+  /// Ends every wait as `exiting`, runs what is ready and what that makes ready, and joins the thread. Work
+  /// that does not end within `bound`, because host code in it blocks, is left behind. Later posts are
+  /// refused. Called at most once, not on the background thread.
   void shutDown(std::chrono::milliseconds bound);
 
  private:

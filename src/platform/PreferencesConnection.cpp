@@ -161,8 +161,7 @@ void PreferencesConnection::openHandle(const std::filesystem::path& file) {
   const int code = sqlite3_open_v2(name.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(opened);
   check(code);
-  // What a damaged or forged file may cost: no value above the limit, and no function of the host's in its
-  // schema.
+  // What a forged file may cost: no value above the limit, and none of the host's functions is called.
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, static_cast<int>(PreferencesDatabase::maximumSize + 4096));
   sqlite3_busy_handler(opened, &PreferencesConnection::waitForHolder, this);
   execute("PRAGMA trusted_schema = OFF");
@@ -174,8 +173,8 @@ bool PreferencesConnection::isEmpty() const {
          number("SELECT count(*) FROM sqlite_schema") == 0;
 }
 
-/// Another program may set the same file up: the second sees inside its transaction that nothing is left to
-/// do.
+/// Another program may do the same at the same time: the second finds nothing left to do, inside its
+/// transaction.
 void PreferencesConnection::setUp() const {
   // Outside the transaction, as SQLite wants it. It fails while somebody else has the empty file open, which
   // is no harm: the next connection makes up for it.

@@ -24,16 +24,17 @@ ProcessRuntime* runtime = nullptr;
 
 void endAtExit() {
   if (runtime->process != getpid()) return;
-  // The transport runs no code of the host, so it always ends soon; on a busy machine it may first have to read the
-  // certificate authorities of each handshake. It must not be left behind: OpenSSL cleans up next, under its feet.
+  // The transport runs no code of the host, so it always ends soon; on a busy machine it may first have to
+  // read the certificate authorities of each handshake. It must not be left behind: OpenSSL cleans up next,
+  // under its feet.
   Transport::shared().shutDown(5s);
   // The background thread may be inside host code that does not return.
   runtime->executor->shutDown(200ms);
 }
 
 ProcessRuntime* makeRuntime() {
-  // Initialises libcurl, and OpenSSL with it, which registers an exit hook of its own. Ours is registered after it
-  // and so runs before it.
+  // Initialises libcurl, and OpenSSL with it, which registers an exit hook of its own. Ours is registered
+  // after it and so runs before it.
   Transport::shared();
   auto executor = std::make_shared<BackgroundExecutor>();
   runtime = new ProcessRuntime{getpid(), executor, executor};

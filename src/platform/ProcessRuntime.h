@@ -9,8 +9,8 @@ namespace corvane::platform {
 /// The background executor of the process, made on first use together with the transport and the exit hook.
 ///
 /// At `exit`, or the return from `main`, the hook ends every exchange and every wait as a failure, lets what
-/// follows from that run, and ends both threads, within a bound. In a forked child it does nothing: the threads
-/// are not there.
+/// follows from that run, and ends both threads, within a bound. In a forked child it does nothing: the
+/// threads are not there.
 const std::shared_ptr<Background>& processBackground();
 
 }  // namespace corvane::platform

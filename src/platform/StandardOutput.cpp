@@ -11,8 +11,8 @@
 namespace corvane {
 namespace {
 
-/// Keeps SIGPIPE from the calling thread while it lives, and takes back the one that a write raised meanwhile.
-/// A SIGPIPE that was already pending is the host's and stays.
+/// Keeps SIGPIPE from the calling thread while it lives, and takes back the one that a write raised
+/// meanwhile. A SIGPIPE that was already pending is the host's and stays.
 class SigpipeGuard {
  public:
   SigpipeGuard() {

@@ -8,8 +8,8 @@
 
 namespace corvane::platform {
 
-/// The pasteboard that the host supplies; without one, a pasteboard that holds no text. What the host's throws
-/// counts as no text.
+/// The pasteboard that the host supplies; without one, a pasteboard that holds no text. What the host's
+/// throws counts as no text.
 class SystemPasteboard final : public PasteboardReading {
  public:
   explicit SystemPasteboard(std::shared_ptr<CorvanePasteboard> general) : general_(std::move(general)) {}

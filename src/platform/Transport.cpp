@@ -42,7 +42,12 @@ CURLcode initialiseLibcurl() {
 }  // namespace
 
 Transport& Transport::shared() {
-  static Transport* const transport = new Transport;
+  static Transport* const transport = [] {
+    auto* const made = new Transport;
+    pthread_atfork([] { shared().working_.lock(); }, [] { shared().working_.unlock(); },
+                   [] { shared().working_.unlock(); });
+    return made;
+  }();
   return *transport;
 }
 
@@ -124,19 +129,26 @@ bool Transport::shutDown(std::chrono::milliseconds bound) {
 void Transport::run() {
   pthread_setname_np(pthread_self(), "corvane-http");
   std::string leaving;
-  while (leaving.empty()) {
+  for (;;) {
     Mail mail;
     {
       const std::lock_guard lock(mutex_);
       std::swap(mail, mail_);
       leaving = refusal_;
     }
+    std::unique_lock working(working_);
     for (auto& exchange : mail.begun) loop_->enqueue(std::move(exchange));
     for (const ExchangeID exchange : mail.cancelled) loop_->cancel(exchange);
-    if (leaving.empty()) loop_->turn();
+    if (!leaving.empty()) break;
+    loop_->work();
+    working.unlock();
+    loop_->sleep();
   }
-  loop_->abandon(leaving);
-  loop_.reset();
+  {
+    const std::lock_guard working(working_);
+    loop_->abandon(leaving);
+    loop_.reset();
+  }
   const std::lock_guard lock(mutex_);
   threadEnded_ = true;
   threadEnd_.notify_all();

@@ -64,6 +64,11 @@ class Transport {
   void startThread();
   void run();
 
+  /// Held by the thread except while it sleeps, and by a fork: the child would inherit for ever the locks of
+  /// libcurl and OpenSSL that the thread holds while it works, and hang in OpenSSL's exit hook. Completions
+  /// run under it, and so must not wait for anything else that a fork locks.
+  std::mutex working_;
+
   std::mutex mutex_;
   Mail mail_;                 // under mutex_
   ExchangeID lastID_ = 0;     // under mutex_

@@ -29,7 +29,7 @@ void TransportLoop::cancel(std::uint64_t id) {
   }
 }
 
-void TransportLoop::turn() {
+void TransportLoop::work() {
   int running = 0;
   if (const CURLMcode code = curl_multi_perform(multi_.get(), &running); code != CURLM_OK) {
     failActive(curl_multi_strerror(code));
@@ -38,7 +38,6 @@ void TransportLoop::turn() {
   takeNotices();
   expireWaiting();
   admitFromLine();
-  sleep();
 }
 
 void TransportLoop::abandon(const std::string& reason) {

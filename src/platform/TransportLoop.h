@@ -37,7 +37,7 @@ class TransportLoop {
   /// nothing else may be called.
   bool isUsable() const { return multi_ && curl_multi_wakeup(multi_.get()) == CURLM_OK; }
 
-  /// Makes the current or the next `turn` return soon. Any thread.
+  /// Makes the current or the next `sleep` return soon. Any thread.
   void wake() { curl_multi_wakeup(multi_.get()); }
 
   /// Puts an exchange at the end of the line.
@@ -46,8 +46,11 @@ class TransportLoop {
   /// Completes the exchange as cancelled, in the line or in flight; without effect when it is neither.
   void cancel(std::uint64_t id);
 
-  /// Does what is due, then sleeps until there is more or `wake` is called.
-  void turn();
+  /// Does what is due.
+  void work();
+
+  /// Sleeps until there is more to do or `wake` is called.
+  void sleep();
 
   /// Completes everything with `reason`. The connections close with the loop.
   void abandon(const std::string& reason);
@@ -67,7 +70,6 @@ class TransportLoop {
   bool awaitConnectivity(TransportExchange& exchange);
   void takeNotices();
   void expireWaiting();
-  void sleep();
   void failActive(const std::string& reason);
   void complete(TransportExchange& exchange, URLSessionResult result);
   std::vector<TransportExchange*> waiting() const;

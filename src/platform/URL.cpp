@@ -9,7 +9,9 @@ namespace corvane {
 
 namespace urls = boost::urls;
 
-bool isURL(std::string_view text) { return urls::parse_uri(text).has_value(); }
+bool isURL(std::string_view text) {
+  return urls::parse_uri(text).has_value();
+}
 
 std::string urlPath(std::string_view url) {
   const auto parsed = urls::parse_uri(url);

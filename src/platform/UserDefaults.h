@@ -13,8 +13,7 @@
 
 namespace corvane::platform {
 
-/// The application's preferences: text keys to typed values, in one SQLite file that several processes may
-/// share.
+/// The application's preferences: text keys to typed values, in one SQLite file that processes may share.
 ///
 /// A read sees every earlier write of any process; a write is synced when it returns. Where the file cannot
 /// be written, the value lives in memory, where this process reads it, and each later write tries the file
@@ -52,8 +51,8 @@ class UserDefaults {
   void setBool(bool value, std::string_view key);
   void removeObjectForKey(std::string_view key);
 
-  /// Tries to write what waits in memory; true when nothing waits any more, so that every earlier write is
-  /// synced.
+  /// Tries to write what waits in memory; true when nothing waits any more: every earlier write is synced.
+  /// Waits the full 200 ms for another holder, whatever happened before.
   bool synchronize();
 
   /// Names who is told, replacing whoever was named before. One problem is told in the life of the object: a

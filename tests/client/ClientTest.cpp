@@ -10,6 +10,7 @@
 #include "corvane.h"
 #include "platform/UserDefaults.h"
 #include "support/CapturedOutput.h"
+#include "support/DetachedCoroutine.h"
 #include "support/ManualExecutor.h"
 #include "support/SandboxProcess.h"
 
@@ -19,6 +20,7 @@ namespace {
 using nlohmann::json;
 using test::SandboxProcess;
 using testing::CapturedOutput;
+using testing::DetachedCoroutine;
 using testing::ManualExecutor;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
@@ -57,7 +59,8 @@ struct Application : ::testing::Test {
 
   std::shared_ptr<Corvane> launch() {
     auto client = Corvane::configure("cv_test_1", options);
-    client->onAttribution([this](const CorvaneAttribution& a) { note(a.attributed() ? "attributed" : "organic"); });
+    client->onAttribution(
+        [this](const CorvaneAttribution& a) { note(a.attributed() ? "attributed" : "organic"); });
     client->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource) { note(link.path()); });
     client->onError([this](const std::exception& error) { note(error.what()); });
     return client;
@@ -74,7 +77,9 @@ struct Application : ::testing::Test {
     return std::exchange(calls, {});
   }
 
-  std::shared_ptr<platform::UserDefaults> stored() const { return platform::UserDefaults::open(platform.preferencesFile); }
+  std::shared_ptr<platform::UserDefaults> stored() const {
+    return platform::UserDefaults::open(platform.preferencesFile);
+  }
 
   std::filesystem::path folder;
   CorvanePlatform platform;
@@ -88,7 +93,10 @@ struct ApplicationWithBackend : Application {
   void SetUp() override {
     Application::SetUp();
     testing::useBackend(sandbox.baseURL());
-    sandbox.link({{"slug", "summer"}, {"deepLinkPath", "/offers/7"}, {"campaign", "Summer"}, {"customData", {{"price", 9.99}}}});
+    sandbox.link({{"slug", "summer"},
+                  {"deepLinkPath", "/offers/7"},
+                  {"campaign", "Summer"},
+                  {"customData", {{"price", 9.99}}}});
   }
 
   SandboxProcess sandbox;
@@ -136,17 +144,9 @@ TEST_F(ApplicationWithBackend, AFailureThatPassesIsTriedAgainAndOneThatStaysIsRe
 }
 
 TEST_F(ApplicationWithBackend, AResultCanBeAwaitedByACoroutineOnTheMainThread) {
-  struct Detached {
-    struct promise_type {
-      Detached get_return_object() { return {}; }
-      std::suspend_never initial_suspend() noexcept { return {}; }
-      std::suspend_never final_suspend() noexcept { return {}; }
-      void return_void() {}
-      void unhandled_exception() { std::terminate(); }
-    };
-  };
   const auto client = launch();
-  const auto program = [](std::shared_ptr<Corvane> corvane, ApplicationWithBackend* application) -> Detached {
+  const auto program = [](std::shared_ptr<Corvane> corvane,
+                          ApplicationWithBackend* application) -> DetachedCoroutine {
     const CorvaneTask<CorvaneAttribution> install = corvane->trackInstallAsync(false);
     const CorvaneAttribution verdict = co_await install;
     EXPECT_TRUE(application->queue->isCurrentThread());
@@ -176,7 +176,8 @@ TEST_F(Application, AKeyIsTakenWithoutTheBlanksAroundItAndAnEmptyOneIsRefused) {
   const auto first = Corvane::configure(" cv_1\n", options);
   EXPECT_EQ(Corvane::shared(), first);
   CapturedOutput output;
-  for (const char* key : {"", " \n", "\xE2\x80\xA8\xC2\xA0"}) EXPECT_THROW(Corvane::configure(key), CorvaneError) << key;
+  for (const char* key : {"", " \n", "\xE2\x80\xA8\xC2\xA0"})
+    EXPECT_THROW(Corvane::configure(key), CorvaneError) << key;
   EXPECT_EQ(Corvane::shared(), first);
   EXPECT_EQ(output.lines(), Lines());
 }
@@ -185,7 +186,8 @@ TEST_F(Application, ConfigureSaysWhereItSendsToWhenLoggingAdmitsIt) {
   testing::useBackend("http://127.0.0.1:1");
   CapturedOutput output;
   const auto client = Corvane::configure("cv_1", options);
-  const auto warned = Corvane::configure("cv_1", {.logEnabled = true, .logLevel = CorvaneLogLevel::warning, .autoTrackInstall = false});
+  const auto warned = Corvane::configure(
+      "cv_1", {.logEnabled = true, .logLevel = CorvaneLogLevel::warning, .autoTrackInstall = false});
   Corvane::configure("cv_1", {.autoTrackInstall = false});
   EXPECT_EQ(output.lines(), Lines{"[Corvane] [INFO] Configured — base URL: http://127.0.0.1:1"});
   EXPECT_EQ(warned->options().logLevel, CorvaneLogLevel::warning);
@@ -212,7 +214,8 @@ TEST_F(Application, AResetMakesTheNextClientAFreshInstallationAndLeavesThisOneAl
   const auto deviceId = stored()->stringForKey("io.corvane.device_id");
   CapturedOutput output;
   Corvane::resetForTesting();
-  EXPECT_EQ(output.lines(), Lines{"[Corvane] Reset for testing — next launch will send a fresh install event"});
+  EXPECT_EQ(output.lines(),
+            Lines{"[Corvane] Reset for testing — next launch will send a fresh install event"});
   EXPECT_EQ(client->lastAttribution()->id(), 5);
   for (const char* key : {"install_tracked", "deferred_routed", "consent_set", "consent_granted"})
     EXPECT_FALSE(stored()->boolForKey(std::string("io.corvane.") + key));
@@ -257,7 +260,8 @@ TEST_F(Application, APlaceThatCannotBeWrittenIsSaidOnceAndCostsNothingElse) {
   client->setConsent(false);
   client->setConsent(true);
   const Lines lines = output.lines();
-  EXPECT_EQ(std::ranges::count_if(lines, [](const auto& line) { return line.find("[WARN]") != line.npos; }), 1);
+  EXPECT_EQ(std::ranges::count_if(lines, [](const auto& line) { return line.find("[WARN]") != line.npos; }),
+            1);
   EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_granted"));
 }
 

@@ -10,8 +10,12 @@ std::string current = "http://127.0.0.1:1";
 
 namespace corvane {
 
-std::string defaultAPIBaseURL() { return current; }
+std::string defaultAPIBaseURL() {
+  return current;
+}
 
-void testing::useBackend(std::string baseURL) { current = std::move(baseURL); }
+void testing::useBackend(std::string baseURL) {
+  current = std::move(baseURL);
+}
 
 }  // namespace corvane

@@ -13,8 +13,7 @@ namespace corvane::testing {
 /// one that was deleted without a sync of its folder may come back. A sector of 512 bytes is written whole or
 /// not at all.
 ///
-/// Registered as SQLite's default by `install`, for the rest of the process; does nothing on its own until
-/// told.
+/// `install` makes it SQLite's default for the rest of the process. It does nothing of its own accord.
 namespace PowerLossVFS {
 
 void install();

@@ -84,8 +84,7 @@ class Child {
 bool becomeNobody(bool effectiveOnly = false);
 void becomeRoot();
 
-/// Drawn numbers that can be repeated: the seed is printed, and taken from CORVANE_TEST_SEED when that is
-/// set.
+/// Drawn numbers that can be repeated: the seed is printed, and CORVANE_TEST_SEED sets it.
 class Draw {
  public:
   explicit Draw(std::string_view test);

@@ -14,8 +14,8 @@
 
 namespace corvane::testing {
 
-/// The background executor with a fake clock: work runs on the test's thread, when the test says so, and waits end
-/// when the test advances time.
+/// The background executor with a fake clock: work runs on the test's thread, when the test says so, and
+/// waits end when the test advances time.
 class FakeBackground : public Background {
  public:
   boost::asio::any_io_executor executor() const override { return context_.get_executor(); }

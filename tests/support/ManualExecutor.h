@@ -8,7 +8,8 @@
 
 namespace corvane::testing {
 
-/// A main executor of a foreign toolkit, on one test thread: runs what is posted when the test says so, or drops it.
+/// A main executor of a foreign toolkit, on one test thread: runs what is posted when the test says so, or
+/// drops it.
 class ManualExecutor : public CorvaneExecutor {
  public:
   void post(std::function<void()> function) override {

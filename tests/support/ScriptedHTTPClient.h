@@ -15,8 +15,8 @@
 
 namespace corvane::testing {
 
-/// A transport that answers by script, in order, and keeps what was sent. An exchange for which there is no answer
-/// yet waits until `answer` is called.
+/// A transport that answers by script, in order, and keeps what was sent. An exchange for which there is no
+/// answer yet waits until `answer` is called.
 class ScriptedHTTPClient : public HTTPClient {
  public:
   using Answer = std::variant<HTTPResponse, CorvaneError>;

@@ -137,16 +137,18 @@ class Connectivity : public testing::Test {
   void SetUp() override {
     if (!kForbidden.empty()) GTEST_SKIP() << kForbidden;
     loseLoopback();
+    LookUps::makeLateKnown(false);
     server_.emplace(answerAlways);
   }
 
-  static URLSession waiting(double seconds) {
+  URLSession waiting(double seconds) {
     URLSessionConfiguration configuration = within(seconds);
     configuration.waitsForConnectivity = true;
-    return URLSession(configuration);
+    return URLSession(configuration, transport_);
   }
 
   std::optional<LoopbackServer> server_;
+  platform::Transport transport_;  // one a test, for it remembers what names stand for
 };
 
 TEST_F(Connectivity, AnExchangeWithoutANetworkWaitsForOne) {
@@ -177,18 +179,15 @@ TEST_F(Connectivity, CancellingEndsTheWait) {
 }
 
 TEST_F(Connectivity, ShuttingDownEndsTheWait) {
-  platform::Transport transport;
-  URLSessionConfiguration configuration = within(600);
-  configuration.waitsForConnectivity = true;
-  Exchange exchange = begin(URLSession(configuration, transport), {.url = server_->url()});
+  Exchange exchange = begin(waiting(600), {.url = server_->url()});
   awaitSubscriptions(1);
-  EXPECT_TRUE(transport.shutDown(std::chrono::seconds(10)));
+  EXPECT_TRUE(transport_.shutDown(std::chrono::seconds(10)));
   EXPECT_EQ(failure(exchange.result.get()), "the process is exiting");
   awaitSubscriptions(0);
 }
 
 TEST_F(Connectivity, WithoutTheWishToWaitItFailsAtOnce) {
-  EXPECT_NE(failure(run(URLSession(within(600)), {.url = server_->url()})), "");
+  EXPECT_NE(failure(run(URLSession(within(600), transport_), {.url = server_->url()})), "");
 }
 
 TEST_F(Connectivity, ANoticeThatDoesNotHelpIsFollowedByMoreWaiting) {
@@ -216,7 +215,7 @@ TEST_F(Connectivity, AFailedLookUpWaitsWhereOnlyLoopbackHasARoute) {
   EXPECT_FALSE(ConnectivityMonitor::hasRouteBeyondLoopback());
   Exchange exchange = begin(waiting(600), {.url = server_->url("/", "late.test")});
   awaitSubscriptions(1);
-  LookUps::announceLate();
+  LookUps::makeLateKnown(true);
   bring("lo", false);
   bring("lo", true);
   EXPECT_EQ(response(exchange.result.get()).statusCode, 200);

@@ -86,9 +86,9 @@ void LookUps::awaitSilent() {
   state().changed.wait(lock, [] { return state().hanging > 0; });
 }
 
-void LookUps::announceLate() {
+void LookUps::makeLateKnown(bool known) {
   const std::lock_guard lock(state().mutex);
-  state().lateIsKnown = true;
+  state().lateIsKnown = known;
 }
 
 }  // namespace corvane::test

@@ -9,7 +9,7 @@ namespace corvane::test {
 ///   "both64.test"             an IPv6 address without a way to it, then 127.0.0.1
 ///   "both46.test"             the same in the other order
 ///   "silent.test"             no answer until `release` is called
-///   "late.test"               no such name, until the first call of `announceLate`
+///   "late.test"               no such name, until `makeLateKnown(true)`
 ///   others in ".test"         no such name
 class LookUps {
  public:
@@ -17,7 +17,7 @@ class LookUps {
   static void release();
   /// Blocks until a look-up of "silent.test" hangs.
   static void awaitSilent();
-  static void announceLate();
+  static void makeLateKnown(bool known);
 };
 
 }  // namespace corvane::test

@@ -50,7 +50,12 @@ class API : public ::testing::Test {
                  .background = background,
                  .logger = {true, CorvaneLogLevel::debug},
                  .apiKey = "cv_live_1"};
-  EventRequest event{.identifier = "app", .name = "n", .value = {}, .currency = {}, .platform = {}, .clickId = {},
+  EventRequest event{.identifier = "app",
+                     .name = "n",
+                     .value = {},
+                     .currency = {},
+                     .platform = {},
+                     .clickId = {},
                      .deviceId = {}};
   std::optional<EventAckDTO> ack;
   std::optional<Failure> failure;
@@ -76,7 +81,8 @@ TEST_F(API, PostsWithItsKeysAndResolvesWithoutAny) {
   });
   background->run();
   EXPECT_EQ(link->slug, "s");
-  EXPECT_EQ(http->sent.at(1).url, "https://api.test/v1/links/resolve?host=go.test&slug=a%20b%26c%3Dd%2F%C3%A9");
+  EXPECT_EQ(http->sent.at(1).url,
+            "https://api.test/v1/links/resolve?host=go.test&slug=a%20b%26c%3Dd%2F%C3%A9");
   EXPECT_TRUE(http->sent.at(1).headers.empty() && !http->sent.at(1).body);
 }
 
@@ -137,9 +143,10 @@ TEST_F(API, TriesAgainWithTheSameBytesAfterTheWaitsOfThePolicy) {
   sendEventToItsEnd();
   EXPECT_EQ(ack->id, 7);
   EXPECT_EQ(background->waits, (Waits{500ms, 1s}));
-  EXPECT_EQ(output.lines(), (Lines{"[Corvane] [DEBUG] POST /v1/events",
-                                   "[Corvane] [DEBUG] Retrying /v1/events after 0.50s (status 503, attempt 1)",
-                                   "[Corvane] [DEBUG] Transport error, retrying (attempt 2)"}));
+  EXPECT_EQ(output.lines(),
+            (Lines{"[Corvane] [DEBUG] POST /v1/events",
+                   "[Corvane] [DEBUG] Retrying /v1/events after 0.50s (status 503, attempt 1)",
+                   "[Corvane] [DEBUG] Transport error, retrying (attempt 2)"}));
   for (const URLRequest& request : http->sent) {
     EXPECT_EQ(request.headers, http->sent[0].headers);
     EXPECT_EQ(request.body, http->sent[0].body);
@@ -148,8 +155,10 @@ TEST_F(API, TriesAgainWithTheSameBytesAfterTheWaitsOfThePolicy) {
 
 TEST_F(API, HeedsRetryAfterUpToTheLongestDelay) {
   const std::tuple<int, const char*, Waits, const char*> table[] = {
-      {429, "3", {3s}, "3.00s (status 429"},     {503, "120", {8s}, "8.00s (status 503"},
-      {503, "soon", {500ms}, "0.50s (status 503"}, {500, "0", {}, "0.00s (status 500"},
+      {429, "3", {3s}, "3.00s (status 429"},
+      {503, "120", {8s}, "8.00s (status 503"},
+      {503, "soon", {500ms}, "0.50s (status 503"},
+      {500, "0", {}, "0.00s (status 500"},
       {500, "-5", {}, "-5.00s (status 500"}};
   for (const auto& [status, retryAfter, waits, line] : table) {
     CapturedOutput output;

@@ -32,12 +32,13 @@ TEST(Backoff, RetriesRateLimitsAndServerErrorsOnly) {
 }
 
 TEST(Backoff, ReadsRetryAfterAsOneWholeNumber) {
-  const std::pair<const char*, double> numbers[] = {{"2", 2},     {"2.5", 2.5}, {"1e1", 10},      {"-5", -5},
-                                                    {"+3", 3},    {"0x10", 16}, {"inf", kInfinity}, {".5", 0.5},
-                                                    {"1e400", kInfinity}};
+  const std::pair<const char*, double> numbers[] = {{"2", 2},           {"2.5", 2.5}, {"1e1", 10},
+                                                    {"-5", -5},         {"+3", 3},    {"0x10", 16},
+                                                    {"inf", kInfinity}, {".5", 0.5},  {"1e400", kInfinity}};
   for (const auto& [text, value] : numbers) EXPECT_EQ(parseRetryAfter(text), value) << text;
   EXPECT_TRUE(std::isnan(parseRetryAfter("nan").value()));
-  for (const char* text : {"", " ", " 2", "2 ", "\t2", "2s", "2,5", "Wed, 21 Oct 2026 07:28:00 GMT", "1e", "--1"})
+  for (const char* text :
+       {"", " ", " 2", "2 ", "\t2", "2s", "2,5", "Wed, 21 Oct 2026 07:28:00 GMT", "1e", "--1"})
     EXPECT_EQ(parseRetryAfter(text), std::nullopt) << text;
   EXPECT_EQ(parseRetryAfter(std::string("2\0", 2)), std::nullopt);
 }

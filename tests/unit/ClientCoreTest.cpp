@@ -18,11 +18,13 @@ CorvaneAttribution verdict(std::int64_t id, CorvaneDeepLink::Text path = std::nu
 
 struct Core : ::testing::Test {
   void noteAttributions() {
-    core->onAttribution([this](const CorvaneAttribution& a) { calls.push_back("verdict " + std::to_string(*a.id())); });
+    core->onAttribution(
+        [this](const CorvaneAttribution& a) { calls.push_back("verdict " + std::to_string(*a.id())); });
   }
   void noteLinks(const std::string& name = "link") {
     core->onLink([this, name](const CorvaneDeepLink& link, CorvaneLinkSource source) {
-      calls.push_back(name + " " + link.path() + (source == CorvaneLinkSource::deferred ? " deferred" : " again"));
+      calls.push_back(name + " " + link.path() +
+                      (source == CorvaneLinkSource::deferred ? " deferred" : " again"));
     });
   }
   Calls callsSoFar() {

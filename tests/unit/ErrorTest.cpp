@@ -25,11 +25,11 @@ TEST(CorvaneError, DescribesEachCaseByItsFixedTextWithThePayloadUnchanged) {
 }
 
 TEST(CorvaneError, IsEqualByCaseAndPayload) {
-  const CorvaneError values[] = {
-      CorvaneError::transport("a"),     CorvaneError::transport("b"), CorvaneError::decoding("a"),
-      CorvaneError::invalidURL("a"),    CorvaneError::emptyResponse(), CorvaneError::invalidAPIKey(),
-      CorvaneError::server(500, "a"),   CorvaneError::server(502, "a"), CorvaneError::server(500, ""),
-      CorvaneError::server(500, std::nullopt)};
+  const CorvaneError values[] = {CorvaneError::transport("a"),   CorvaneError::transport("b"),
+                                 CorvaneError::decoding("a"),    CorvaneError::invalidURL("a"),
+                                 CorvaneError::emptyResponse(),  CorvaneError::invalidAPIKey(),
+                                 CorvaneError::server(500, "a"), CorvaneError::server(502, "a"),
+                                 CorvaneError::server(500, ""),  CorvaneError::server(500, std::nullopt)};
   for (const auto& a : values)
     for (const auto& b : values) EXPECT_EQ(a == b, &a == &b) << a.what() << " / " << b.what();
   CorvaneError copy = values[0];

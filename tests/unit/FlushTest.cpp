@@ -17,7 +17,8 @@ using testing::ScriptedHTTPClient;
 using Lines = std::vector<std::string>;
 
 constexpr std::string_view kKey = "event_queue";
-constexpr const char* kStored = R"([ {"id":"A","request":{"identifier":"app","name":"one","extra":1},"more":[]},
+constexpr const char* kStored =
+    R"([ {"id":"A","request":{"identifier":"app","name":"one","extra":1},"more":[]},
   {"id":"B","request":{"identifier":"app","name":"two","value":1.5,"currency":null}},
   {"id":"C","request":{"identifier":"app","name":"three"}} ])";
 
@@ -32,8 +33,12 @@ struct Queue : ::testing::Test {
   std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
   std::shared_ptr<MemoryFlagStore> store = std::make_shared<MemoryFlagStore>();
   CorvaneLogger logger{true, CorvaneLogLevel::debug};
-  CorvaneAPI api{.baseURL = "https://api.test", .http = http, .background = background, .logger = {},
-                 .apiKey = "k", .retryPolicy = CorvaneRetryPolicy::disabled};
+  CorvaneAPI api{.baseURL = "https://api.test",
+                 .http = http,
+                 .background = background,
+                 .logger = {},
+                 .apiKey = "k",
+                 .retryPolicy = CorvaneRetryPolicy::disabled};
   std::shared_ptr<EventQueue> queue = std::make_shared<EventQueue>(store, std::string(kKey), logger);
 };
 

@@ -44,15 +44,20 @@ struct Install : ::testing::Test {
   void makeClient(CorvaneClickTokenSource source = CorvaneClickTokenSource::automatic) {
     const CorvaneLogger logger{true, CorvaneLogLevel::info};
     const auto stored = flags->dataForKey(keys::lastAttribution);
-    core = std::make_shared<ClientCore>(MainThread(main),
-                                        stored ? std::optional(decodeStoredAttribution(*stored)) : std::nullopt);
+    core = std::make_shared<ClientCore>(
+        MainThread(main), stored ? std::optional(decodeStoredAttribution(*stored)) : std::nullopt);
     core->onAttribution([this](const CorvaneAttribution& a) {
       delivered.push_back(std::string("verdict") + (a.attributed() ? " attributed" : " organic"));
     });
-    core->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
+    core->onLink(
+        [this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
-    const CorvaneAPI api{.baseURL = "https://api.test", .http = http, .background = background, .logger = logger,
-                         .apiKey = "k", .retryPolicy = CorvaneRetryPolicy::disabled};
+    const CorvaneAPI api{.baseURL = "https://api.test",
+                         .http = http,
+                         .background = background,
+                         .logger = logger,
+                         .apiKey = "k",
+                         .retryPolicy = CorvaneRetryPolicy::disabled};
     flow = std::make_shared<InstallTracking>(InstallTracking::Collaborators{
         .core = core,
         .api = api,
@@ -96,8 +101,9 @@ TEST_F(Install, IsReportedOnceWithItsTokenAndHandsOverTheVerdictAndTheLink) {
   run();
   EXPECT_EQ(task.get().id(), 7);
   EXPECT_EQ(http->sent.at(0).url, "https://api.test/v1/events/install");
-  EXPECT_EQ(http->sent[0].body, R"({"clickId":")" + kToken +
-                                    R"(","consent":true,"deviceId":"D","identifier":"app","platform":"iOS"})");
+  EXPECT_EQ(
+      http->sent[0].body,
+      R"({"clickId":")" + kToken + R"(","consent":true,"deviceId":"D","identifier":"app","platform":"iOS"})");
   EXPECT_EQ(http->sent[0].headers.back(), (URLRequest::Header{"Idempotency-Key", "install:D"}));
   EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
   EXPECT_EQ(pasteboard->text, std::nullopt);
@@ -157,7 +163,8 @@ TEST_P(InstallDecision, CountsAndRoutesByConsentAndLink) {
   EXPECT_EQ(task.get().attributed(), row.consent);
   EXPECT_TRUE(task.get().deepLink());
   EXPECT_EQ(output.lines().back(), std::string("[Corvane] [INFO] ") + row.line);
-  EXPECT_NE(http->sent.at(0).body->find(row.consent ? R"("consent":true)" : R"("consent":false)"), std::string::npos);
+  EXPECT_NE(http->sent.at(0).body->find(row.consent ? R"("consent":true)" : R"("consent":false)"),
+            std::string::npos);
 }
 
 constexpr const char* kNotCounted = "Install not counted (no consent) — no deferred link to route";
@@ -165,11 +172,30 @@ INSTANTIATE_TEST_SUITE_P(
     Table, InstallDecision,
     ::testing::Values(
         Row{"ConsentRouted", true, true, kRoutable, true, true, {"verdict attributed"}, "Install attributed"},
-        Row{"ConsentFirstLink", true, false, kRoutable, true, true, {"verdict attributed", "/summer"},
+        Row{"ConsentFirstLink",
+            true,
+            false,
+            kRoutable,
+            true,
+            true,
+            {"verdict attributed", "/summer"},
             "Install attributed"},
-        Row{"ConsentNoLink", true, false, kUnroutable, true, false, {"verdict attributed"}, "Install attributed"},
+        Row{"ConsentNoLink",
+            true,
+            false,
+            kUnroutable,
+            true,
+            false,
+            {"verdict attributed"},
+            "Install attributed"},
         Row{"NoConsentRouted", false, true, kRoutable, false, true, {"verdict organic"}, kNotCounted},
-        Row{"NoConsentFirstLink", false, false, kRoutable, false, true, {"verdict organic", "/summer"},
+        Row{"NoConsentFirstLink",
+            false,
+            false,
+            kRoutable,
+            false,
+            true,
+            {"verdict organic", "/summer"},
             "Install not counted (no consent) — routing the deferred link only"},
         Row{"NoConsentNoLink", false, false, kUnroutable, false, false, {"verdict organic"}, kNotCounted}),
     [](const auto& row) { return row.param.name; });
@@ -191,7 +217,8 @@ TEST_F(Install, HeldBackForConsentIsCountedOnceItIsGiven) {
   run();
   EXPECT_TRUE(flag(keys::installTracked));
   EXPECT_EQ(takeDelivered(), Lines{"verdict attributed"});
-  EXPECT_EQ(output.lines().front(), "[Corvane] [INFO] Deferred link already routed — holding for consent before counting");
+  EXPECT_EQ(output.lines().front(),
+            "[Corvane] [INFO] Deferred link already routed — holding for consent before counting");
 }
 
 TEST_F(Install, ReadsConsentOnceARun) {
@@ -239,7 +266,8 @@ TEST_F(Install, AFailureReachesEveryCallerChangesNothingAndTheNextCallSendsAgain
   flow->trackInstall(false);
   run();
   EXPECT_TRUE(flag(keys::installTracked));
-  EXPECT_EQ(output.lines().at(1), "[Corvane] [ERROR] Install tracking failed: Server returned status 500: oops\\n");
+  EXPECT_EQ(output.lines().at(1),
+            "[Corvane] [ERROR] Install tracking failed: Server returned status 500: oops\\n");
 }
 
 TEST_F(Install, TakesATokenByTheSourceOnly) {
@@ -261,8 +289,9 @@ TEST_F(Install, TakesATokenByTheSourceOnly) {
   flow->trackInstall("cv_click=" + kToken, true);
   run();
   EXPECT_TRUE(pasteboard->text);
-  EXPECT_EQ(output.lines().front(),
-            "[Corvane] [INFO] clickTokenSource is .none — ignoring the pasted token; install stays probabilistic");
+  EXPECT_EQ(
+      output.lines().front(),
+      "[Corvane] [INFO] clickTokenSource is .none — ignoring the pasted token; install stays probabilistic");
   const std::vector<bool> expected{false, true, false};
   for (std::size_t i = 0; i < expected.size(); ++i)
     EXPECT_EQ(http->sent.at(i).body->find("clickId") != std::string::npos, expected[i]);
@@ -336,8 +365,9 @@ TEST(ClickToken, IsTheFirstWholeTokenInTheText) {
   EXPECT_EQ(findClickToken("see cv_click=" + kToken + "&q=1"), kToken);
   EXPECT_EQ(findClickToken("cv_click=" + kToken + "0"), kToken);
   EXPECT_EQ(findClickToken("cv_click=cv_click=" + other + " cv_click=" + kToken), other);
-  for (const std::string& text : {std::string(), std::string("cv_click="), "cv_click=" + kToken.substr(1),
-                                  "cv_click=" + std::string(32, 'A'), "CV_CLICK=" + kToken, "cv_click =" + kToken})
+  for (const std::string& text :
+       {std::string(), std::string("cv_click="), "cv_click=" + kToken.substr(1),
+        "cv_click=" + std::string(32, 'A'), "CV_CLICK=" + kToken, "cv_click =" + kToken})
     EXPECT_EQ(findClickToken(text), std::nullopt) << text;
 }
 

@@ -30,8 +30,16 @@ std::string customText(const std::string& value) {
 }
 
 CorvaneDeepLink fullLink() {
-  return {"slug", "https://go.example/slug", "/path", "ios", "android", "fallback", "summer", "mail",
-          std::map<std::string, std::string>{{"source", "news"}}, std::map<std::string, std::string>{}};
+  return {"slug",
+          "https://go.example/slug",
+          "/path",
+          "ios",
+          "android",
+          "fallback",
+          "summer",
+          "mail",
+          std::map<std::string, std::string>{{"source", "news"}},
+          std::map<std::string, std::string>{}};
 }
 
 }  // namespace
@@ -65,7 +73,8 @@ TEST(Answers, NameTheMemberAtFault) {
       {R"({"attributed":true,"id":1e19})", "id: expected a 64-bit integer"},
       {R"({"attributed":true,"deepLink":[]})", "deepLink: expected an object"},
       {R"({"attributed":true,"deepLink":{"slug":1}})", "deepLink.slug: expected a string"},
-      {R"({"attributed":true,"deepLink":{"utm":{"a":[]}}})", "deepLink.utm.a: Unsupported customData scalar value"},
+      {R"({"attributed":true,"deepLink":{"utm":{"a":[]}}})",
+       "deepLink.utm.a: Unsupported customData scalar value"},
       {R"({"attributed":true,"deepLink":{"customData":"x"}})", "deepLink.customData: expected an object"},
       {R"([])", "expected an object"}};
   for (const auto& [body, text] : table) EXPECT_EQ(failureOf(body), text) << body;
@@ -76,9 +85,10 @@ TEST(Answers, NameTheMemberAtFault) {
 TEST(Answers, NothingThatAServerSendsCrashesTheReader) {
   const std::string deep(100000, '[');
   for (const std::string& body :
-       {deep, R"({"attributed":)" + deep + std::string(100000, ']') + "}", std::string("{\"attributed\":1e400}"),
-        std::string("{\"attributed\":tr"), std::string("\xFF\xFE"), std::string("{\"a\xFF\":1,\"attributed\":true}"),
-        std::string("null"), std::string("\0", 1), std::string("{\"attributed\":true}x")})
+       {deep, R"({"attributed":)" + deep + std::string(100000, ']') + "}",
+        std::string("{\"attributed\":1e400}"), std::string("{\"attributed\":tr"), std::string("\xFF\xFE"),
+        std::string("{\"a\xFF\":1,\"attributed\":true}"), std::string("null"), std::string("\0", 1),
+        std::string("{\"attributed\":true}x")})
     EXPECT_THROW(decodeEventResult(body), DecodingFailure);
   EXPECT_TRUE(decodeEventResult(R"({"attributed":false,"attributed":true})").attributed);
 }
@@ -119,16 +129,24 @@ TEST(CustomData, WritesAnyDoubleSoThatItReadsBackEqual) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), back);
     ASSERT_TRUE(error == std::errc() && end == text.data() + text.size() && back == number) << text;
     const double magnitude = std::fabs(number);
-    ASSERT_EQ(text.find('e') == text.npos, magnitude == 0 || (magnitude >= 0.0001 && magnitude < 0x1p53)) << text;
+    ASSERT_EQ(text.find('e') == text.npos, magnitude == 0 || (magnitude >= 0.0001 && magnitude < 0x1p53))
+        << text;
   }
 }
 
 TEST(Requests, LeaveOutWhatIsAbsentAndKeepWhatIsEmpty) {
   EXPECT_EQ(encode(InstallRequest{.identifier = "", .platform = "iOS", .clickId = {}, .deviceId = "D"}),
             R"({"consent":false,"deviceId":"D","identifier":"","platform":"iOS"})");
-  EXPECT_EQ(encode(OpenRequest{.identifier = "app", .platform = {}, .clickId = {}, .deviceId = {}, .host = {}, .slug = "s"}),
+  EXPECT_EQ(encode(OpenRequest{
+                .identifier = "app", .platform = {}, .clickId = {}, .deviceId = {}, .host = {}, .slug = "s"}),
             R"({"identifier":"app","slug":"s"})");
-  EventRequest event{.identifier = "app", .name = "buy", .value = 9.99, .currency = {}, .platform = {}, .clickId = {}, .deviceId = {}};
+  EventRequest event{.identifier = "app",
+                     .name = "buy",
+                     .value = 9.99,
+                     .currency = {},
+                     .platform = {},
+                     .clickId = {},
+                     .deviceId = {}};
   EXPECT_EQ(encode(event), R"({"identifier":"app","name":"buy","value":9.99})");
   event.value = std::nan("");
   EXPECT_THROW(encode(event), EncodingFailure);
@@ -154,8 +172,9 @@ TEST(CorvaneDeepLink, HasADestinationExactlyWhenItsPathIsNotTheRoot) {
 }
 
 TEST(StoredResults, ReadBackEqual) {
-  for (const auto& attribution : {CorvaneAttribution(42, true, fullLink()), CorvaneAttribution({}, false, {}),
-                                  CorvaneAttribution(0, false, CorvaneDeepLink("", {}, {}, {}, {}, {}, {}, {}, {}, {}))})
+  for (const auto& attribution :
+       {CorvaneAttribution(42, true, fullLink()), CorvaneAttribution({}, false, {}),
+        CorvaneAttribution(0, false, CorvaneDeepLink("", {}, {}, {}, {}, {}, {}, {}, {}, {}))})
     EXPECT_EQ(decodeStoredAttribution(encode(attribution)), attribution);
   EXPECT_EQ(decodeStoredDeepLink(encode(fullLink())), fullLink());
   EXPECT_EQ(decodeStoredEventResult(encode(CorvaneEventResult(7, true))), CorvaneEventResult(7, true));
@@ -164,9 +183,11 @@ TEST(StoredResults, ReadBackEqual) {
 }
 
 TEST(StoredResults, AreReadStrictlyAndByTheirOwnNames) {
-  const auto link = decodeStoredAttribution(R"({"attributed":true,"deepLink":{"iosUrl":"x","slug":"s"}})").deepLink();
+  const auto link =
+      decodeStoredAttribution(R"({"attributed":true,"deepLink":{"iosUrl":"x","slug":"s"}})").deepLink();
   EXPECT_EQ(link->iosURL(), std::nullopt);
   EXPECT_EQ(link->slug(), "s");
-  for (const char* stored : {"", "{}", R"({"attributed":1})", R"({"attributed":true,"deepLink":{"utm":{"a":1}}})"})
+  for (const char* stored :
+       {"", "{}", R"({"attributed":1})", R"({"attributed":true,"deepLink":{"utm":{"a":1}}})"})
     EXPECT_THROW(decodeStoredAttribution(stored), DecodingFailure) << stored;
 }

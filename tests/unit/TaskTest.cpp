@@ -9,6 +9,7 @@
 #include "corvane/CorvaneCancellationError.h"
 #include "corvane/CorvaneError.h"
 #include "corvane/CorvaneMainQueue.h"
+#include "support/DetachedCoroutine.h"
 #include "support/FakeBackground.h"
 #include "support/ManualExecutor.h"
 
@@ -16,6 +17,7 @@ namespace corvane {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::DetachedCoroutine;
 using testing::FakeBackground;
 using testing::ManualExecutor;
 using State = TaskState<CorvaneAttribution>;
@@ -23,18 +25,7 @@ using Task = CorvaneTask<CorvaneAttribution>;
 
 const CorvaneAttribution kVerdict(1, true, std::nullopt);
 
-/// The plainest coroutine: starts at once, ends by itself.
-struct Detached {
-  struct promise_type {
-    Detached get_return_object() { return {}; }
-    std::suspend_never initial_suspend() noexcept { return {}; }
-    std::suspend_never final_suspend() noexcept { return {}; }
-    void return_void() {}
-    void unhandled_exception() { std::terminate(); }
-  };
-};
-
-Detached await(Task task, std::string* outcome) {
+DetachedCoroutine await(Task task, std::string* outcome) {
   try {
     const CorvaneAttribution result = co_await task;
     *outcome = result == kVerdict ? "verdict" : "another";
@@ -223,7 +214,8 @@ TEST(MainQueue, WakesAForeignLoopAndDropsWhatIsLeftAtItsEnd) {
     CorvaneMainQueue queue;
     queue.onWakeUp([&] { ++woken; });
     // What dies with the queue may post to it.
-    const auto last = std::shared_ptr<void>(nullptr, [&](void*) { queue.post([note = std::make_shared<Note>(&dropped)] {}); });
+    const auto last = std::shared_ptr<void>(
+        nullptr, [&](void*) { queue.post([note = std::make_shared<Note>(&dropped)] {}); });
     queue.post([last, note = std::make_shared<Note>(&dropped)] {});
     queue.onWakeUp({});
   }

@@ -8,7 +8,8 @@
 using namespace corvane;
 
 TEST(Trimming, RemovesUnicodeWhiteSpaceAndLineBreaksAtBothEnds) {
-  const std::string_view around = " \t\n\v\f\r\xC2\x85\xC2\xA0\xE1\x9A\x80\xE2\x80\x80\xE2\x80\xA8\xE2\x80\xA9\xE3\x80\x80";
+  const std::string_view around =
+      " \t\n\v\f\r\xC2\x85\xC2\xA0\xE1\x9A\x80\xE2\x80\x80\xE2\x80\xA8\xE2\x80\xA9\xE3\x80\x80";
   EXPECT_EQ(trimmed(std::string(around) + "cv live" + std::string(around)), "cv live");
   EXPECT_EQ(trimmed(around), "");
   EXPECT_EQ(trimmed(""), "");

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -21,6 +22,10 @@ struct Kind {
   std::function<std::unique_ptr<FlagStore>(const std::filesystem::path&)> flags;
   std::function<std::unique_ptr<KeyValueStringStore>(const std::filesystem::path&)> strings;
 };
+
+void PrintTo(const Kind& kind, std::ostream* stream) {
+  *stream << kind.name;
+}
 
 std::vector<Kind> kinds() {
   return {{"Memory", [](const auto&) { return std::make_unique<testing::MemoryFlagStore>(); },

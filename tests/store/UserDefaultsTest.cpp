@@ -121,7 +121,7 @@ TEST_F(UserDefaultsFile, KeepsATooLargeValueInMemoryAndStoresTheOthers) {
 TEST_F(UserDefaultsFile, AValueTooLargeToReadIsAbsent) {
   const auto defaults = open();
   defaults->setBool(true, "a");
-  Shell(file_).run("INSERT INTO preferences VALUES ('huge', zeroblob(50000000))");
+  Shell(file_).run("INSERT INTO preferences VALUES ('huge', zeroblob(17000000))");
   EXPECT_EQ(defaults->dataForKey("huge"), std::nullopt);
   EXPECT_TRUE(defaults->boolForKey("a"));
 }
