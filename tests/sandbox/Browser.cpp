@@ -106,8 +106,10 @@ void Browser::end() {
   waitpid(pid_, nullptr, 0);
   close(input_);
   close(output_);
-  std::error_code ignored;
-  std::filesystem::remove_all(profile_, ignored);
+  // The browser's own helpers may outlive it by a moment and still write there.
+  std::error_code error;
+  for (int tries = 0; tries == 0 || (error && tries < 100); ++tries)
+    std::filesystem::remove_all(profile_, error);
 }
 
 void Browser::allowClipboard(const std::string& origin) {

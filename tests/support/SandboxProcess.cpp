@@ -136,7 +136,9 @@ SandboxProcess::SandboxProcess(std::vector<std::string> options, const std::stri
   baseURL_ = line.substr(prefix.size());
 }
 
-SandboxProcess::~SandboxProcess() { release(); }
+SandboxProcess::~SandboxProcess() {
+  release();
+}
 
 void SandboxProcess::release() {
   terminate(SIGKILL);
