@@ -7,6 +7,7 @@
 
 #include "platform/BackgroundExecutor.h"
 #include "platform/Transport.h"
+#include "platform/UserDefaults.h"
 
 namespace corvane::platform {
 namespace {
@@ -30,6 +31,7 @@ void endAtExit() {
   Transport::shared().shutDown(5s);
   // The background thread may be inside host code that does not return.
   runtime->executor->shutDown(200ms);
+  UserDefaults::synchronizeAll();
 }
 
 ProcessRuntime* makeRuntime() {

@@ -148,6 +148,18 @@ bool UserDefaults::synchronize() {
   return done;
 }
 
+void UserDefaults::synchronizeAll() {
+  std::vector<std::shared_ptr<UserDefaults>> alive;
+  {
+    Registry& registry = Registry::shared();
+    const std::lock_guard lock(registry.mutex);
+    for (const Registry::Entry& entry : registry.entries) alive.push_back(entry.handle.lock());
+  }
+  for (const auto& defaults : alive) {
+    if (defaults) defaults->synchronize();
+  }
+}
+
 void UserDefaults::reportProblemsTo(ProblemReporter reporter) {
   auto shared = reporter ? std::make_shared<const ProblemReporter>(std::move(reporter)) : nullptr;
   std::unique_lock lock(mutex_);

@@ -55,6 +55,10 @@ class UserDefaults {
   /// Waits the full 200 ms for another holder, whatever happened before.
   bool synchronize();
 
+  /// `synchronize` for every object of the process: the last chance of what waits, at its end. Costs nothing
+  /// where nothing waits.
+  static void synchronizeAll();
+
   /// Names who is told, replacing whoever was named before. One problem is told in the life of the object: a
   /// reporter that comes after it, but before anybody was told, gets it at once. Called on the thread that
   /// ran into the problem, under no lock; what it throws is dropped.

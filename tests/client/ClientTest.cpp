@@ -12,7 +12,7 @@
 #include "support/CapturedOutput.h"
 #include "support/DetachedCoroutine.h"
 #include "support/ManualExecutor.h"
-#include "support/SandboxProcess.h"
+#include "process/SandboxProcess.h"
 
 namespace corvane {
 namespace {

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Browser.h"
-#include "SandboxProcess.h"
+#include "process/SandboxProcess.h"
 
 namespace corvane::test {
 namespace {
@@ -88,16 +88,6 @@ TEST_F(SandboxPages, WithoutASecureContextTheButtonCopiesAllTheSame) {
   visitor.allowClipboard(sandbox.baseURL());
   visitor.open(sandbox.baseURL() + "/");
   EXPECT_EQ(visitor.evaluate("navigator.clipboard.readText()"), origin + "/summer?cv_click=" + token);
-}
-
-TEST_F(SandboxPages, TheLivePageShowsWhatHappenedBeforeItWasOpenedAndFitsAPhone) {
-  sandbox.link({{"slug", "summer"}});
-  sandbox.click("summer");
-  Browser browser;
-  browser.open(sandbox.baseURL() + "/");
-  browser.awaitTrue("document.querySelectorAll('#activity li').length === 1");
-  EXPECT_EQ(browser.evaluate("document.documentElement.scrollWidth <= window.innerWidth"), true)
-      << "nothing is wider than a phone's screen";
 }
 
 }  // namespace

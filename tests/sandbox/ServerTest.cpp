@@ -9,7 +9,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "SandboxProcess.h"
+#include "process/SandboxProcess.h"
 
 namespace corvane::test {
 namespace {
@@ -93,28 +93,6 @@ TEST(SandboxServer, ItsRecordsOutliveItInADataFile) {
   EXPECT_EQ(sandbox.records()["links"].size(), 1u) << "a reset forgets what happened, not the campaign links";
 }
 
-TEST(SandboxServer, AFileThatIsNotItsOwnIsLeftAlone) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file("notes.txt");
-  const std::string content(5000, 'x');
-  std::ofstream(path) << content;
-  EXPECT_THROW(SandboxProcess({"--data", path}), std::runtime_error);
-  std::ifstream file(path);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
-}
-
-TEST(SandboxServer, WrongOptionsAreRefused) {
-  for (const std::vector<std::string>& options :
-       std::vector<std::vector<std::string>>{{"--key", "sk_1"},
-                                             {"--port", "70000"},
-                                             {"--bind", "nowhere"},
-                                             {"--certificate-file", "x"},
-                                             {"--no-such"},
-                                             {"word"}}) {
-    EXPECT_THROW(SandboxProcess{options}, std::runtime_error) << options[0];
-  }
-}
-
 TEST(SandboxServer, WithTLSItsOwnCertificateIsEnoughToTrustIt) {
   SandboxProcess sandbox({"--tls"});
   EXPECT_TRUE(sandbox.baseURL().starts_with("https://127.0.0.1:"));
@@ -163,21 +141,6 @@ TEST(SandboxServer, ConnectionsBeyondTheBoundWaitUntilOthersEnd) {
   late.send("GET /late HTTP/1.0\r\nHost: localhost\r\n\r\n");
   idle.clear();
   EXPECT_NE(late.everything().find("404"), std::string::npos);
-}
-
-TEST(SandboxServer, ALinkThatNoLinkCanBeIsRefused) {
-  SandboxProcess sandbox;
-  for (const json& bad : std::vector<json>{{{"slug", ""}},
-                                           {{"slug", "a/b"}},
-                                           {{"slug", ".."}},
-                                           {{"slug", "sandbox"}},
-                                           {{"deepLinkPath", "/x"}},
-                                           {{"slug", "a"}, {"iosURL", "x"}},
-                                           {{"slug", "a"}, {"utm", {{"a", json::array()}}}},
-                                           {{"slug", "a"}, {"customData", "x"}}}) {
-    EXPECT_EQ(sandbox.post("/sandbox/links", bad).status, 400) << bad;
-  }
-  EXPECT_EQ(sandbox.post("/sandbox/clicks", {{"slug", "a"}}).status, 404);
 }
 
 TEST(SandboxServer, TheListsAreBoundedAndTheOldestGo) {

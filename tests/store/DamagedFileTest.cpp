@@ -162,24 +162,6 @@ TEST_F(DamagedFile, FoundByTwoProcessesAtOnceCostsNeitherItsFreshFile) {
   }
 }
 
-TEST_F(DamagedFile, OneThatAnotherProcessSetAsideIsNoLongerWritten) {
-  makeHealthyFile();
-  const auto defaults = open();
-  ASSERT_TRUE(defaults->dataForKey("key0"));
-  for (const char* suffix : {"", "-wal", "-shm"}) {
-    std::filesystem::rename(file_.string() + suffix, folder_.path() / ("moved" + std::string(suffix)));
-  }
-  Child child([&] {
-    const auto fresh = UserDefaults::open(file_);
-    fresh->setBool(true, "other");
-    return fresh->synchronize() ? 0 : 1;
-  });
-  ASSERT_EQ(child.result(), 0);
-  EXPECT_TRUE(defaults->boolForKey("other"));
-  defaults->setBool(true, "mine");
-  EXPECT_EQ(Shell(file_).run("SELECT group_concat(key) FROM preferences"), "mine,other");
-}
-
 TEST_F(DamagedFile, AnEmptyOneIsSimplyBegun) {
   testing::writeContent(file_, "");
   const auto defaults = open();
@@ -195,22 +177,10 @@ TEST_F(DamagedFile, ADatabaseOfAnotherProgramIsLeftAlone) {
   expectLeftAlone("another program");
 }
 
-TEST_F(DamagedFile, AnEmptyDatabaseWithAnothersMarkIsLeftAlone) {
-  Shell(file_).run("PRAGMA application_id = 1234");
-  expectLeftAlone("another program");
-}
-
 TEST_F(DamagedFile, AFileOfALaterVersionIsLeftAlone) {
   makeHealthyFile();
   Shell(file_).run("PRAGMA user_version = 2; PRAGMA wal_checkpoint(TRUNCATE)");
   expectLeftAlone("later version");
-}
-
-TEST_F(DamagedFile, ForeignTablesAndIndexesInOursDoNoHarm) {
-  makeHealthyFile();
-  Shell(file_).run("CREATE TABLE notes (text); CREATE INDEX byValue ON preferences (value)");
-  EXPECT_TRUE(open()->dataForKey("key0"));
-  EXPECT_TRUE(problems_.empty());
 }
 
 }  // namespace

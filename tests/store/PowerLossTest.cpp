@@ -144,23 +144,5 @@ TEST_F(PowerLoss, AFullDiskAtLaunchIsStillRead) {
   }
 }
 
-TEST_F(PowerLoss, AFailingDiskAtTheVeryBeginningLeavesAFileThatCanBeBegunLater) {
-  for (int operation = 0;; ++operation) {
-    const std::filesystem::path file = folder_.path() / std::to_string(operation);
-    VFS::reset();
-    VFS::fail(operation, SQLITE_FULL);
-    auto defaults = UserDefaults::open(file);
-    defaults->setBool(true, "a");
-    EXPECT_TRUE(defaults->boolForKey("a"));
-    const bool failed = VFS::operations() > operation;
-    VFS::reset();
-    EXPECT_TRUE(defaults->synchronize());
-    defaults.reset();
-    EXPECT_TRUE(UserDefaults::open(file)->boolForKey("a"));
-    EXPECT_TRUE(testing::namesWith(".corrupt-", folder_.path()).empty());
-    if (!failed) break;
-  }
-}
-
 }  // namespace
 }  // namespace corvane::platform

@@ -33,13 +33,6 @@ TEST_F(PreferencesPath, IsInTheDataHomeOrBelowTheHome) {
   }
 }
 
-TEST_F(PreferencesPath, IsEmptyWithoutAHome) {
-  for (const char* home : {static_cast<const char*>(nullptr), "", "relative"}) {
-    set(home, nullptr);
-    EXPECT_TRUE(defaultPreferencesFile("a").empty());
-  }
-}
-
 TEST_F(PreferencesPath, NeverLeavesTheDataHome) {
   const auto folder = [](std::string_view identifier) {
     return defaultPreferencesFile(identifier).parent_path().filename().string();

@@ -45,13 +45,6 @@ class UnwritablePlace : public ::testing::Test {
   std::vector<std::string> problems_;
 };
 
-TEST_F(UnwritablePlace, WithoutAHomeAllClientsShareTheMemory) {
-  EXPECT_TRUE(livesInMemory("", "no home folder"));
-  const auto first = UserDefaults::open("");
-  first->setBool(true, "a");
-  EXPECT_TRUE(UserDefaults::open("")->boolForKey("a"));
-}
-
 TEST_F(UnwritablePlace, WhatIsNoRegularFileIsLeftAloneAndNeverWaitedFor) {
   std::filesystem::create_directory(folder_.path() / "directory");
   EXPECT_TRUE(livesInMemory(folder_.path() / "directory", "not a regular file"));
@@ -65,16 +58,6 @@ TEST_F(UnwritablePlace, WhatIsNoRegularFileIsLeftAloneAndNeverWaitedFor) {
   std::filesystem::create_symlink("nowhere", folder_.path() / "dangling");
   EXPECT_TRUE(livesInMemory(folder_.path() / "dangling", "cannot be reached"));
   EXPECT_TRUE(testing::namesWith("nowhere", folder_.path()).empty());
-}
-
-TEST_F(UnwritablePlace, APathThatCannotBeIsSurvived) {
-  EXPECT_TRUE(livesInMemory("/proc/none/preferences.sqlite", "folder cannot be made"));
-  problems_.clear();
-  EXPECT_TRUE(livesInMemory(folder_.path() / std::string(300, 'n') / "p", "folder cannot be made"));
-  problems_.clear();
-  std::string deep = folder_.path();
-  for (int level = 0; level < 100'000; ++level) deep += "/d";
-  EXPECT_TRUE(livesInMemory(deep, "too long"));
 }
 
 TEST_F(UnwritablePlace, AFolderThatMayNotBeWrittenKeepsTheHostRunning) {

@@ -84,14 +84,6 @@ TEST_F(UserDefaultsFile, SeesWhatAnotherProgramWrote) {
   EXPECT_TRUE(defaults->boolForKey("two"));
 }
 
-TEST_F(UserDefaultsFile, IsOneObjectHoweverThePathIsSpelled) {
-  std::filesystem::create_directories(file_.parent_path());
-  std::filesystem::create_directory_symlink(file_.parent_path(), folder_.path() / "link");
-  const auto defaults = open();
-  EXPECT_EQ(UserDefaults::open(folder_.path() / "link" / "." / file_.filename()), defaults);
-  EXPECT_NE(UserDefaults::open(folder_.path() / "other.sqlite"), defaults);
-}
-
 TEST_F(UserDefaultsFile, StartsAfreshWhenItIsDeletedUnderneath) {
   const auto defaults = open();
   defaults->setBool(true, "old");
@@ -116,14 +108,6 @@ TEST_F(UserDefaultsFile, KeepsATooLargeValueInMemoryAndStoresTheOthers) {
   defaults->setData(largest, "large");
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(defaults->dataForKey("large"), largest);
-}
-
-TEST_F(UserDefaultsFile, AValueTooLargeToReadIsAbsent) {
-  const auto defaults = open();
-  defaults->setBool(true, "a");
-  Shell(file_).run("INSERT INTO preferences VALUES ('huge', zeroblob(17000000))");
-  EXPECT_EQ(defaults->dataForKey("huge"), std::nullopt);
-  EXPECT_TRUE(defaults->boolForKey("a"));
 }
 
 TEST_F(UserDefaultsFile, TwoProcessesLoseNothing) {

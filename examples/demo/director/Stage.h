@@ -9,7 +9,7 @@
 
 #include "HostProcess.h"
 #include "Narrator.h"
-#include "support/SandboxProcess.h"
+#include "process/SandboxProcess.h"
 
 namespace corvane::demo {
 

@@ -1,4 +1,4 @@
-#include "SandboxProcess.h"
+#include "process/SandboxProcess.h"
 
 #include <curl/curl.h>
 #include <fcntl.h>
