@@ -1,11 +1,13 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "corvane/CorvaneAttribution.h"
 #include "corvane/CorvaneDeepLink.h"
@@ -19,7 +21,7 @@
 /// The client: the one object that a host talks to.
 ///
 /// Every operation may be called from any thread, and returns without waiting for the network or for the main
-/// thread. Where an operation reads or writes the preferences file that is said; such a call takes well under
+/// thread. Where an operation reads or writes the preferences file that is said; such a call takes about
 /// a millisecond on a healthy disk and is bounded where the disk is not.
 ///
 /// Long-running operations exist in two forms. The plain one returns at once, reports its result through the
@@ -33,7 +35,7 @@
 ///
 /// A client lives while `shared` or the host holds it. Background work holds it weakly and, while it runs,
 /// strongly. Do not use the library in a forked child of a process that used it: its threads are not there.
-class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
+class CORVANE_API Corvane {
  public:
   using AttributionCallback = std::function<void(const CorvaneAttribution&)>;
   using LinkCallback = std::function<void(const CorvaneDeepLink&, CorvaneLinkSource)>;
@@ -50,6 +52,10 @@ class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
   /// later call builds a fresh client that shares what is stored, but no callback, with the one before. Opens
   /// and reads the preferences file.
   static std::shared_ptr<Corvane> configure(std::string_view apiKey, CorvaneOptions options = {});
+  /// The same for a C string; null, as `getenv` gives for a variable that is not set, counts as empty.
+  static std::shared_ptr<Corvane> configure(const char* apiKey, CorvaneOptions options = {}) {
+    return configure(apiKey == nullptr ? std::string_view() : std::string_view(apiKey), std::move(options));
+  }
 
   /// The current client; null before the first `configure`.
   static std::shared_ptr<Corvane> shared();
@@ -67,8 +73,8 @@ class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
   Corvane(const Corvane&) = delete;
   Corvane& operator=(const Corvane&) = delete;
 
-  /// The options that the client was built with.
-  const CorvaneOptions& options() const noexcept;
+  /// A copy of the options that the client was built with.
+  CorvaneOptions options() const;
 
   /// Registers the callback for the install's verdict, in place of the one before; an empty one removes it.
   ///
@@ -125,6 +131,8 @@ class CORVANE_API Corvane : public std::enable_shared_from_this<Corvane> {
   template <class T>
     requires(!std::same_as<T, bool>)
   CorvaneTask<CorvaneAttribution> trackInstallAsync(T force) = delete;
+  void trackInstall(std::nullptr_t clickToken, bool force) = delete;
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(std::nullptr_t clickToken, bool force) = delete;
   void trackInstall(std::string_view clickToken, const void* force) = delete;
   CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string_view clickToken, const void* force) = delete;
 

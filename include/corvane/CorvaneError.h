@@ -63,7 +63,9 @@ class CORVANE_API CorvaneError : public std::exception {
   const char* what() const noexcept override { return description_.c_str(); }
 
   /// Equal when the case and all of its payload are equal; an absent body differs from an empty one.
-  CORVANE_API friend bool operator==(const CorvaneError& a, const CorvaneError& b) noexcept;
+  friend bool operator==(const CorvaneError& a, const CorvaneError& b) noexcept {
+    return a.kind_ == b.kind_ && a.text_ == b.text_ && a.statusCode_ == b.statusCode_ && a.body_ == b.body_;
+  }
 
  private:
   CorvaneError(Case which, std::string text, std::int64_t statusCode, std::optional<std::string> body);

@@ -86,10 +86,6 @@ const std::string& CorvaneError::message() const noexcept {
   return kind_ == Case::transport || kind_ == Case::decoding ? text_ : noText();
 }
 
-bool operator==(const CorvaneError& a, const CorvaneError& b) noexcept {
-  return a.kind_ == b.kind_ && a.text_ == b.text_ && a.statusCode_ == b.statusCode_ && a.body_ == b.body_;
-}
-
 CorvaneCancellationError::CorvaneCancellationError() noexcept = default;
 CorvaneCancellationError::CorvaneCancellationError(const CorvaneCancellationError&) noexcept = default;
 CorvaneCancellationError& CorvaneCancellationError::operator=(const CorvaneCancellationError&) noexcept =

@@ -17,6 +17,8 @@ inline const std::exception& asException(const Failure& failure) {
 }
 
 inline std::string descriptionOf(const Failure& failure) {
+  // Not `what()`, which ends at a NUL that a server may have sent.
+  if (const auto* error = std::get_if<CorvaneError>(&failure)) return error->errorDescription();
   return asException(failure).what();
 }
 

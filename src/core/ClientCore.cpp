@@ -50,6 +50,7 @@ void ClientCore::onAttribution(AttributionCallback callback) {
     attributionCallback.swap(replacement);
     if (registered) known = _lastAttribution;
     if (known) _lastDeliveredAttribution = known;
+    if (known && _deliveryPending) _replayedBeforeDelivery = true;
   }
   if (known) main_.post([registered, known] { (*registered)(*known); });
 }
@@ -79,8 +80,10 @@ void ClientCore::deliverAttribution(const CorvaneAttribution& attribution, bool 
     const std::lock_guard guard(lock);
     const bool changed = _lastDeliveredAttribution != attribution;
     _lastDeliveredAttribution = attribution;
-    if (!changed) return;
-    hostAttribution = attributionCallback;
+    _deliveryPending = false;
+    const bool replayed = std::exchange(_replayedBeforeDelivery, false);
+    if (!changed && !replayed) return;
+    if (changed) hostAttribution = attributionCallback;
     hostLink = linkCallback;
   }
   const auto callHost = [&] {
@@ -114,6 +117,12 @@ void ClientCore::postLink(std::shared_ptr<const LinkCallback> callback, CorvaneD
   });
 }
 
+void ClientCore::parkDeferredLink(const CorvaneDeepLink& link) {
+  std::optional replacement(link);
+  const std::lock_guard guard(lock);
+  _pendingDeferredLink.swap(replacement);
+}
+
 void ClientCore::deliverReengagementLink(const CorvaneDeepLink& link) {
   std::shared_ptr<const LinkCallback> callback;
   {
@@ -141,6 +150,7 @@ void ClientCore::setLastAttribution(CorvaneAttribution attribution) {
   std::optional replacement(std::move(attribution));
   const std::lock_guard guard(lock);
   _lastAttribution.swap(replacement);
+  _deliveryPending = true;
 }
 
 std::optional<CorvaneDeepLink> ClientCore::lastDeepLink() const {

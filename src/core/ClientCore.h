@@ -52,6 +52,8 @@ class ClientCore {
   void deliverReengagementLink(const CorvaneDeepLink& link);
   /// From any thread; the callback runs later. Without a callback nothing happens.
   void deliverError(Failure failure);
+  /// Keeps the link for the next link callback, in place of one that was kept before.
+  void parkDeferredLink(const CorvaneDeepLink& link);
 
   std::optional<CorvaneAttribution> lastAttribution() const;
   void setLastAttribution(CorvaneAttribution attribution);
@@ -76,6 +78,10 @@ class ClientCore {
   std::optional<CorvaneAttribution> _lastDeliveredAttribution;
   std::shared_ptr<InstallTask> _installTask;
   std::optional<CorvaneDeepLink> _pendingDeferredLink;
+  /// A verdict of this launch is known and not delivered yet.
+  bool _deliveryPending = false;
+  /// It was replayed meanwhile: its delivery calls no attribution callback, but still routes its link.
+  bool _replayedBeforeDelivery = false;
 };
 
 }  // namespace corvane

@@ -1,14 +1,26 @@
 #include "corvane/CorvaneMainQueue.h"
 
+#include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 #include "corvane/CorvanePasteboard.h"
 
 using Clock = std::chrono::steady_clock;
+
+namespace {
+
+/// A number of the calling thread's own. The system's thread ids are used again after a thread's end.
+std::uint64_t currentThread() {
+  static std::atomic<std::uint64_t> last = 0;
+  static thread_local const std::uint64_t number = ++last;
+  return number;
+}
+
+}  // namespace
 
 CorvaneExecutor::~CorvaneExecutor() = default;
 CorvanePasteboard::~CorvanePasteboard() = default;
@@ -19,7 +31,7 @@ struct CorvaneMainQueue::State {
   std::condition_variable changed;
   std::deque<std::function<void()>> waiting;
   std::shared_ptr<const std::function<void()>> wakeUp;
-  std::thread::id owner;
+  std::uint64_t owner = 0;  // none
   bool stopped = false;
 
   std::function<void()> takeFirst() {
@@ -46,6 +58,7 @@ const std::shared_ptr<CorvaneMainQueue>& CorvaneMainQueue::main() {
 }
 
 void CorvaneMainQueue::post(std::function<void()> function) {
+  if (!function) return;
   std::shared_ptr<const std::function<void()>> wakeUp;
   {
     const std::lock_guard lock(state_->mutex);
@@ -58,13 +71,13 @@ void CorvaneMainQueue::post(std::function<void()> function) {
 
 bool CorvaneMainQueue::isCurrentThread() const {
   const std::lock_guard lock(state_->mutex);
-  return state_->owner == std::this_thread::get_id();
+  return state_->owner == currentThread();
 }
 
 void CorvaneMainQueue::run() {
   {
     const std::lock_guard lock(state_->mutex);
-    state_->owner = std::this_thread::get_id();
+    state_->owner = currentThread();
   }
   const auto stopped = [this] {
     const std::lock_guard lock(state_->mutex);
@@ -77,7 +90,7 @@ std::size_t CorvaneMainQueue::poll() {
   std::size_t waiting;
   {
     const std::lock_guard lock(state_->mutex);
-    state_->owner = std::this_thread::get_id();
+    state_->owner = currentThread();
     waiting = state_->waiting.size();
   }
   // A nested wait may run some of them first.
@@ -101,13 +114,19 @@ void CorvaneMainQueue::stop() {
 
 void CorvaneMainQueue::onWakeUp(std::function<void()> hook) {
   auto replacement = hook ? std::make_shared<const std::function<void()>>(std::move(hook)) : nullptr;
-  const std::lock_guard lock(state_->mutex);
-  state_->wakeUp.swap(replacement);
+  const auto registered = replacement;
+  bool isLate = false;
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->wakeUp.swap(replacement);
+    isLate = !state_->waiting.empty();
+  }
+  if (isLate && registered) (*registered)();
 }
 
 void CorvaneMainQueue::adoptCurrentThread() {
   const std::lock_guard lock(state_->mutex);
-  if (state_->owner == std::thread::id()) state_->owner = std::this_thread::get_id();
+  if (state_->owner == 0) state_->owner = currentThread();
 }
 
 /// Runs functions as they come until `done` or the deadline, and returns whether it was `done`.
@@ -115,6 +134,7 @@ bool CorvaneMainQueue::drainUntil(const std::function<bool()>& done, Clock::time
   while (!done()) {
     if (const auto function = state_->takeFirst()) {
       function();
+      if (deadline != Clock::time_point::max() && Clock::now() >= deadline) return done();
       continue;
     }
     std::unique_lock lock(state_->mutex);

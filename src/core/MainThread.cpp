@@ -2,8 +2,6 @@
 
 #include <atomic>
 
-#include "foundation/Suspend.h"
-
 namespace corvane {
 namespace {
 
@@ -27,6 +25,7 @@ class Posted {
 
   void run() {
     if (begun_.exchange(true)) return;
+    refused_ = nullptr;
     const auto run = std::move(run_);
     run();
   }
@@ -82,7 +81,7 @@ void MainThread::post(std::function<void()> run, std::function<void()> refused) 
   }
 }
 
-boost::asio::awaitable<void> MainThread::call(std::function<void()> run) const {
+boost::asio::awaitable<void> MainThread::call(Background& background, std::function<void()> run) const {
   std::function<void(std::function<void()>)> start = [main = *this, run = std::move(run)](auto resume) {
     main.post(
         [run, resume] {
@@ -91,7 +90,7 @@ boost::asio::awaitable<void> MainThread::call(std::function<void()> run) const {
         },
         resume);
   };
-  co_await suspendUntil(std::move(start));
+  co_await background.suspend(std::move(start));
 }
 
 void MainThread::releaseCallers() {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "corvane/CorvaneExecutor.h"
+#include "foundation/Background.h"
 
 namespace corvane {
 
@@ -24,7 +25,7 @@ class MainThread {
 
   /// Runs `run` on the main thread and suspends the calling task until it has returned, thrown or been
   /// refused. What it throws leaves through the executor.
-  boost::asio::awaitable<void> call(std::function<void()> run) const;
+  boost::asio::awaitable<void> call(Background& background, std::function<void()> run) const;
 
   /// Null when it is gone.
   std::shared_ptr<CorvaneExecutor> executor() const { return executor_.lock(); }

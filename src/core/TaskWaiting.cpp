@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "corvane/CorvaneMainQueue.h"
+#include "foundation/BackgroundThread.h"
 
 namespace corvane {
 
@@ -13,15 +14,18 @@ bool TaskWaiting::isDone() const {
 }
 
 bool TaskWaiting::waitUntil(Clock::time_point deadline) {
+  if (isBackgroundThread() && !isDone())
+    throw std::logic_error("waiting for a CorvaneTask on the library's own thread, where it is to be completed");
   // Held only while it is asked: where this was the last reference, what waits in the executor, perhaps the
   // rest of this very operation, is refused only when it goes.
   if (const auto executor = main_.executor(); executor && executor->isCurrentThread() && !isDone()) {
     auto* const queue = dynamic_cast<CorvaneMainQueue*>(executor.get());
     if (queue == nullptr)
       throw std::logic_error("waiting for a CorvaneTask on the main thread: use whenDone or co_await");
-    MainThread::releaseCallers();
-    // The queue sleeps on a condition of its own; an empty function wakes it.
-    onCompletion([main = main_] { main.post([] {}); });
+    if (deadline > Clock::now()) {
+      MainThread::releaseCallers();
+      wakeMainOnCompletion();
+    }
     return queue->drainUntil([this] { return isDone(); }, deadline);
   }
   std::unique_lock lock(mutex_);
@@ -29,6 +33,16 @@ bool TaskWaiting::waitUntil(Clock::time_point deadline) {
   if (deadline != Clock::time_point::max()) return completed_.wait_until(lock, deadline, isComplete);
   completed_.wait(lock, isComplete);
   return true;
+}
+
+/// The queue sleeps on a condition of its own; a function that does nothing wakes it. Once is enough, however often
+/// somebody waits.
+void TaskWaiting::wakeMainOnCompletion() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(wakesMain_, true)) return;
+  }
+  onCompletion([main = main_] { main.post([] {}); });
 }
 
 void TaskWaiting::onCompletion(std::function<void()> continuation) {

@@ -23,7 +23,8 @@ class TaskWaiting {
   bool isDone() const;
 
   /// Waits until the task is complete or `deadline` has come, and returns whether it is complete. On the main
-  /// thread the library's own queue is run meanwhile; with any other executor that throws `std::logic_error`.
+  /// thread the library's own queue is run meanwhile; with any other executor, and on the background
+  /// thread, that throws `std::logic_error`.
   bool waitUntil(Clock::time_point deadline);
 
   /// Calls `continuation` once: on the completing thread, or at once when the task is complete. It must not
@@ -45,10 +46,13 @@ class TaskWaiting {
   void complete(const std::function<void()>& publish);
 
  private:
+  void wakeMainOnCompletion();
+
   const MainThread main_;
   mutable std::mutex mutex_;
   std::condition_variable completed_;
   bool done_ = false;
+  bool wakesMain_ = false;
   std::vector<std::function<void()>> continuations_;
   std::function<void()> canceller_;
 };

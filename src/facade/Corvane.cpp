@@ -69,7 +69,7 @@ void Corvane::resetForTesting() {
 Corvane::Corvane(std::unique_ptr<Client> client) : client_(std::move(client)) {}
 Corvane::~Corvane() = default;
 
-const CorvaneOptions& Corvane::options() const noexcept {
+CorvaneOptions Corvane::options() const {
   return client_->options;
 }
 

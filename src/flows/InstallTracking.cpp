@@ -1,5 +1,6 @@
 #include "flows/InstallTracking.h"
 
+#include <atomic>
 #include <utility>
 
 #include "core/Operation.h"
@@ -114,11 +115,20 @@ asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
   persistAttribution(attribution);
   const bool routeDeepLink = decideRouting(attribution, token, consent, routed);
 
-  std::function<void()> deliver = [core = c.core, attribution, routeDeepLink] {
+  co_await deliver(attribution, routeDeepLink);
+  co_return attribution;
+}
+
+/// Hands the verdict to the host. A link that the main executor refuses waits for the next `onLink`: the store already
+/// says that it was routed.
+asio::awaitable<void> InstallTracking::deliver(CorvaneAttribution attribution, bool routeDeepLink) const {
+  const auto delivered = std::make_shared<std::atomic<bool>>(false);
+  std::function<void()> run = [core = c.core, attribution, routeDeepLink, delivered] {
+    *delivered = true;
     core->deliverAttribution(attribution, routeDeepLink);
   };
-  co_await c.core->mainThread().call(std::move(deliver));
-  co_return attribution;
+  co_await c.core->mainThread().call(*c.api.background, std::move(run));
+  if (!*delivered && routeDeepLink) c.core->parkDeferredLink(*attribution.deepLink());
 }
 
 InstallRequest InstallTracking::makeRequest(const Token& token, bool consent) const {

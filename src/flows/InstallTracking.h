@@ -59,6 +59,7 @@ class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
   std::shared_ptr<ClientCore::InstallTask> startOrJoin(Token token);
   boost::asio::awaitable<CorvaneAttribution> runInstall(Token token);
 
+  boost::asio::awaitable<void> deliver(CorvaneAttribution attribution, bool routeDeepLink) const;
   InstallRequest makeRequest(const Token& token, bool consent) const;
   void persistAttribution(const CorvaneAttribution& attribution);
   bool decideRouting(const CorvaneAttribution& attribution, const Token& token, bool consent, bool routed);

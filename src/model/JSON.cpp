@@ -20,6 +20,8 @@ Value parse(std::string_view bytes) {
     if (depth > kDeepest) throw DecodingFailure("the JSON is nested too deeply");
     return true;
   };
+  // The JSON library takes NUL for the end of its input; in JSON it can stand nowhere.
+  if (bytes.find('\0') != bytes.npos) throw DecodingFailure("a NUL byte stands in the JSON");
   try {
     return Value::parse(bytes, refuseDeepNesting);
   } catch (const Value::exception& failure) {
@@ -88,7 +90,7 @@ std::optional<std::int64_t> optionalInteger(const Value& object, const char* nam
     return value->get<std::int64_t>();
   } else if (value->is_number_float()) {
     const double number = value->get<double>();
-    if (number == std::trunc(number) && number >= -0x1p63 && number < 0x1p63)
+    if (number == std::trunc(number) && number > -0x1p63 && number < 0x1p63)
       return static_cast<std::int64_t>(number);
   }
   failAt(name, "expected a 64-bit integer");

@@ -4,8 +4,12 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <atomic>
+#include <memory>
+#include <system_error>
 #include <utility>
 
+#include "foundation/BackgroundThread.h"
 #include "foundation/Suspend.h"
 #include "platform/QuietThread.h"
 
@@ -14,7 +18,13 @@ namespace corvane::platform {
 namespace asio = boost::asio;
 
 BackgroundExecutor::BackgroundExecutor() {
-  thread_ = startQuietThread([this] { run(); });
+  try {
+    thread_ = startQuietThread([this] { run(); });
+  } catch (const std::system_error&) {
+    // Without a thread every post is refused, and every task cancelled.
+    closed_ = true;
+    ended_.set_value();
+  }
 }
 
 BackgroundExecutor::~BackgroundExecutor() {
@@ -46,8 +56,23 @@ asio::awaitable<WaitEnd> BackgroundExecutor::wait(std::chrono::nanoseconds durat
   co_return exiting_ ? WaitEnd::exiting : WaitEnd::elapsed;
 }
 
+asio::awaitable<void> BackgroundExecutor::suspend(std::function<void(std::function<void()>)> start) {
+  if (exiting_) co_return;
+  std::list<std::function<void()>>::iterator place;
+  std::function<void(std::function<void()>)> registered = [&](std::function<void()> resume) {
+    auto once = [done = std::make_shared<std::atomic<bool>>(false), resume] {
+      if (!done->exchange(true)) resume();
+    };
+    place = suspended_.insert(suspended_.end(), once);
+    start(once);
+  };
+  co_await suspendUntil(std::move(registered));
+  suspended_.erase(place);
+}
+
 /// The background thread.
 void BackgroundExecutor::run() {
+  becomeBackgroundThread();
   const auto work = asio::make_work_guard(context_);
   context_.run();
   endWaits();
@@ -67,11 +92,14 @@ void BackgroundExecutor::run() {
 void BackgroundExecutor::endWaits() {
   exiting_ = true;
   for (asio::steady_timer* timer : waits_) timer->cancel();
+  for (const auto& resume : suspended_) resume();
 }
 
 void BackgroundExecutor::shutDown(std::chrono::milliseconds bound) {
   context_.stop();
-  if (ended_.get_future().wait_for(bound) == std::future_status::ready) {
+  const bool hasEnded = ended_.get_future().wait_for(bound) == std::future_status::ready;
+  if (!thread_.joinable()) return;
+  if (hasEnded) {
     thread_.join();
   } else {
     thread_.detach();

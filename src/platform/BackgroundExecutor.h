@@ -4,6 +4,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <future>
+#include <list>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -24,8 +25,9 @@ class BackgroundExecutor final : public Background {
   boost::asio::any_io_executor executor() const override;
   void post(std::function<void()> function) override;
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override;
+  boost::asio::awaitable<void> suspend(std::function<void(std::function<void()>)> start) override;
 
-  /// Ends every wait as `exiting`, runs what is ready and what that makes ready, and joins the thread. Work
+  /// Ends every wait as `exiting` and every suspension, runs what is ready and what that makes ready, and joins the thread. Work
   /// that does not end within `bound`, because host code in it blocks, is left behind. Later posts are
   /// refused. Called at most once, not on the background thread.
   void shutDown(std::chrono::milliseconds bound);
@@ -38,6 +40,7 @@ class BackgroundExecutor final : public Background {
   std::promise<void> ended_;
   /// Touched on the background thread only.
   std::set<boost::asio::steady_timer*> waits_;
+  std::list<std::function<void()>> suspended_;
   bool exiting_ = false;
 
   std::mutex mutex_;

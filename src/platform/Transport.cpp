@@ -2,11 +2,11 @@
 
 #include <curl/curl.h>
 #include <pthread.h>
-#include <signal.h>
 
 #include <system_error>
 #include <utility>
 
+#include "platform/QuietThread.h"
 #include "platform/TransportExchange.h"
 #include "platform/TransportLoop.h"
 
@@ -15,23 +15,6 @@ namespace corvane::platform {
 namespace {
 
 constexpr const char* kExiting = "the process is exiting";
-
-/// Blocks every signal of the calling thread for the life of this object; threads made meanwhile inherit
-/// that.
-class AllSignalsBlocked {
- public:
-  AllSignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 /// Once per process and never undone: the host may use libcurl too, before and after, and counts for itself.
 CURLcode initialiseLibcurl() {
@@ -77,8 +60,7 @@ Transport::~Transport() {
 
 void Transport::startThread() {
   try {
-    const AllSignalsBlocked blocked;
-    thread_ = std::thread([this] { run(); });
+    thread_ = startQuietThread([this] { run(); });
   } catch (const std::system_error& error) {
     refusal_ = std::string("no thread for the transport: ") + error.what();
   }

@@ -78,6 +78,9 @@ std::optional<URLRequest> redirected(const URLRequest& request, const HTTPRespon
   const Origin from(url);
   if (curl_url_set(url.get(), CURLUPART_URL, location->second.c_str(), CURLU_URLENCODE) != CURLUE_OK)
     return {};
+  // A server must not make the client log in somewhere.
+  curl_url_set(url.get(), CURLUPART_USER, nullptr, 0);
+  curl_url_set(url.get(), CURLUPART_PASSWORD, nullptr, 0);
   const Origin to(url);
   if (!allowed(from, to)) return {};
 

@@ -19,9 +19,9 @@ namespace {
 
 using nlohmann::json;
 using test::SandboxProcess;
-using testing::CapturedOutput;
-using testing::DetachedCoroutine;
-using testing::ManualExecutor;
+using test::CapturedOutput;
+using test::DetachedCoroutine;
+using test::ManualExecutor;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
@@ -92,7 +92,7 @@ struct Application : ::testing::Test {
 struct ApplicationWithBackend : Application {
   void SetUp() override {
     Application::SetUp();
-    testing::useBackend(sandbox.baseURL());
+    test::useBackend(sandbox.baseURL());
     sandbox.link({{"slug", "summer"},
                   {"deepLinkPath", "/offers/7"},
                   {"campaign", "Summer"},
@@ -178,12 +178,13 @@ TEST_F(Application, AKeyIsTakenWithoutTheBlanksAroundItAndAnEmptyOneIsRefused) {
   CapturedOutput output;
   for (const char* key : {"", " \n", "\xE2\x80\xA8\xC2\xA0"})
     EXPECT_THROW(Corvane::configure(key), CorvaneError) << key;
+  EXPECT_THROW(Corvane::configure(std::getenv("CORVANE_TEST_NO_SUCH_VARIABLE")), CorvaneError);
   EXPECT_EQ(Corvane::shared(), first);
   EXPECT_EQ(output.lines(), Lines());
 }
 
 TEST_F(Application, ConfigureSaysWhereItSendsToWhenLoggingAdmitsIt) {
-  testing::useBackend("http://127.0.0.1:1");
+  test::useBackend("http://127.0.0.1:1");
   CapturedOutput output;
   const auto client = Corvane::configure("cv_1", options);
   const auto warned = Corvane::configure(
@@ -242,7 +243,7 @@ TEST_F(Application, CallbacksBelongToTheirClient) {
 }
 
 TEST_F(Application, ABackendThatIsDownFailsTheInstallAndAPasteboardThatThrowsIsAnEmptyOne) {
-  testing::useBackend("http://127.0.0.1:1");
+  test::useBackend("http://127.0.0.1:1");
   platform.pasteboard = std::make_shared<ThrowingPasteboard>();
   Corvane::setPlatform(platform);
   const auto client = launch();

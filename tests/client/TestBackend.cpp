@@ -14,7 +14,7 @@ std::string defaultAPIBaseURL() {
   return current;
 }
 
-void testing::useBackend(std::string baseURL) {
+void test::useBackend(std::string baseURL) {
   current = std::move(baseURL);
 }
 

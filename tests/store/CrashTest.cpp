@@ -43,18 +43,18 @@ void spinFor(std::chrono::nanoseconds time) {
 }
 
 TEST(Crash, EveryAcknowledgedWriteIsFoundAfterAKillAtAnyMoment) {
-  const testing::TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "preferences.sqlite";
-  testing::Draw draw("Crash");
-  const int rounds = testing::sanitized ? 20 : 100;
+  test::Draw draw("Crash");
+  const int rounds = test::sanitized ? 20 : 100;
   std::uint32_t last = 0;
   std::map<std::string, std::uint32_t> acknowledged;
 
   for (int round = 0; round < rounds; ++round) {
-    const testing::Signal pipe;
+    const test::Signal pipe;
     const auto enough = draw.below(15);
     const std::chrono::microseconds delay(draw.below(2000));
-    testing::Child child([&] { return writeUntilKilled(file, last + 1, pipe.writeEnd()); });
+    test::Child child([&] { return writeUntilKilled(file, last + 1, pipe.writeEnd()); });
     const auto take = [&] {
       if (::read(pipe.readEnd(), &last, sizeof last) != sizeof last) return false;
       acknowledged[keyOf(last)] = last;
@@ -77,8 +77,8 @@ TEST(Crash, EveryAcknowledgedWriteIsFoundAfterAKillAtAnyMoment) {
       EXPECT_TRUE(foundNumber == number || foundNumber == last + 1)
           << key << ": " << foundNumber << " instead of " << number;
     }
-    ASSERT_EQ(testing::Shell(file).run("PRAGMA integrity_check"), "ok");
-    ASSERT_TRUE(testing::namesWith(".corrupt-", folder.path()).empty());
+    ASSERT_EQ(test::Shell(file).run("PRAGMA integrity_check"), "ok");
+    ASSERT_TRUE(test::namesWith(".corrupt-", folder.path()).empty());
     ASSERT_FALSE(HasFailure()) << "round " << round;
   }
   std::cout << rounds << " kills, " << last << " acknowledged writes" << std::endl;

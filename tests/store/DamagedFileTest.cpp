@@ -10,8 +10,8 @@
 namespace corvane::platform {
 namespace {
 
-using testing::Child;
-using testing::Shell;
+using test::Child;
+using test::Shell;
 
 class DamagedFile : public ::testing::Test {
  protected:
@@ -30,7 +30,7 @@ class DamagedFile : public ::testing::Test {
 
   /// The set-aside files without their companions.
   std::vector<std::string> setAside() const {
-    std::vector<std::string> names = testing::namesWith(".corrupt-", folder_.path());
+    std::vector<std::string> names = test::namesWith(".corrupt-", folder_.path());
     std::erase_if(names,
                   [](const std::string& name) { return name.ends_with("-wal") || name.ends_with("-shm"); });
     return names;
@@ -42,14 +42,14 @@ class DamagedFile : public ::testing::Test {
     defaults->setBool(true, "fresh");
     EXPECT_TRUE(defaults->synchronize());
     ASSERT_EQ(setAside().size(), 1u);
-    EXPECT_EQ(testing::contentOf(folder_.path() / setAside()[0]), before);
+    EXPECT_EQ(test::contentOf(folder_.path() / setAside()[0]), before);
     ASSERT_EQ(problems_.size(), 1u);
     EXPECT_NE(problems_[0].find(setAside()[0]), std::string::npos);
     EXPECT_EQ(Shell(file_).run("SELECT group_concat(key) FROM preferences"), "fresh");
   }
 
   void expectLeftAlone(const std::string& reason) {
-    const std::string before = testing::contentOf(file_);
+    const std::string before = test::contentOf(file_);
     auto defaults = open();
     defaults->setBool(true, "a");
     EXPECT_TRUE(defaults->boolForKey("a"));
@@ -57,11 +57,11 @@ class DamagedFile : public ::testing::Test {
     defaults.reset();
     ASSERT_EQ(problems_.size(), 1u);
     EXPECT_NE(problems_[0].find(reason), std::string::npos) << problems_[0];
-    EXPECT_EQ(testing::contentOf(file_), before);
+    EXPECT_EQ(test::contentOf(file_), before);
     EXPECT_TRUE(setAside().empty());
   }
 
-  testing::TemporaryFolder folder_;
+  test::TemporaryFolder folder_;
   std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
   std::vector<std::string> problems_;
 };
@@ -72,7 +72,7 @@ TEST_F(DamagedFile, OfGarbageIsSetAside) {
     for (const std::string& name : setAside()) std::filesystem::remove(folder_.path() / name);
     problems_.clear();
     std::filesystem::remove(file_);
-    testing::writeContent(file_, garbage);
+    test::writeContent(file_, garbage);
     expectSetAsideAndFresh(garbage);
   }
 }
@@ -80,13 +80,13 @@ TEST_F(DamagedFile, OfGarbageIsSetAside) {
 TEST_F(DamagedFile, ThatWasCutShortIsSetAside) {
   makeHealthyFile();
   std::filesystem::resize_file(file_, std::filesystem::file_size(file_) / 2);
-  expectSetAsideAndFresh(testing::contentOf(file_));
+  expectSetAsideAndFresh(test::contentOf(file_));
 }
 
 TEST_F(DamagedFile, OfOursWithoutOurTableIsSetAside) {
   makeHealthyFile();
   Shell(file_).run("DROP TABLE preferences; CREATE TABLE preferences (name, text)");
-  expectSetAsideAndFresh(testing::contentOf(file_));
+  expectSetAsideAndFresh(test::contentOf(file_));
 }
 
 TEST_F(DamagedFile, OfOursWithATriggerIsSetAsideBeforeTheTriggerRuns) {
@@ -95,7 +95,7 @@ TEST_F(DamagedFile, OfOursWithATriggerIsSetAsideBeforeTheTriggerRuns) {
       Shell(file_).run("CREATE TRIGGER endless AFTER INSERT ON preferences BEGIN SELECT max(x) FROM "
                        "(WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x FROM n) SELECT x FROM n); END"),
       "");
-  expectSetAsideAndFresh(testing::contentOf(file_));
+  expectSetAsideAndFresh(test::contentOf(file_));
 }
 
 TEST_F(DamagedFile, FoundByALaterReadIsSetAsideWithItsLogAndThePendingValueSurvives) {
@@ -103,11 +103,11 @@ TEST_F(DamagedFile, FoundByALaterReadIsSetAsideWithItsLogAndThePendingValueSurvi
   const auto defaults = open();
   ASSERT_TRUE(defaults->dataForKey("key0"));
   // Page 1 stays whole, so that only the way to the values is broken.
-  std::string content = testing::contentOf(file_);
+  std::string content = test::contentOf(file_);
   std::fill(content.begin() + 4096, content.end(), '\xEE');
   // The first page's tree must lead through a broken page: the table has far more than one.
   Child child([&] {
-    testing::writeContent(file_, content);
+    test::writeContent(file_, content);
     return 0;
   });
   ASSERT_EQ(child.result(), 0);
@@ -124,15 +124,15 @@ TEST_F(DamagedFile, TakesItsLogAndJournalAlongAndOverwritesNoEarlierOne) {
     const std::string mark = std::to_string(round);
     std::filesystem::remove(file_);
     for (const char* suffix : {"", "-wal", "-shm"})
-      testing::writeContent(file_.string() + suffix, "garbage" + mark);
+      test::writeContent(file_.string() + suffix, "garbage" + mark);
     problems_.clear();
     const auto defaults = open();
     defaults->setBool(true, "fresh");
     EXPECT_TRUE(defaults->synchronize());
   }
   std::vector<std::string> contents;
-  for (const std::string& name : testing::namesWith(".corrupt-", folder_.path())) {
-    contents.push_back(testing::contentOf(folder_.path() / name));
+  for (const std::string& name : test::namesWith(".corrupt-", folder_.path())) {
+    contents.push_back(test::contentOf(folder_.path() / name));
   }
   EXPECT_EQ(std::count(contents.begin(), contents.end(), "garbage0"), 2);
   EXPECT_EQ(std::count(contents.begin(), contents.end(), "garbage1"), 2);
@@ -142,8 +142,8 @@ TEST_F(DamagedFile, TakesItsLogAndJournalAlongAndOverwritesNoEarlierOne) {
 TEST_F(DamagedFile, FoundByTwoProcessesAtOnceCostsNeitherItsFreshFile) {
   for (int round = 0; round < 20; ++round) {
     std::filesystem::remove_all(file_);
-    testing::writeContent(file_, std::string(5000, 'g'));
-    testing::Signal go;
+    test::writeContent(file_, std::string(5000, 'g'));
+    test::Signal go;
     const auto use = [&](const std::string& key) {
       go.wait();
       const auto defaults = UserDefaults::open(file_);
@@ -163,7 +163,7 @@ TEST_F(DamagedFile, FoundByTwoProcessesAtOnceCostsNeitherItsFreshFile) {
 }
 
 TEST_F(DamagedFile, AnEmptyOneIsSimplyBegun) {
-  testing::writeContent(file_, "");
+  test::writeContent(file_, "");
   const auto defaults = open();
   defaults->setBool(true, "a");
   EXPECT_EQ(Shell(file_).run("SELECT count(*) FROM preferences"), "1");

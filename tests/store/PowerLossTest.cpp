@@ -12,7 +12,7 @@
 namespace corvane::platform {
 namespace {
 
-namespace VFS = testing::PowerLossVFS;
+namespace VFS = test::PowerLossVFS;
 
 class PowerLoss : public ::testing::Test {
  protected:
@@ -24,21 +24,21 @@ class PowerLoss : public ::testing::Test {
   void TearDown() override { VFS::reset(); }
 
   void expectHealthyFile() const {
-    EXPECT_EQ(testing::Shell(file_).run("PRAGMA integrity_check"), "ok");
-    EXPECT_TRUE(testing::namesWith(".corrupt-", folder_.path()).empty());
+    EXPECT_EQ(test::Shell(file_).run("PRAGMA integrity_check"), "ok");
+    EXPECT_TRUE(test::namesWith(".corrupt-", folder_.path()).empty());
   }
 
-  testing::TemporaryFolder folder_;
+  test::TemporaryFolder folder_;
   std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
 };
 
 TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
-  testing::Draw draw("PowerLoss");
+  test::Draw draw("PowerLoss");
   const auto below = [&](std::uint64_t bound) { return draw.below(bound); };
   std::map<std::string, std::string> synced;
   int cuts = 0, writes = 0;
 
-  for (int round = 0; round < (testing::sanitized ? 60 : 300); ++round) {
+  for (int round = 0; round < (test::sanitized ? 60 : 300); ++round) {
     VFS::cutPowerAt(static_cast<int>(draw.below(250)));
     std::map<std::string, std::string> underWay;
     {
@@ -106,7 +106,7 @@ TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
       EXPECT_TRUE(defaults->synchronize());
       EXPECT_EQ(defaults->stringForKey("device_id"), "4F0C");
     }
-    testing::Shell shell(file_);
+    test::Shell shell(file_);
     EXPECT_EQ(
         shell.run("SELECT group_concat(value) FROM preferences WHERE key IN ('text', 'device_id', 'other')"),
         "4F0C,repaired" + value + "," + value);
@@ -133,7 +133,7 @@ TEST_F(PowerLoss, AFullDiskAtLaunchIsStillRead) {
       EXPECT_EQ(defaults->stringForKey("text"), expected);
     }
     VFS::reset();
-    testing::Child child([&] {
+    test::Child child([&] {
       UserDefaults::open(file_)->setString("overwritten", "text");
       // Ends without closing, so that the value is in the log alone.
       static const auto kept = UserDefaults::open(file_);

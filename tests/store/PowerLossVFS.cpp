@@ -12,7 +12,7 @@
 
 #include "store/StoreSupport.h"
 
-namespace corvane::testing::PowerLossVFS {
+namespace corvane::test::PowerLossVFS {
 namespace {
 
 constexpr std::size_t sectorSize = 512;
@@ -265,4 +265,4 @@ void losePower(const std::function<std::uint64_t(std::uint64_t)>& draw) {
   reset();
 }
 
-}  // namespace corvane::testing::PowerLossVFS
+}  // namespace corvane::test::PowerLossVFS

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// A disk between SQLite and the file system that can lose power and fail.
 ///
@@ -37,4 +37,4 @@ bool powerIsCut();
 void losePower(const std::function<std::uint64_t(std::uint64_t)>& draw);
 
 }  // namespace PowerLossVFS
-}  // namespace corvane::testing
+}  // namespace corvane::test

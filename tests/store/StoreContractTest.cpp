@@ -28,8 +28,8 @@ void PrintTo(const Kind& kind, std::ostream* stream) {
 }
 
 std::vector<Kind> kinds() {
-  return {{"Memory", [](const auto&) { return std::make_unique<testing::MemoryFlagStore>(); },
-           [](const auto&) { return std::make_unique<testing::MemoryStringStore>(); }},
+  return {{"Memory", [](const auto&) { return std::make_unique<test::MemoryFlagStore>(); },
+           [](const auto&) { return std::make_unique<test::MemoryStringStore>(); }},
           {"File",
            [](const auto& folder) {
              return std::make_unique<platform::UserDefaultsFlagStore>(
@@ -43,7 +43,7 @@ std::vector<Kind> kinds() {
 
 class StoreContract : public ::testing::TestWithParam<Kind> {
  protected:
-  testing::TemporaryFolder folder_;
+  test::TemporaryFolder folder_;
   std::unique_ptr<FlagStore> flags_ = GetParam().flags(folder_.path());
   std::unique_ptr<KeyValueStringStore> strings_ = GetParam().strings(folder_.path());
 };

@@ -14,7 +14,7 @@
 #include <iterator>
 #include <stdexcept>
 
-namespace corvane::testing {
+namespace corvane::test {
 
 TemporaryFolder::TemporaryFolder() {
   std::string name = (std::filesystem::temp_directory_path() / "corvane-store-XXXXXX").string();
@@ -142,4 +142,4 @@ Draw::Draw(std::string_view test) {
   engine_.seed(seed);
 }
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// A folder of its own for one test, which every user may enter; gone with the object.
 class TemporaryFolder {
@@ -108,4 +108,4 @@ inline constexpr bool sanitized = false;
 inline constexpr bool sanitized = false;
 #endif
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

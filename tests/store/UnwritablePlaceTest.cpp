@@ -13,8 +13,8 @@
 namespace corvane::platform {
 namespace {
 
-using testing::Child;
-using testing::Shell;
+using test::Child;
+using test::Shell;
 using Clock = std::chrono::steady_clock;
 
 class UnwritablePlace : public ::testing::Test {
@@ -40,7 +40,7 @@ class UnwritablePlace : public ::testing::Test {
     return kept && told;
   }
 
-  testing::TemporaryFolder folder_;
+  test::TemporaryFolder folder_;
   std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
   std::vector<std::string> problems_;
 };
@@ -57,12 +57,12 @@ TEST_F(UnwritablePlace, WhatIsNoRegularFileIsLeftAloneAndNeverWaitedFor) {
   problems_.clear();
   std::filesystem::create_symlink("nowhere", folder_.path() / "dangling");
   EXPECT_TRUE(livesInMemory(folder_.path() / "dangling", "cannot be reached"));
-  EXPECT_TRUE(testing::namesWith("nowhere", folder_.path()).empty());
+  EXPECT_TRUE(test::namesWith("nowhere", folder_.path()).empty());
 }
 
 TEST_F(UnwritablePlace, AFolderThatMayNotBeWrittenKeepsTheHostRunning) {
   Child child([this] {
-    if (!testing::becomeNobody()) return 0;
+    if (!test::becomeNobody()) return 0;
     return livesInMemory(file_, "file cannot be made") ? 0 : 1;
   });
   EXPECT_EQ(child.result(), 0);
@@ -73,28 +73,28 @@ TEST_F(UnwritablePlace, AReadOnlyFileIsStillReadAndItsNewValuesStayInMemory) {
   UserDefaults::open(file_)->setString("old", "text");
   UserDefaults::open(file_)->setBool(true, "untouched");
   std::filesystem::permissions(file_, std::filesystem::perms(0444));
-  const std::string before = testing::contentOf(file_);
+  const std::string before = test::contentOf(file_);
   Child child([this] {
-    if (!testing::becomeNobody()) return 0;
+    if (!test::becomeNobody()) return 0;
     if (open(file_)->stringForKey("text") != "old") return 1;
     if (!livesInMemory(file_, "cannot be used")) return 2;
     return UserDefaults::open(file_)->boolForKey("untouched") ? 0 : 3;
   });
   EXPECT_EQ(child.result(), 0);
-  EXPECT_EQ(testing::contentOf(file_), before);
-  EXPECT_EQ(testing::namesWith("preferences", folder_.path()).size(), 1u);
+  EXPECT_EQ(test::contentOf(file_), before);
+  EXPECT_EQ(test::namesWith("preferences", folder_.path()).size(), 1u);
 }
 
 TEST_F(UnwritablePlace, ALaterWriteTakesAlongWhatWaitsInMemory) {
   UserDefaults::open(file_)->setBool(true, "removed");
   std::filesystem::permissions(file_, std::filesystem::perms(0600));
   Child child([this] {
-    if (!testing::becomeNobody(true)) return 0;
+    if (!test::becomeNobody(true)) return 0;
     const auto defaults = open(file_);
     defaults->setString("first", "a");
     defaults->removeObjectForKey("removed");
     if (defaults->synchronize() || defaults->boolForKey("removed")) return 1;
-    testing::becomeRoot();
+    test::becomeRoot();
     defaults->setString("second", "b");
     return defaults->synchronize() && problems_.size() == 1 ? 0 : 2;
   });
@@ -156,7 +156,7 @@ TEST_F(ForeignHolder, IsWaitedForOnceAndThenOnlyTried) {
 TEST_F(ForeignHolder, OfAnotherProcessBlocksNoReadAndOnlyForABoundedTimeAWrite) {
   const auto defaults = open(file_);
   defaults->setString("before", "text");
-  testing::Signal held, release;
+  test::Signal held, release;
   Child child([&] {
     Shell shell(file_);
     shell.run("BEGIN IMMEDIATE; UPDATE preferences SET value = 'foreign'");

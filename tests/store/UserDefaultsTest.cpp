@@ -14,9 +14,9 @@
 namespace corvane::platform {
 namespace {
 
-using testing::Child;
-using testing::Shell;
-using testing::Signal;
+using test::Child;
+using test::Shell;
+using test::Signal;
 
 class UserDefaultsFile : public ::testing::Test {
  protected:
@@ -27,7 +27,7 @@ class UserDefaultsFile : public ::testing::Test {
     return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
   }
 
-  testing::TemporaryFolder folder_;
+  test::TemporaryFolder folder_;
   std::filesystem::path file_ = folder_.path() / "data" / "app" / "preferences.sqlite";
 };
 

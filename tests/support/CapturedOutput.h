@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// Everything that goes to standard output while it lives.
 class CapturedOutput {
@@ -35,4 +35,4 @@ class CapturedOutput {
   bool capturing_ = true;
 };
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

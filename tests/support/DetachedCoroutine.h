@@ -3,7 +3,7 @@
 #include <coroutine>
 #include <exception>
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// The plainest coroutine: starts at once, ends by itself, and must not throw.
 struct DetachedCoroutine {
@@ -16,4 +16,4 @@ struct DetachedCoroutine {
   };
 };
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

@@ -12,7 +12,7 @@
 #include "foundation/Background.h"
 #include "foundation/Suspend.h"
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// The background executor with a fake clock: work runs on the test's thread, when the test says so, and
 /// waits end when the test advances time.
@@ -40,6 +40,10 @@ class FakeBackground : public Background {
     pending_.erase(place);
     const bool after = co_await isCancelled();
     co_return after ? WaitEnd::cancelled : exiting ? WaitEnd::exiting : WaitEnd::elapsed;
+  }
+
+  boost::asio::awaitable<void> suspend(std::function<void(std::function<void()>)> start) override {
+    return suspendUntil(std::move(start));
   }
 
   /// Runs everything that is ready and what that makes ready.
@@ -76,4 +80,4 @@ class FakeBackground : public Background {
   std::list<std::pair<std::chrono::nanoseconds, boost::asio::steady_timer*>> pending_;
 };
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

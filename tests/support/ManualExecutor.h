@@ -6,7 +6,7 @@
 
 #include "corvane/CorvaneExecutor.h"
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// A main executor of a foreign toolkit, on one test thread: runs what is posted when the test says so, or
 /// drops it.
@@ -30,4 +30,4 @@ class ManualExecutor : public CorvaneExecutor {
   bool isMain = true;
 };
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

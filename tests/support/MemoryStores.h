@@ -9,7 +9,7 @@
 #include "foundation/FlagStore.h"
 #include "foundation/KeyValueStringStore.h"
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// Flags and bytes that live as long as the object. Any thread.
 class MemoryFlagStore : public FlagStore {
@@ -78,4 +78,4 @@ class MemoryStringStore : public KeyValueStringStore {
   std::map<std::string, std::string, std::less<>> texts_;
 };
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

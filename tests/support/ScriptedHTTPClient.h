@@ -13,7 +13,7 @@
 #include "corvane/CorvaneError.h"
 #include "foundation/Suspend.h"
 
-namespace corvane::testing {
+namespace corvane::test {
 
 /// A transport that answers by script, in order, and keeps what was sent. An exchange for which there is no
 /// answer yet waits until `answer` is called.
@@ -56,4 +56,4 @@ class ScriptedHTTPClient : public HTTPClient {
   std::deque<std::function<void()>> waiting_;
 };
 
-}  // namespace corvane::testing
+}  // namespace corvane::test

@@ -14,9 +14,9 @@ namespace {
 
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
-using testing::CapturedOutput;
-using testing::FakeBackground;
-using testing::ScriptedHTTPClient;
+using test::CapturedOutput;
+using test::FakeBackground;
+using test::ScriptedHTTPClient;
 using Lines = std::vector<std::string>;
 using Waits = std::vector<std::chrono::nanoseconds>;
 using Sent = std::vector<std::string>;

@@ -9,7 +9,7 @@
 namespace corvane {
 namespace {
 
-using testing::ManualExecutor;
+using test::ManualExecutor;
 using Calls = std::vector<std::string>;
 
 CorvaneAttribution verdict(std::int64_t id, CorvaneDeepLink::Text path = std::nullopt) {
@@ -77,6 +77,16 @@ TEST_F(Core, ParksTheLatestDeferredLinkForTheNextRegistrationOnce) {
   EXPECT_EQ(callsSoFar(), Calls{"link /b deferred"});
   noteLinks();
   EXPECT_EQ(callsSoFar(), Calls());
+}
+
+TEST_F(Core, AVerdictReplayedBeforeItsDeliveryStillRoutesItsLinkOnce) {
+  noteLinks();
+  core->setLastAttribution(verdict(1, "/a"));
+  noteAttributions();
+  EXPECT_EQ(callsSoFar(), Calls{"verdict 1"});
+  core->deliverAttribution(verdict(1, "/a"), true);
+  core->deliverAttribution(verdict(1, "/a"), true);
+  EXPECT_EQ(callsSoFar(), Calls{"link /a deferred"});
 }
 
 TEST_F(Core, DropsAReengagementLinkThatNobodyTakes) {

@@ -10,10 +10,10 @@
 namespace corvane {
 namespace {
 
-using testing::CapturedOutput;
-using testing::FakeBackground;
-using testing::MemoryFlagStore;
-using testing::ScriptedHTTPClient;
+using test::CapturedOutput;
+using test::FakeBackground;
+using test::MemoryFlagStore;
+using test::ScriptedHTTPClient;
 using Lines = std::vector<std::string>;
 
 constexpr std::string_view kKey = "event_queue";

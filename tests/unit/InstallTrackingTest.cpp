@@ -14,11 +14,11 @@ namespace corvane {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::CapturedOutput;
-using testing::FakeBackground;
-using testing::ManualExecutor;
-using testing::MemoryFlagStore;
-using testing::ScriptedHTTPClient;
+using test::CapturedOutput;
+using test::FakeBackground;
+using test::ManualExecutor;
+using test::MemoryFlagStore;
+using test::ScriptedHTTPClient;
 using Task = CorvaneTask<CorvaneAttribution>;
 using Lines = std::vector<std::string>;
 
@@ -52,22 +52,23 @@ struct Install : ::testing::Test {
     core->onLink(
         [this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
+    const auto eventQueue = std::make_shared<EventQueue>(flags, "event_queue", logger);
     const CorvaneAPI api{.baseURL = "https://api.test",
                          .http = http,
                          .background = background,
                          .logger = logger,
                          .apiKey = "k",
                          .retryPolicy = CorvaneRetryPolicy::disabled};
-    flow = std::make_shared<InstallTracking>(InstallTracking::Collaborators{
-        .core = core,
-        .api = api,
-        .logger = logger,
-        .deviceInfo = {.bundleId = "app"},
-        .deviceId = "D",
-        .flagStore = flags,
-        .consent = {flags, requireConsent},
-        .clickToken = {source, flags, pasteboard, logger},
-        .eventQueue = std::make_shared<EventQueue>(flags, "event_queue", logger)});
+    flow = std::make_shared<InstallTracking>(
+        InstallTracking::Collaborators{.core = core,
+                                       .api = api,
+                                       .logger = logger,
+                                       .deviceInfo = {.bundleId = "app"},
+                                       .deviceId = "D",
+                                       .flagStore = flags,
+                                       .consent = {flags, requireConsent},
+                                       .clickToken = {source, flags, pasteboard, logger},
+                                       .eventQueue = eventQueue});
   }
 
   void run() {
@@ -322,6 +323,10 @@ TEST_F(Install, AMainExecutorThatDropsCompletesTheRunAllTheSame) {
   run();
   ASSERT_TRUE(task.isDone());
   EXPECT_EQ(task.get().id(), 7);
+  main->dropping = false;
+  core->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
+  run();
+  EXPECT_EQ(takeDelivered(), Lines{"/summer"});
   http->answer(200, kRoutable);
   flow->trackInstall(true);
   run();

@@ -5,7 +5,7 @@
 #include "support/CapturedOutput.h"
 
 using corvane::CorvaneLogger;
-using corvane::testing::CapturedOutput;
+using corvane::test::CapturedOutput;
 
 TEST(Logger, WritesWhatItsThresholdAdmitsWithTheLevelsPrefix) {
   const auto linesAt = [](bool enabled, CorvaneLogLevel minimum) {

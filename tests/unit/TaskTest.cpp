@@ -17,9 +17,9 @@ namespace corvane {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::DetachedCoroutine;
-using testing::FakeBackground;
-using testing::ManualExecutor;
+using test::DetachedCoroutine;
+using test::FakeBackground;
+using test::ManualExecutor;
 using State = TaskState<CorvaneAttribution>;
 using Task = CorvaneTask<CorvaneAttribution>;
 
@@ -163,7 +163,7 @@ TEST_F(TaskOnMainQueue, ACallbackMayWaitForTheOperationThatCalledIt) {
   const auto background = std::make_shared<FakeBackground>();
   std::function<void()> callback = [&] { EXPECT_EQ(task.get(), kVerdict); };
   start<CorvaneAttribution>(background, state, [&]() -> boost::asio::awaitable<CorvaneAttribution> {
-    co_await MainThread(queue).call(callback);
+    co_await MainThread(queue).call(*background, callback);
     co_return kVerdict;
   });
   background->run();
