@@ -33,8 +33,8 @@ class CORVANE_API CorvaneTask {
   /// that the operation needs of the main thread is held up; what a host callback throws there leaves through
   /// `get`, and the handle stays usable. A callback that waits counts as returned for the operation that
   /// called it. With any other executor, waiting on the main thread for an operation that is not complete
-  /// throws `std::logic_error`: use `whenDone` or `co_await`. So does waiting on the library's own thread, where a
-  /// pasteboard or an executor may be called.
+  /// throws `std::logic_error`: use `whenDone` or `co_await`. So does waiting on the library's own thread,
+  /// where a pasteboard or an executor may be called.
   T get() const;
 
   /// Waits as `get` does, at most so long, and returns whether the operation is complete.

@@ -15,7 +15,8 @@ bool TaskWaiting::isDone() const {
 
 bool TaskWaiting::waitUntil(Clock::time_point deadline) {
   if (isBackgroundThread() && !isDone())
-    throw std::logic_error("waiting for a CorvaneTask on the library's own thread, where it is to be completed");
+    throw std::logic_error(
+        "waiting for a CorvaneTask on the library's own thread, where it is to be completed");
   // Held only while it is asked: where this was the last reference, what waits in the executor, perhaps the
   // rest of this very operation, is refused only when it goes.
   if (const auto executor = main_.executor(); executor && executor->isCurrentThread() && !isDone()) {
@@ -35,8 +36,8 @@ bool TaskWaiting::waitUntil(Clock::time_point deadline) {
   return true;
 }
 
-/// The queue sleeps on a condition of its own; a function that does nothing wakes it. Once is enough, however often
-/// somebody waits.
+/// The queue sleeps on a condition of its own; a function that does nothing wakes it. Once is enough, however
+/// often somebody waits.
 void TaskWaiting::wakeMainOnCompletion() {
   {
     const std::lock_guard lock(mutex_);

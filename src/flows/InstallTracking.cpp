@@ -119,8 +119,8 @@ asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
   co_return attribution;
 }
 
-/// Hands the verdict to the host. A link that the main executor refuses waits for the next `onLink`: the store already
-/// says that it was routed.
+/// Hands the verdict to the host. A link that the main executor refuses waits for the next `onLink`: the
+/// store already says that it was routed.
 asio::awaitable<void> InstallTracking::deliver(CorvaneAttribution attribution, bool routeDeepLink) const {
   const auto delivered = std::make_shared<std::atomic<bool>>(false);
   std::function<void()> run = [core = c.core, attribution, routeDeepLink, delivered] {

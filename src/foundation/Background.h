@@ -26,10 +26,9 @@ class Background {
   /// cancelled, also when it already was, and when the process exits.
   virtual boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) = 0;
 
-  /// Suspends the calling task until `resume` is called, from any thread, also inside `start`; or until the process
-  /// exits. Then, `start` may not be called at all. Calling `resume` late or again has no effect.
-  virtual boost::asio::awaitable<void> suspend(
-      std::function<void(std::function<void()> resume)> start) = 0;
+  /// Suspends the calling task until `resume` is called, from any thread, also inside `start`; or until the
+  /// process exits. Then, `start` may not be called at all. Calling `resume` late or again has no effect.
+  virtual boost::asio::awaitable<void> suspend(std::function<void(std::function<void()> resume)> start) = 0;
 };
 
 }  // namespace corvane

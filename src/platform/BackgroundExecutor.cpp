@@ -1,10 +1,10 @@
 #include "platform/BackgroundExecutor.h"
 
+#include <atomic>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <atomic>
 #include <memory>
 #include <system_error>
 #include <utility>

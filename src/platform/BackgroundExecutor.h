@@ -27,9 +27,9 @@ class BackgroundExecutor final : public Background {
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override;
   boost::asio::awaitable<void> suspend(std::function<void(std::function<void()>)> start) override;
 
-  /// Ends every wait as `exiting` and every suspension, runs what is ready and what that makes ready, and joins the thread. Work
-  /// that does not end within `bound`, because host code in it blocks, is left behind. Later posts are
-  /// refused. Called at most once, not on the background thread.
+  /// Ends every wait as `exiting` and every suspension, runs what is ready and what that makes ready, and
+  /// joins the thread. Work that does not end within `bound`, because host code in it blocks, is left behind.
+  /// Later posts are refused. Called at most once, not on the background thread.
   void shutDown(std::chrono::milliseconds bound);
 
  private:

@@ -9,19 +9,19 @@
 #include "client/TestBackend.h"
 #include "corvane.h"
 #include "platform/UserDefaults.h"
+#include "process/SandboxProcess.h"
 #include "support/CapturedOutput.h"
 #include "support/DetachedCoroutine.h"
 #include "support/ManualExecutor.h"
-#include "process/SandboxProcess.h"
 
 namespace corvane {
 namespace {
 
 using nlohmann::json;
-using test::SandboxProcess;
 using test::CapturedOutput;
 using test::DetachedCoroutine;
 using test::ManualExecutor;
+using test::SandboxProcess;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
