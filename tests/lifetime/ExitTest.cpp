@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "lifetime/Build.h"
+#include "support/Build.h"
 #include "lifetime/ChildProcess.h"
 #include "lifetime/TemporaryFolder.h"
 #include "support/LoopbackServer.h"
@@ -22,7 +22,7 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 /// How many programs each test starts; CORVANE_TEST_RUNS overrides it.
 int runs() {
   if (const char* const given = std::getenv("CORVANE_TEST_RUNS")) return std::stoi(given);
-  return underSanitizer ? 20 : 300;
+  return repeatsInFull ? 300 : 20;
 }
 
 /// Printed, so that a run that failed can be drawn again with CORVANE_TEST_SEED.

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "lifetime/Build.h"
+#include "support/Build.h"
 #include "lifetime/ChildProcess.h"
 #include "lifetime/Gate.h"
 #include "lifetime/TemporaryFolder.h"

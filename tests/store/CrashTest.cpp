@@ -10,6 +10,7 @@
 
 #include "platform/UserDefaults.h"
 #include "store/StoreSupport.h"
+#include "support/Build.h"
 
 namespace corvane::platform {
 namespace {
@@ -46,7 +47,7 @@ TEST(Crash, EveryAcknowledgedWriteIsFoundAfterAKillAtAnyMoment) {
   const test::TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "preferences.sqlite";
   test::Draw draw("Crash");
-  const int rounds = test::sanitized ? 20 : 100;
+  const int rounds = test::repeatsInFull ? 100 : 20;
   std::uint32_t last = 0;
   std::map<std::string, std::uint32_t> acknowledged;
 

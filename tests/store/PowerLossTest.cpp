@@ -8,6 +8,7 @@
 #include "platform/UserDefaults.h"
 #include "store/PowerLossVFS.h"
 #include "store/StoreSupport.h"
+#include "support/Build.h"
 
 namespace corvane::platform {
 namespace {
@@ -38,7 +39,7 @@ TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
   std::map<std::string, std::string> synced;
   int cuts = 0, writes = 0;
 
-  for (int round = 0; round < (test::sanitized ? 60 : 300); ++round) {
+  for (int round = 0; round < (test::repeatsInFull ? 300 : 60); ++round) {
     VFS::cutPowerAt(static_cast<int>(draw.below(250)));
     std::map<std::string, std::string> underWay;
     {

@@ -10,7 +10,7 @@
 #include <set>
 #include <thread>
 
-#include "lifetime/Build.h"
+#include "support/Build.h"
 #include "lifetime/host/Host.h"
 
 namespace corvane::test {
