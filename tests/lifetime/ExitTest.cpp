@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "support/Build.h"
 #include "lifetime/ChildProcess.h"
 #include "lifetime/TemporaryFolder.h"
+#include "support/Build.h"
 #include "support/LoopbackServer.h"
 
 namespace corvane::test {
@@ -19,10 +19,10 @@ namespace {
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-/// How many programs each test starts; CORVANE_TEST_RUNS overrides it.
-int runs() {
+/// How many programs a test starts; CORVANE_TEST_RUNS overrides it.
+int runs(int inFull) {
   if (const char* const given = std::getenv("CORVANE_TEST_RUNS")) return std::stoi(given);
-  return repeatsInFull ? 300 : 20;
+  return repeatsInFull ? inFull : 20;
 }
 
 /// Printed, so that a run that failed can be drawn again with CORVANE_TEST_SEED.
@@ -67,6 +67,7 @@ struct Surroundings {
   std::string trustedURL = " ";
   std::string authorityFile = " ";
   std::string also = "nothing";
+  int runs = 100;
 };
 
 /// Starts programs that have installs in flight, and end by themselves between 0 and 30 ms later.
@@ -74,7 +75,7 @@ void expectCleanEnds(const Surroundings& around) {
   static constexpr std::array endings{"return", "exit", "exit on a thread"};
   auto generator = seededGenerator();
   std::vector<Milliseconds> durations;
-  for (int run = 0; run < runs() && !testing::Test::HasFailure(); ++run) {
+  for (int run = 0; run < runs(around.runs) && !testing::Test::HasFailure(); ++run) {
     const TemporaryFolder folder;
     const std::string ending = endings[static_cast<std::size_t>(run) % endings.size()];
     const int status = 1 + run % 100;
@@ -92,14 +93,16 @@ void expectCleanEnds(const Surroundings& around) {
 
 TEST(Exit, IsCleanWhileAServerDoesNotAnswer) {
   LoopbackServer server(neverAnswer);
-  expectCleanEnds({.baseURL = server.url("")});
+  expectCleanEnds({.baseURL = server.url(""), .runs = 300});
 }
 
 TEST(Exit, IsCleanWhileATLSServerDoesNotAnswer) {
   const TLSIdentity identity;
   LoopbackServer server(neverAnswer, &identity);
-  expectCleanEnds(
-      {.baseURL = server.url(""), .trustedURL = server.url(), .authorityFile = identity.certificateFile()});
+  expectCleanEnds({.baseURL = server.url(""),
+                   .trustedURL = server.url(),
+                   .authorityFile = identity.certificateFile(),
+                   .runs = 300});
 }
 
 TEST(Exit, IsCleanInTheMiddleOfATLSHandshake) {
@@ -137,7 +140,7 @@ TEST(Exit, IsCleanWhereTheLibraryWasLoadedAndUnloadedAtRunTime) {
   const std::string secureURL = "https://127.0.0.1:" + std::to_string(plain.port());
   auto generator = seededGenerator();
   std::vector<Milliseconds> durations;
-  for (int run = 0; run < runs() && !HasFailure(); ++run) {
+  for (int run = 0; run < runs(100) && !HasFailure(); ++run) {
     const TemporaryFolder folder;
     const std::string moment = std::to_string(std::uniform_int_distribution(0, 30'000)(generator));
     ChildProcess host(LIFETIME_PLUGIN_HOST,
