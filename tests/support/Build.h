@@ -14,8 +14,8 @@ inline constexpr bool underSanitizer = false;
 inline constexpr bool underSanitizer = false;
 #endif
 
-/// Whether what is repeated at drawn moments is repeated in full: once, by g++ without sanitizers. The other builds look
-/// for other faults.
+/// Whether what is repeated at drawn moments is repeated in full: once, by g++ without sanitizers. The other
+/// builds look for other faults.
 #if defined(__clang__)
 inline constexpr bool repeatsInFull = false;
 #else
