@@ -83,8 +83,11 @@ void ClientCore::deliverAttribution(const CorvaneAttribution& attribution, bool 
     _deliveryPending = false;
     const bool replayed = std::exchange(_replayedBeforeDelivery, false);
     if (!changed && !replayed) return;
-    if (changed) hostAttribution = attributionCallback;
-    hostLink = linkCallback;
+    // A verdict that was replayed waits in the queue by now: its link is queued behind it.
+    if (changed) {
+      hostAttribution = attributionCallback;
+      hostLink = linkCallback;
+    }
   }
   const auto callHost = [&] {
     if (hostAttribution) (*hostAttribution)(attribution);
