@@ -1,8 +1,11 @@
 #pragma once
 
+#include <boost/asio/as_tuple.hpp>
 #include <boost/asio/awaitable.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
 #include <deque>
-#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -16,19 +19,17 @@
 namespace corvane::test {
 
 /// A transport that answers by script, in order, and keeps what was sent. An exchange for which there is no
-/// answer yet waits until `answer` is called.
+/// answer yet waits until `answer` is called, or its task is cancelled. Used on one thread.
 class ScriptedHTTPClient : public HTTPClient {
  public:
   using Answer = std::variant<HTTPResponse, CorvaneError>;
 
   boost::asio::awaitable<HTTPResponse> send(URLRequest request) override {
-    sent.push_back(std::move(request));
     const bool cancelled = co_await isCancelled();
     if (cancelled) throw CorvaneError::transport("cancelled");
-    if (script_.empty()) {
-      std::function<void(std::function<void()>)> wait = [this](auto resume) { waiting_.push_back(resume); };
-      co_await suspendUntil(std::move(wait));
-    }
+    sent.push_back(std::move(request));
+    if (script_.empty()) co_await awaitAnswer();
+    if (script_.empty()) throw CorvaneError::transport("cancelled");
     Answer next = std::move(script_.front());
     script_.pop_front();
     if (const auto* error = std::get_if<CorvaneError>(&next)) throw *error;
@@ -37,10 +38,7 @@ class ScriptedHTTPClient : public HTTPClient {
 
   void answer(Answer next) {
     script_.push_back(std::move(next));
-    if (waiting_.empty()) return;
-    const auto resume = std::move(waiting_.front());
-    waiting_.pop_front();
-    resume();
+    if (!waiting_.empty()) waiting_.front()->cancel();
   }
 
   void answer(int statusCode, std::string body, std::map<std::string, std::string> headers = {}) {
@@ -52,8 +50,17 @@ class ScriptedHTTPClient : public HTTPClient {
   std::vector<URLRequest> sent;
 
  private:
+  /// A timer that never runs out: an answer cancels it, and so does the cancellation of the task.
+  boost::asio::awaitable<void> awaitAnswer() {
+    const auto executor = co_await boost::asio::this_coro::executor;
+    boost::asio::steady_timer timer(executor, boost::asio::steady_timer::time_point::max());
+    waiting_.push_back(&timer);
+    co_await timer.async_wait(boost::asio::as_tuple(boost::asio::use_awaitable));
+    std::erase(waiting_, &timer);
+  }
+
   std::deque<Answer> script_;
-  std::deque<std::function<void()>> waiting_;
+  std::deque<boost::asio::steady_timer*> waiting_;
 };
 
 }  // namespace corvane::test

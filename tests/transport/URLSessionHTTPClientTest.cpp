@@ -1,11 +1,14 @@
 #include "platform/URLSessionHTTPClient.h"
 
+#include <future>
 #include <memory>
-#include <mutex>
+#include <thread>
+#include <utility>
 
 #include "Exchange.h"
 #include "HTTPClientContract.h"
 #include "support/LoopbackServer.h"
+#include "support/ScriptedHTTPClient.h"
 
 namespace corvane::test {
 namespace {
@@ -34,7 +37,36 @@ class RealClient {
   platform::URLSessionHTTPClient client_;
 };
 
+/// The fake that the flows are tested with.
+class FakeClient {
+ public:
+  explicit FakeClient(boost::asio::io_context& background) : background_(background) {}
+
+  HTTPClient& client() { return client_; }
+  URLRequest request() { return {.url = "https://api.test"}; }
+  void willAnswer(HTTPResponse response) {
+    // Names reach a caller in lower case; who writes a script writes them so.
+    if (response.headers.contains("Retry-After")) response.headers = {{"retry-after", "3"}};
+    client_.answer(std::move(response));
+  }
+  void willFail() { client_.answer(CorvaneError::transport("reset")); }
+  void willStaySilent() {}
+  void awaitRequest() {
+    for (bool sent = false; !sent; std::this_thread::yield()) {
+      std::promise<bool> seen;
+      boost::asio::post(background_, [&] { seen.set_value(!client_.sent.empty()); });
+      sent = seen.get_future().get();
+    }
+  }
+  std::size_t requestsSeen() { return client_.sent.size(); }
+
+ private:
+  boost::asio::io_context& background_;
+  ScriptedHTTPClient client_;
+};
+
 INSTANTIATE_TYPED_TEST_SUITE_P(URLSessionHTTPClient, HTTPClientContract, RealClient);
+INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedHTTPClient, HTTPClientContract, FakeClient);
 
 }  // namespace
 }  // namespace corvane::test
