@@ -124,6 +124,67 @@ class CORVANE_API Corvane {
   /// As `trackInstall(clickToken, force)`.
   CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string_view clickToken, bool force);
 
+  /// Handles the URL that opened the running application, when it is a tracking link: true means that it is
+  /// one and that its handling has begun, false that it is not one and that nothing else will happen. Sends
+  /// and stores nothing itself. Never fails; a URL of up to 64 KiB takes microseconds, a longer one is no
+  /// link.
+  ///
+  /// The link is recorded by the backend or, while consent is required and missing, only looked up. It
+  /// becomes `lastDeepLink()` and reaches the host through `onLink` with source `reengagement`. Where the
+  /// backend does not help, it holds what the URL holds: the slug, the URL, and as `deepLinkPath` the value
+  /// of the URL's last "path" item; the failure to record it goes to `onError`, before the link.
+  ///
+  /// A tracking link is a URL with a scheme (RFC 3986), a first path segment, which is the slug, and a host
+  /// that is or is below one of `linkDomains`, where there are any. White space around the text is dropped.
+  /// What the RFC does not allow is percent-encoded first, as campaign links hold unexpanded macros and free
+  /// text; then the URL is read, its segments split at "/" and decoded. Empty segments are skipped. A first
+  /// segment that is then "." or "..", holds "/" or "", or is not UTF-8 is no slug. "+" stays "+".
+  ///
+  /// | text                                         | handled | host            | slug       | path item  |
+  /// |----------------------------------------------|---------|-----------------|------------|------------|
+  /// | `https://go.example/summer/x?path=/sale`     | yes     | `go.example`    | `summer`   | `/sale`    |
+  /// | `HTTPS://user@GO.example:/{campaign}?path=`  | yes     | `GO.example`    | `{campaign}` | empty    |
+  /// | `https://go.example//a b\|c?x=%%GAID%%`      | yes     | `go.example`    | `a b\|c`   |            |
+  /// | `https://[2001:db8::1]:8080/s#path=/no`      | yes     | `2001:db8::1`   | `s`        |            |
+  /// | `https://go.example/été?path=a+b&path=%zz`   | yes     | `go.example`    | `été`      | `%zz`      |
+  /// | `https://go.example/s?a?path=/x&path=/y?z`   | yes     | `go.example`    | `s`        | `/y?z`     |
+  /// | `shop:///abc`, `shop:abc`                    | yes     | none            | `abc`      |            |
+  /// | `shop://open/abc`                            | yes     | `open`          | `abc`      |            |
+  /// | `https://go.example`, `https://go.example//` | no      |                 |            |            |
+  /// | `https://go.example/%2e%2E/abc`, `…/a%2Fb`   | no      |                 |            |            |
+  /// | `https://go.example/%FF`                     | no      |                 |            |            |
+  /// | `go.example/summer`, `/summer`, ``           | no      |                 |            |            |
+  ///
+  /// (Without `linkDomains`: with some, a link without a host is none of theirs.)
+  bool handleDeepLink(std::string_view url);
+
+  /// The same; the task gives the link when `onLink` has returned, or fails with
+  /// `CorvaneError::notACorvaneURL`. Failures of the backend do not make it fail.
+  CorvaneTask<CorvaneDeepLink> handleDeepLinkAsync(std::string_view url);
+
+  /// Sends a named event, with an amount and its currency (ISO 4217, sent in upper case) where it has them.
+  ///
+  /// An event that fails, for whatever reason, is kept in the preferences file with the key that it was sent
+  /// with, and goes to `onError`. The next success, `configure`, a grant and a counted install send what is
+  /// kept again, so that the backend records each event once. At most 100 are kept; beyond that the oldest
+  /// go. An event that has no JSON form, as its value is not finite or a text is not UTF-8, fails and is not
+  /// kept. While consent is required and missing, events are dropped. What is in flight when the process
+  /// exits is kept; when it is killed, what has failed by then is.
+  void trackEvent(std::string_view name, std::optional<double> value = std::nullopt,
+                  std::optional<std::string_view> currency = std::nullopt);
+
+  /// The same; the task gives the backend's answer, a result without id for an event that was dropped, or the
+  /// failure of an event that was kept.
+  CorvaneTask<CorvaneEventResult> trackEventAsync(std::string_view name,
+                                                  std::optional<double> value = std::nullopt,
+                                                  std::optional<std::string_view> currency = std::nullopt);
+
+  // Null is no text.
+  bool handleDeepLink(std::nullptr_t url) = delete;
+  CorvaneTask<CorvaneDeepLink> handleDeepLinkAsync(std::nullptr_t url) = delete;
+  void trackEvent(std::string_view name, std::optional<double> value, std::nullptr_t currency) = delete;
+  CorvaneTask<CorvaneEventResult> trackEventAsync(std::string_view name, std::optional<double> value,
+                                                  std::nullptr_t currency) = delete;
   // A text is no `force`: without these, a lone literal would convert to true.
   template <class T>
     requires(!std::same_as<T, bool>)

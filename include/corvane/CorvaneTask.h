@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "corvane/CorvaneAttribution.h"
+#include "corvane/CorvaneDeepLink.h"
+#include "corvane/CorvaneEventResult.h"
 #include "corvane/CorvaneExport.h"
 
 namespace corvane {
@@ -96,3 +98,5 @@ class CorvaneTask<T>::Awaiter {
 };
 
 extern template class CorvaneTask<CorvaneAttribution>;
+extern template class CorvaneTask<CorvaneDeepLink>;
+extern template class CorvaneTask<CorvaneEventResult>;

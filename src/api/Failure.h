@@ -22,6 +22,11 @@ inline std::string descriptionOf(const Failure& failure) {
   return asException(failure).what();
 }
 
+[[noreturn]] inline void throwFailure(const Failure& failure) {
+  if (const auto* error = std::get_if<CorvaneError>(&failure)) throw *error;
+  throw CorvaneCancellationError();
+}
+
 /// The failure that is being handled; to be called in a `catch` block. Anything but the two known kinds, such
 /// as a lack of memory, means that the operation did not get to its end.
 inline Failure currentFailure() {

@@ -5,6 +5,8 @@
 
 #include "core/TaskState.h"
 #include "corvane/CorvaneAttribution.h"
+#include "corvane/CorvaneDeepLink.h"
+#include "corvane/CorvaneEventResult.h"
 
 using corvane::TaskWaiting;
 
@@ -63,3 +65,5 @@ void CorvaneTask<T>::throwCancellation() {
 }
 
 template class CorvaneTask<CorvaneAttribution>;
+template class CorvaneTask<CorvaneDeepLink>;
+template class CorvaneTask<CorvaneEventResult>;

@@ -7,7 +7,9 @@
 #include "core/ClientCore.h"
 #include "core/Consent.h"
 #include "corvane/Corvane.h"
+#include "flows/DeepLinkHandling.h"
 #include "flows/EventQueue.h"
+#include "flows/EventTracking.h"
 #include "flows/InstallTracking.h"
 #include "foundation/CorvaneLogger.h"
 #include "foundation/DeviceIdentity.h"
@@ -32,4 +34,6 @@ struct Corvane::Client {
   const std::shared_ptr<corvane::ClientCore> core;
   const corvane::Consent consent;
   const std::shared_ptr<corvane::InstallTracking> installTracking;
+  const std::shared_ptr<corvane::DeepLinkHandling> deepLinkHandling;
+  const std::shared_ptr<corvane::EventTracking> eventTracking;
 };

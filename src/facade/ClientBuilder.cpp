@@ -4,18 +4,16 @@
 #include <utility>
 
 #include "corvane/CorvaneMainQueue.h"
-#include "facade/SharedSlot.h"
+#include "facade/StandardStores.h"
 #include "flows/ClickToken.h"
 #include "foundation/APIBaseURL.h"
 #include "foundation/StoreKeys.h"
 #include "model/CodecFailure.h"
 #include "model/ResultJSON.h"
-#include "platform/PreferencesPath.h"
 #include "platform/ProcessRuntime.h"
 #include "platform/SystemPasteboard.h"
 #include "platform/URLSession.h"
 #include "platform/URLSessionHTTPClient.h"
-#include "platform/UserDefaultsFlagStore.h"
 #include "platform/UserDefaultsStringStore.h"
 
 namespace corvane {
@@ -43,17 +41,6 @@ std::optional<CorvaneAttribution> storedAttribution(const FlagStore& store) {
 
 }  // namespace
 
-std::shared_ptr<platform::UserDefaults> standardUserDefaults(const CorvanePlatform& platform) {
-  // Kept open between clients: closing a database writes it out, on whatever thread drops the last client.
-  static auto* const current = new SharedSlot<std::shared_ptr<platform::UserDefaults>>();
-  const auto file = platform.preferencesFile.empty()
-                        ? platform::defaultPreferencesFile(platform.applicationIdentifier)
-                        : platform.preferencesFile;
-  auto defaults = platform::UserDefaults::open(file);
-  current->set(defaults);
-  return defaults;
-}
-
 std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform) {
   return platform.mainExecutor ? platform.mainExecutor : CorvaneMainQueue::main();
 }
@@ -61,7 +48,7 @@ std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform) {
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
                                              const CorvanePlatform& platform) {
   const CorvaneLogger logger{options.logEnabled, options.logLevel};
-  const auto defaults = standardUserDefaults(platform);
+  const auto [defaults, flags, queueStorage] = standardStores(platform);
   defaults->reportProblemsTo([logger](const std::string& text) { logger.warning([&] { return text; }); });
 
   const CorvaneAPI api{.baseURL = defaultAPIBaseURL(),
@@ -74,8 +61,7 @@ std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions 
       std::make_shared<platform::UserDefaultsStringStore>(defaults, std::string(keys::prefix)),
       std::string(keys::deviceId)};
   const DeviceInfo info{.bundleId = platform.applicationIdentifier};
-  const auto flags = std::make_shared<platform::UserDefaultsFlagStore>(defaults, std::string(keys::prefix));
-  const auto queue = std::make_shared<EventQueue>(flags, std::string(keys::eventQueue), logger);
+  const auto queue = std::make_shared<EventQueue>(queueStorage, logger);
   const std::string deviceId = identity.deviceIdOrCreate();
   const auto pasteboard = std::make_shared<platform::SystemPasteboard>(platform.pasteboard);
   const auto executor = mainExecutor(platform);
@@ -91,9 +77,25 @@ std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions 
                                      .consent = consent,
                                      .clickToken = {options.clickTokenSource, flags, pasteboard, logger},
                                      .eventQueue = queue});
-  return std::make_unique<Corvane::Client>(Corvane::Client{std::move(options), logger, api, identity, info,
-                                                           deviceId, flags, queue, pasteboard, executor, core,
-                                                           consent, installTracking});
+  const auto deepLinkHandling =
+      std::make_shared<DeepLinkHandling>(DeepLinkHandling::Collaborators{.core = core,
+                                                                         .api = api,
+                                                                         .logger = logger,
+                                                                         .deviceInfo = info,
+                                                                         .deviceId = deviceId,
+                                                                         .consent = consent,
+                                                                         .linkDomains = options.linkDomains});
+  const auto eventTracking =
+      std::make_shared<EventTracking>(EventTracking::Collaborators{.core = core,
+                                                                   .api = api,
+                                                                   .logger = logger,
+                                                                   .deviceInfo = info,
+                                                                   .deviceId = deviceId,
+                                                                   .consent = consent,
+                                                                   .eventQueue = queue});
+  return std::make_unique<Corvane::Client>(
+      Corvane::Client{std::move(options), logger, api, identity, info, deviceId, flags, queue, pasteboard,
+                      executor, core, consent, installTracking, deepLinkHandling, eventTracking});
 }
 
 }  // namespace corvane

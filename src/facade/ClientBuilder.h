@@ -6,12 +6,8 @@
 #include "corvane/CorvaneOptions.h"
 #include "corvane/CorvanePlatform.h"
 #include "facade/Client.h"
-#include "platform/UserDefaults.h"
 
 namespace corvane {
-
-/// The preferences of the application that `platform` describes.
-std::shared_ptr<platform::UserDefaults> standardUserDefaults(const CorvanePlatform& platform);
 
 /// The main executor that `platform` names, or the library's own queue.
 std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform);

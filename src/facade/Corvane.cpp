@@ -5,6 +5,7 @@
 #include "corvane/CorvaneMainQueue.h"
 #include "facade/ClientBuilder.h"
 #include "facade/SharedSlot.h"
+#include "facade/StandardStores.h"
 #include "foundation/StandardOutput.h"
 #include "foundation/StoreKeys.h"
 #include "foundation/Unicode.h"
@@ -57,7 +58,7 @@ void Corvane::setPlatform(CorvanePlatform platform) {
 }
 
 void Corvane::resetForTesting() {
-  const auto defaults = corvane::standardUserDefaults(currentPlatform().get());
+  const auto defaults = corvane::standardStores(currentPlatform().get()).defaults;
   const auto full = [](std::string_view key) { return std::string(keys::prefix) + "." + std::string(key); };
   for (const auto key : {keys::installTracked, keys::deferredRouted, keys::lastAttribution, keys::eventQueue,
                          keys::consentSet, keys::consentGranted, keys::deviceId})
@@ -119,4 +120,23 @@ CorvaneTask<CorvaneAttribution> Corvane::trackInstallAsync(bool force) {
 
 CorvaneTask<CorvaneAttribution> Corvane::trackInstallAsync(std::string_view clickToken, bool force) {
   return client_->installTracking->trackInstallAsync(std::string(clickToken), force);
+}
+
+bool Corvane::handleDeepLink(std::string_view url) {
+  return client_->deepLinkHandling->handleDeepLink(url);
+}
+
+CorvaneTask<CorvaneDeepLink> Corvane::handleDeepLinkAsync(std::string_view url) {
+  return client_->deepLinkHandling->handleDeepLinkAsync(url);
+}
+
+void Corvane::trackEvent(std::string_view name, std::optional<double> value,
+                         std::optional<std::string_view> currency) {
+  client_->eventTracking->trackEvent({std::string(name), value, std::optional<std::string>(currency)});
+}
+
+CorvaneTask<CorvaneEventResult> Corvane::trackEventAsync(std::string_view name, std::optional<double> value,
+                                                         std::optional<std::string_view> currency) {
+  return client_->eventTracking->trackEventAsync(
+      {std::string(name), value, std::optional<std::string>(currency)});
 }

@@ -5,19 +5,24 @@
 
 namespace corvane {
 
-std::string encodeQueue(const std::vector<EventQueue::Entry>& entries) {
-  json::Value array = json::Value::array();
-  for (const auto& entry : entries) {
-    json::Value object = json::Value::object();
-    object["id"] = entry.id;
-    object["request"] = toJSON(entry.request);
-    array.push_back(std::move(object));
-  }
-  return json::write(array);
+std::string encodeEntry(const EventQueueEntry& entry) {
+  json::Value object = json::Value::object();
+  object["id"] = entry.id;
+  object["request"] = toJSON(entry.request);
+  return json::write(object);
 }
 
-std::vector<EventQueue::Entry> decodeQueue(std::string_view bytes) {
-  std::vector<EventQueue::Entry> entries;
+std::string joinEntries(const std::vector<std::string_view>& objects) {
+  std::string array = "[";
+  for (const std::string_view object : objects) {
+    if (array.size() > 1) array += ',';
+    array += object;
+  }
+  return array += ']';
+}
+
+EventQueueEntries decodeQueue(std::string_view bytes) {
+  EventQueueEntries entries;
   for (const json::Value& element : json::parseArray(bytes)) {
     if (!element.is_object()) throw DecodingFailure("expected an object");
     const json::Value* request = json::optionalObject(element, "request");

@@ -4,9 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "flows/EventQueue.h"
+#include "flows/EventQueueEntry.h"
 
-/// The stored form of the event queue.
+/// The stored form of the event queue, the same in every version.
 ///
 ///   queue = [ entry, … ]                              oldest first
 ///   entry = { "id": string, "request": event }
@@ -16,10 +16,13 @@
 /// An absent member is left out; unknown members are ignored.
 namespace corvane {
 
-/// Throws `EncodingFailure` for an event without a JSON form.
-std::string encodeQueue(const std::vector<EventQueue::Entry>& entries);
+/// The JSON object of one entry. Throws `EncodingFailure` for an event without a JSON form.
+std::string encodeEntry(const EventQueueEntry& entry);
+
+/// The array of the entries with these JSON objects.
+std::string joinEntries(const std::vector<std::string_view>& objects);
 
 /// Throws `DecodingFailure`.
-std::vector<EventQueue::Entry> decodeQueue(std::string_view bytes);
+EventQueueEntries decodeQueue(std::string_view bytes);
 
 }  // namespace corvane

@@ -19,8 +19,8 @@ class Background {
   virtual boost::asio::any_io_executor executor() const = 0;
 
   /// Runs `function` later on the background thread, never inside this call. From any thread, under no lock.
-  /// At the end of the process the function may be destroyed without having run.
-  virtual void post(std::function<void()> function) = 0;
+  /// False at the very end of the process: the function was destroyed and will not run.
+  virtual bool post(std::function<void()> function) = 0;
 
   /// Suspends the calling task for `duration`; not at all when that is zero. Ends early when the task is
   /// cancelled, also when it already was, and when the process exits.

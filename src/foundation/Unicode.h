@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace corvane {
@@ -9,5 +10,10 @@ namespace corvane {
 std::string_view trimmed(std::string_view text);
 
 bool isValidUTF8(std::string_view bytes);
+
+/// The UTF-8 text in upper or lower case by Unicode's full mapping ("straße" gives "STRASSE"), the same in
+/// every locale. Bytes that are not UTF-8 come back as they are.
+std::string uppercased(std::string_view text);
+std::string lowercased(std::string_view text);
 
 }  // namespace corvane

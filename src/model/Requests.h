@@ -30,11 +30,11 @@ struct OpenRequest {
 struct EventRequest {
   std::string identifier;
   std::string name;
-  std::optional<double> value;
-  std::optional<std::string> currency;
-  std::optional<std::string> platform;
-  std::optional<std::string> clickId;
-  std::optional<std::string> deviceId;
+  std::optional<double> value{};
+  std::optional<std::string> currency{};
+  std::optional<std::string> platform{};
+  std::optional<std::string> clickId{};
+  std::optional<std::string> deviceId{};
 
   friend bool operator==(const EventRequest&, const EventRequest&) = default;
 };

@@ -36,9 +36,11 @@ asio::any_io_executor BackgroundExecutor::executor() const {
   return context_.get_executor();
 }
 
-void BackgroundExecutor::post(std::function<void()> function) {
+bool BackgroundExecutor::post(std::function<void()> function) {
   const std::lock_guard lock(mutex_);
-  if (!closed_) asio::post(context_, std::move(function));
+  if (closed_) return false;
+  asio::post(context_, std::move(function));
+  return true;
 }
 
 asio::awaitable<WaitEnd> BackgroundExecutor::wait(std::chrono::nanoseconds duration) {

@@ -23,7 +23,7 @@ class BackgroundExecutor final : public Background {
   ~BackgroundExecutor() override;
 
   boost::asio::any_io_executor executor() const override;
-  void post(std::function<void()> function) override;
+  bool post(std::function<void()> function) override;
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override;
   boost::asio::awaitable<void> suspend(std::function<void(std::function<void()>)> start) override;
 

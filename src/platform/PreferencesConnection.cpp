@@ -131,6 +131,14 @@ void PreferencesConnection::write(const PreferenceChanges& changes) const {
   run(commit_);
 }
 
+void PreferencesConnection::update(std::string_view key, const PreferencesDatabase::Change& change) const {
+  run(begin_);
+  const std::optional<PreferenceValue> before = read(key);
+  std::optional<PreferenceValue> after = change(before);
+  if (after != before) writeChange({std::string(key), std::move(after)});
+  run(commit_);
+}
+
 bool PreferencesConnection::fileWasReplaced() const {
   int moved = 0;
   sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);

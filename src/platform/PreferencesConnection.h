@@ -9,7 +9,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/PreferenceValue.h"
+#include "platform/PreferencesDatabase.h"
 
 namespace corvane::platform {
 
@@ -41,6 +41,8 @@ class PreferencesConnection {
   std::optional<PreferenceValue> read(std::string_view key) const;
   /// One transaction.
   void write(const PreferenceChanges& changes) const;
+  /// One transaction around reading the value, `change` and writing what it returns.
+  void update(std::string_view key, const PreferencesDatabase::Change& change) const;
 
   /// True when the path no longer leads to the file that is open.
   bool fileWasReplaced() const;

@@ -26,6 +26,11 @@ PreferencesDatabase::Result PreferencesDatabase::write(const PreferenceChanges& 
   return attempt(waitUntil, [&] { connection_->write(changes); });
 }
 
+PreferencesDatabase::Result PreferencesDatabase::update(std::string_view key, TimePoint waitUntil,
+                                                        const Change& change) {
+  return attempt(waitUntil, [&] { connection_->update(key, change); });
+}
+
 void PreferencesDatabase::close() {
   // Closing an inherited connection would act on the parent's behalf: it is left as it is.
   if (connection_ && connection_->isInherited()) static_cast<void>(connection_.release());

@@ -53,6 +53,11 @@ class PreferencesDatabase {
   /// Commits all changes as one transaction, or none of them.
   Result write(const PreferenceChanges& changes, TimePoint waitUntil);
 
+  /// Replaces the value of `key` by what `change` makes of the newest one, as one transaction, or changes
+  /// nothing. `change` may be called again on a fresh connection, and must not throw.
+  using Change = std::function<std::optional<PreferenceValue>(const std::optional<PreferenceValue>&)>;
+  Result update(std::string_view key, TimePoint waitUntil, const Change& change);
+
   /// Closes the connection; the last one of the file empties its log into it. The destructor does so too.
   void close();
 

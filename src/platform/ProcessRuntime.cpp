@@ -4,6 +4,9 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 #include "platform/BackgroundExecutor.h"
 #include "platform/Transport.h"
@@ -18,6 +21,9 @@ struct ProcessRuntime {
   pid_t process;
   std::shared_ptr<BackgroundExecutor> executor;
   std::shared_ptr<Background> background;
+  std::mutex mutex{};
+  /// Guarded by `mutex`.
+  std::vector<std::function<void()>> atExit{};
 };
 
 /// Never destroyed: background work may outlive every static object.
@@ -31,6 +37,8 @@ void endAtExit() {
   Transport::shared().shutDown(5s);
   // The background thread may be inside host code that does not return.
   runtime->executor->shutDown(200ms);
+  const std::lock_guard lock(runtime->mutex);
+  for (const auto& last : runtime->atExit) last();
   UserDefaults::synchronizeAll();
 }
 
@@ -49,6 +57,12 @@ ProcessRuntime* makeRuntime() {
 const std::shared_ptr<Background>& processBackground() {
   static const ProcessRuntime* const made = makeRuntime();
   return made->background;
+}
+
+void runAtExit(std::function<void()> last) {
+  processBackground();
+  const std::lock_guard lock(runtime->mutex);
+  runtime->atExit.push_back(std::move(last));
 }
 
 }  // namespace corvane::platform

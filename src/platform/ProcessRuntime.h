@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "foundation/Background.h"
@@ -12,5 +13,9 @@ namespace corvane::platform {
 /// follows from that run, and ends both threads, within a bound. In a forked child it does nothing: the
 /// threads are not there.
 const std::shared_ptr<Background>& processBackground();
+
+/// Has the exit hook call `last` when both threads have ended, before what the preferences could not write is
+/// tried for the last time. From any thread; nothing is ever taken back.
+void runAtExit(std::function<void()> last);
 
 }  // namespace corvane::platform

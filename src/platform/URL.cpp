@@ -1,25 +1,42 @@
 #include "foundation/URL.h"
 
+#include <boost/url/decode_view.hpp>
 #include <boost/url/encode.hpp>
 #include <boost/url/parse.hpp>
 #include <boost/url/rfc/unreserved_chars.hpp>
 #include <boost/url/url.hpp>
 
+#include "foundation/Unicode.h"
+#include "platform/URLEncoding.h"
+
 namespace corvane {
 
 namespace urls = boost::urls;
 
+namespace {
+
+/// The parser takes what follows "host:" for the path when it is no number. RFC 3986 does not: with an
+/// authority the path is empty or begins with "/".
+std::optional<urls::url_view> parse(std::string_view text) {
+  const auto parsed = urls::parse_uri(text);
+  if (!parsed) return std::nullopt;
+  const bool cut = parsed->has_authority() && !parsed->encoded_path().empty() && !parsed->is_path_absolute();
+  return cut ? std::nullopt : std::optional(*parsed);
+}
+
+}  // namespace
+
 bool isURL(std::string_view text) {
-  return urls::parse_uri(text).has_value();
+  return parse(text).has_value();
 }
 
 std::string urlPath(std::string_view url) {
-  const auto parsed = urls::parse_uri(url);
+  const auto parsed = parse(url);
   return parsed ? std::string(parsed->encoded_path()) : std::string();
 }
 
 std::optional<std::string> urlWithQuery(std::string_view url, const std::vector<QueryItem>& items) {
-  const auto parsed = urls::parse_uri(url);
+  const auto parsed = parse(url);
   if (!parsed) return std::nullopt;
   std::string query;
   for (const auto& [name, value] : items) {
@@ -33,6 +50,29 @@ std::optional<std::string> urlWithQuery(std::string_view url, const std::vector<
     result.set_encoded_query(query);
   }
   return std::string(result.buffer());
+}
+
+std::optional<OutsideURL> readOutsideURL(std::string_view text) {
+  if (text.size() > maximumURLSize || !isValidUTF8(text)) return std::nullopt;
+  const std::string_view bare = trimmed(text);
+  std::string whole(bare);
+  auto parsed = parse(whole);
+  if (!parsed) {
+    whole = platform::percentEncodedWhereNeeded(bare);
+    parsed = parse(whole);
+  }
+  if (!parsed) return std::nullopt;
+  std::optional<std::string> host;
+  if (!parsed->encoded_host().empty()) host = parsed->host_address();
+  if (host && !isValidUTF8(*host)) return std::nullopt;
+  std::string path(parsed->encoded_path());
+  std::string query(parsed->encoded_query());
+  return OutsideURL{std::move(whole), std::move(host), std::move(path), std::move(query)};
+}
+
+std::string percentDecoded(std::string_view encoded) {
+  const urls::decode_view decoded(encoded);
+  return std::string(decoded.begin(), decoded.end());
 }
 
 }  // namespace corvane

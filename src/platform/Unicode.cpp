@@ -1,8 +1,11 @@
 #include "foundation/Unicode.h"
 
+#include <unicode/bytestream.h>
+#include <unicode/casemap.h>
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <cstdint>
 
 // ICU's macros convert without saying so.
@@ -40,6 +43,32 @@ std::size_t withoutTrailingWhiteSpace(std::string_view text) {
   return end;
 }
 
+using CaseMapping = void (*)(const char* locale, std::uint32_t options, icu::StringPiece text,
+                             icu::ByteSink& sink, icu::Edits* edits, UErrorCode& error);
+
+char toUpperASCII(char character) {
+  return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+}
+
+char toLowerASCII(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+std::string mapped(std::string_view text, char (*mapASCII)(char), CaseMapping map) {
+  std::string result(text);
+  const auto isASCII = [](char character) { return static_cast<unsigned char>(character) < 0x80; };
+  if (std::all_of(text.begin(), text.end(), isASCII)) {
+    std::transform(text.begin(), text.end(), result.begin(), mapASCII);
+    return result;
+  }
+  if (!isValidUTF8(text)) return result;
+  std::string converted;
+  icu::StringByteSink<std::string> sink(&converted);
+  UErrorCode error = U_ZERO_ERROR;
+  map("", 0, icu::StringPiece(text), sink, nullptr, error);
+  return U_SUCCESS(error) ? converted : result;
+}
+
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
@@ -54,6 +83,14 @@ bool isValidUTF8(std::string_view bytes) {
     if (character < 0) return false;
   }
   return true;
+}
+
+std::string uppercased(std::string_view text) {
+  return mapped(text, toUpperASCII, &icu::CaseMap::utf8ToUpper);
+}
+
+std::string lowercased(std::string_view text) {
+  return mapped(text, toLowerASCII, &icu::CaseMap::utf8ToLower);
 }
 
 }  // namespace corvane

@@ -43,9 +43,9 @@ bool fits(const PreferenceChanges::value_type& change) {
 
 /// Every object that is alive. Never destroyed, so that it serves a process that exits with threads at work.
 ///
-/// Locks: the registry's before an object's. A fork takes all of them, so that no access, opening or
-/// destruction is under way in it, and no connection of ours is open across it: SQLite's own record of what
-/// this process has locked would be inherited without the locks.
+/// Locks: the registry's before an object's, and of those `updateMutex_` before `mutex_`. A fork takes all of
+/// them, so that no access, opening or destruction is under way in it, and no connection of ours is open
+/// across it: SQLite's own record of what this process has locked would be inherited without the locks.
 struct UserDefaults::Registry {
   struct Entry {
     std::filesystem::path file;
@@ -69,13 +69,18 @@ struct UserDefaults::Registry {
   void beforeFork() {
     mutex.lock();
     for (const Entry& entry : entries) {
+      entry.object->updateMutex_.lock();
       entry.object->mutex_.lock();
       entry.object->database_.disconnect();
+      entry.object->updates_.disconnect();
     }
   }
 
   void afterFork() {
-    for (const Entry& entry : entries) entry.object->mutex_.unlock();
+    for (const Entry& entry : entries) {
+      entry.object->mutex_.unlock();
+      entry.object->updateMutex_.unlock();
+    }
     mutex.unlock();
   }
 };
@@ -93,7 +98,7 @@ std::shared_ptr<UserDefaults> UserDefaults::open(const std::filesystem::path& fi
   return created;
 }
 
-UserDefaults::UserDefaults(const std::filesystem::path& file) : database_(file) {}
+UserDefaults::UserDefaults(const std::filesystem::path& file) : database_(file), updates_(file) {}
 
 UserDefaults::~UserDefaults() {
   {
@@ -103,6 +108,7 @@ UserDefaults::~UserDefaults() {
   Registry& registry = Registry::shared();
   const std::lock_guard lock(registry.mutex);
   std::erase_if(registry.entries, [this](const Registry::Entry& entry) { return entry.object == this; });
+  updates_.close();
   database_.close();
 }
 
@@ -140,6 +146,40 @@ void UserDefaults::removeObjectForKey(std::string_view key) {
   store(key, std::nullopt);
 }
 
+bool UserDefaults::updateData(std::string_view key, const DataChange& change) {
+  const auto entered = Clock::now();
+  std::unique_lock updating(updateMutex_);
+  std::unique_lock lock(mutex_);
+  // An older value that waits for the file goes first.
+  const bool upToDate = pending_.find(key) == pending_.end() || writePending(waitUntil(entered));
+  if (!upToDate) {
+    updating.unlock();
+    unlockAndTell(std::move(lock));
+    return false;
+  }
+  const TimePoint until = waitUntil(entered);
+  lock.unlock();
+
+  std::optional<std::string> bytes;
+  const PreferencesDatabase::Result result = updates_.update(key, until, [&](const auto& value) {
+    const auto* stored = value ? std::get_if<PreferenceBytes>(&*value) : nullptr;
+    bytes = change(stored ? std::optional(stored->bytes) : std::nullopt);
+    return bytes ? std::optional<PreferenceValue>(PreferenceBytes{*bytes}) : std::nullopt;
+  });
+
+  lock.lock();
+  noteResult(result, updates_);
+  const bool done = result == PreferencesDatabase::Result::done;
+  if (done) {
+    std::optional<PreferenceValue> value;
+    if (bytes) value = PreferenceBytes{*std::move(bytes)};
+    known_.insert_or_assign(std::string(key), std::move(value));
+  }
+  updating.unlock();
+  unlockAndTell(std::move(lock));
+  return done;
+}
+
 bool UserDefaults::synchronize() {
   const auto entered = Clock::now();
   std::unique_lock lock(mutex_);
@@ -174,7 +214,7 @@ std::optional<PreferenceValue> UserDefaults::valueForKey(std::string_view key) c
   std::unique_lock lock(mutex_);
   if (const auto waiting = pending_.find(key); waiting != pending_.end()) return waiting->second;
   const PreferencesDatabase::Result result = database_.read(key, waitUntil(entered), value);
-  noteResult(result);
+  noteResult(result, database_);
   if (result == PreferencesDatabase::Result::done) {
     known_.insert_or_assign(std::string(key), value);
   } else if (const auto last = known_.find(key); last != known_.end()) {
@@ -204,7 +244,7 @@ bool UserDefaults::writePending(TimePoint waitUntil) {
   }
   if (!pending_.empty()) {
     const PreferencesDatabase::Result result = database_.write(pending_, waitUntil);
-    noteResult(result);
+    noteResult(result, database_);
     if (result == PreferencesDatabase::Result::done) {
       for (auto& [key, value] : pending_) known_.insert_or_assign(key, std::move(value));
       pending_.clear();
@@ -218,12 +258,12 @@ UserDefaults::TimePoint UserDefaults::waitUntil(TimePoint entered) const {
   return entered < onlyTryUntil_ ? entered : entered + patience;
 }
 
-void UserDefaults::noteResult(PreferencesDatabase::Result result) const {
+void UserDefaults::noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database) const {
   if (result == PreferencesDatabase::Result::busy) {
     // A call that only tried does not prolong it.
     if (const auto now = Clock::now(); now >= onlyTryUntil_) onlyTryUntil_ = now + impatience;
   }
-  std::string problem = database_.takeProblem();
+  std::string problem = database.takeProblem();
   if (problem_.empty()) problem_ = std::move(problem);
 }
 

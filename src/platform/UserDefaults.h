@@ -19,9 +19,10 @@ namespace corvane::platform {
 /// be written, the value lives in memory, where this process reads it, and each later write tries the file
 /// again and takes along, in the same transaction, whatever waits. No operation fails or throws.
 ///
-/// Threads: any. One mutex serialises the accesses to the one connection. A call waits 200 ms at most for
-/// another process that holds the file, counted from its own beginning, so that callers who queue up do not
-/// add their waits; once a holder outlasted a wait, the calls of the next second only try, so that a host
+/// Threads: any. One mutex serialises the accesses to the one connection, and another the updates, which have
+/// a connection of their own so that reads go on while one waits for its turn. A call waits 200 ms at most
+/// for another process that holds the file, counted from its own beginning, so that callers who queue up do
+/// not add their waits; once a holder outlasted a wait, the calls of the next second only try, so that a host
 /// which stores much is not held up again and again.
 ///
 /// Forks: a fork waits for the access that is under way and closes the connection first; parent and child
@@ -51,6 +52,12 @@ class UserDefaults {
   void setBool(bool value, std::string_view key);
   void removeObjectForKey(std::string_view key);
 
+  /// Replaces the bytes of `key` by what `change` makes of them, none meaning that there are none, in one
+  /// transaction against every other writer of any process. False when the file could not be written:
+  /// then nothing has changed. `change` may be called more than once and must not touch this object.
+  using DataChange = std::function<std::optional<std::string>(const std::optional<std::string>&)>;
+  bool updateData(std::string_view key, const DataChange& change);
+
   /// Tries to write what waits in memory; true when nothing waits any more: every earlier write is synced.
   /// Waits the full 200 ms for another holder, whatever happened before.
   bool synchronize();
@@ -75,7 +82,7 @@ class UserDefaults {
   void store(std::string_view key, std::optional<PreferenceValue> value);
   bool writePending(TimePoint waitUntil);
   TimePoint waitUntil(TimePoint entered) const;
-  void noteResult(PreferencesDatabase::Result result) const;
+  void noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database) const;
   void unlockAndTell(std::unique_lock<std::mutex> lock) const;
 
   // Reading connects, and may find the file unreadable: to the caller that is still reading.
@@ -87,6 +94,10 @@ class UserDefaults {
   mutable std::string problem_;
   mutable bool told_ = false;
   std::shared_ptr<const ProblemReporter> reporter_;
+
+  /// Taken before `mutex_`, never inside it.
+  std::mutex updateMutex_;
+  PreferencesDatabase updates_;
 };
 
 }  // namespace corvane::platform

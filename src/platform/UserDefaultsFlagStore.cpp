@@ -27,6 +27,10 @@ void UserDefaultsFlagStore::removeValue(std::string_view key) {
   defaults_->removeObjectForKey(fullKey(key));
 }
 
+bool UserDefaultsFlagStore::updateData(std::string_view key, const Change& change) {
+  return defaults_->updateData(fullKey(key), change);
+}
+
 std::string UserDefaultsFlagStore::fullKey(std::string_view key) const {
   return (prefix_ + ".").append(key);
 }

@@ -20,8 +20,10 @@ class FakeBackground : public Background {
  public:
   boost::asio::any_io_executor executor() const override { return context_.get_executor(); }
 
-  void post(std::function<void()> function) override {
-    if (!refusing) boost::asio::post(context_, std::move(function));
+  bool post(std::function<void()> function) override {
+    if (refusing) return false;
+    boost::asio::post(context_, std::move(function));
+    return true;
   }
 
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override {

@@ -1,18 +1,20 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "foundation/DataUpdates.h"
 #include "foundation/FlagStore.h"
 #include "foundation/KeyValueStringStore.h"
 
 namespace corvane::test {
 
 /// Flags and bytes that live as long as the object. Any thread.
-class MemoryFlagStore : public FlagStore {
+class MemoryFlagStore : public FlagStore, public DataUpdates {
  public:
   bool boolForKey(std::string_view key) const override {
     const std::lock_guard lock(mutex_);
@@ -42,6 +44,21 @@ class MemoryFlagStore : public FlagStore {
     const std::lock_guard lock(mutex_);
     forget(key);
   }
+
+  bool updateData(std::string_view key, const Change& change) override {
+    const std::lock_guard lock(mutex_);
+    if (held) return false;
+    const auto found = data_.find(key);
+    const auto after = change(found == data_.end() ? std::nullopt : std::optional(found->second));
+    forget(key);
+    if (after) data_.emplace(key, *after);
+    ++updates;
+    return true;
+  }
+
+  /// As if another process held the file: no update succeeds.
+  std::atomic<bool> held = false;
+  std::atomic<int> updates = 0;
 
  private:
   void forget(std::string_view key) {

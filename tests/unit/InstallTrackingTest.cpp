@@ -52,7 +52,7 @@ struct Install : ::testing::Test {
     core->onLink(
         [this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
-    const auto eventQueue = std::make_shared<EventQueue>(flags, "event_queue", logger);
+    const auto eventQueue = std::make_shared<EventQueue>(std::make_shared<EventQueueStorage>(flags, flags, "event_queue"), logger);
     const CorvaneAPI api{.baseURL = "https://api.test",
                          .http = http,
                          .background = background,

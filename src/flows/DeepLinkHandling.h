@@ -1,0 +1,56 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "api/CorvaneAPI.h"
+#include "core/ClientCore.h"
+#include "core/Consent.h"
+#include "flows/LinkURL.h"
+#include "foundation/DeviceInfo.h"
+
+namespace corvane {
+
+/// Turns a link that opened the running application into the host's link: recorded by the backend, looked up
+/// only where consent is missing, or taken from the URL alone where the backend does not help. Every handling
+/// is one of its own, also of the same link again.
+///
+/// The public forms are called from any thread; they read the URL and return. Everything else runs on the
+/// background executor. The plain form's work holds this object, and with it the client, weakly until it runs
+/// and strongly while it does.
+class DeepLinkHandling : public std::enable_shared_from_this<DeepLinkHandling> {
+ public:
+  /// What the client hands to this flow.
+  struct Collaborators {
+    std::shared_ptr<ClientCore> core;
+    CorvaneAPI api;
+    CorvaneLogger logger;
+    DeviceInfo deviceInfo;
+    std::string deviceId;
+    Consent consent;
+    std::vector<std::string> linkDomains;
+  };
+
+  explicit DeepLinkHandling(Collaborators collaborators) : c(std::move(collaborators)) {}
+
+  bool handleDeepLink(std::string_view url);
+  CorvaneTask<CorvaneDeepLink> handleDeepLinkAsync(std::string_view url);
+
+ private:
+  using Weak = std::weak_ptr<DeepLinkHandling>;
+
+  std::optional<ParsedLink> accept(std::string_view url) const;
+  static boost::asio::awaitable<void> reportFailure(Weak weak, ParsedLink parsed);
+  boost::asio::awaitable<CorvaneDeepLink> handle(ParsedLink parsed);
+  boost::asio::awaitable<CorvaneDeepLink> resolve(const ParsedLink& parsed) const;
+  boost::asio::awaitable<CorvaneDeepLink> record(const ParsedLink& parsed) const;
+  OpenRequest makeRequest(const ParsedLink& parsed) const;
+
+  const Collaborators c;
+};
+
+}  // namespace corvane

@@ -1,0 +1,47 @@
+#include "flows/EventQueueChanges.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace corvane {
+
+void EventQueueChanges::add(StoredEvent event) {
+  if (event.json.size() > bounds_.bytes) return;
+  added_.push_back(std::move(event));
+  pushOutOldest(added_);
+}
+
+void EventQueueChanges::remove(const std::string& id) {
+  const auto addedHere = std::erase_if(added_, [&](const StoredEvent& event) { return event.id == id; });
+  if (addedHere == 0 && !cleared_) removed_.insert(id);
+}
+
+void EventQueueChanges::clear() {
+  cleared_ = true;
+  removed_.clear();
+  added_.clear();
+}
+
+StoredEvents EventQueueChanges::appliedTo(StoredEvents events) const {
+  if (cleared_) events.clear();
+  std::erase_if(events, [&](const StoredEvent& event) { return removed_.contains(event.id); });
+  if (added_.empty()) return events;
+  events.insert(events.end(), added_.begin(), added_.end());
+  pushOutOldest(events);
+  return events;
+}
+
+void EventQueueChanges::pushOutOldest(StoredEvents& events) const {
+  std::size_t kept = 0;
+  std::size_t bytes = 0;
+  while (kept < std::min(events.size(), bounds_.items)) {
+    const std::size_t size = events[events.size() - kept - 1].json.size();
+    if (size > bounds_.bytes - bytes) break;
+    bytes += size;
+    ++kept;
+  }
+  events.erase(events.begin(), std::prev(events.end(), static_cast<std::ptrdiff_t>(kept)));
+}
+
+}  // namespace corvane

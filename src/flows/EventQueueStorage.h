@@ -1,0 +1,87 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "flows/EventQueueChanges.h"
+#include "flows/EventQueueEntry.h"
+#include "foundation/Background.h"
+#include "foundation/DataUpdates.h"
+#include "foundation/FlagStore.h"
+
+namespace corvane {
+
+/// The stored queue of one preferences file, shared by the event queues of every client of this process.
+///
+/// Each change is one transaction of the file, so that other processes may change the same queue at the same
+/// time. Where the file cannot be written, the change waits in memory, counts for this process, and goes into
+/// the next transaction that succeeds, whoever needs it.
+///
+/// An event without a JSON form (a value that is not finite, text that is not UTF-8), or with one above
+/// `maxBytes`, is left out: it could never be sent, and must not cost another entry.
+///
+/// Usable from any thread. `lock` spans each read and each change; nothing of the host runs and no network
+/// call is made while it is held.
+class EventQueueStorage : public std::enable_shared_from_this<EventQueueStorage> {
+ public:
+  static constexpr std::size_t maxItems = 100;
+  static constexpr std::size_t maxBytes = std::size_t{4} << 20;
+
+  /// Entries that one flush is sending. Until it is destroyed, no other flush of this process is given them.
+  class Claim {
+   public:
+    Claim(std::shared_ptr<EventQueueStorage> storage, EventQueueEntries entries);
+    ~Claim();
+    Claim(const Claim&) = delete;
+    Claim& operator=(const Claim&) = delete;
+
+    const EventQueueEntries& entries() const { return entries_; }
+
+   private:
+    std::shared_ptr<EventQueueStorage> storage_;
+    EventQueueEntries entries_;
+  };
+
+  EventQueueStorage(std::shared_ptr<FlagStore> store, std::shared_ptr<DataUpdates> updates, std::string key);
+
+  /// Every entry that no other flush is sending.
+  std::shared_ptr<const Claim> claim();
+
+  /// Adds the entry behind all others and, beyond `maxItems`, pushes out the oldest. Completes when it is
+  /// stored, or waits in memory. Entries that come at the same time share one transaction. To be awaited on
+  /// the background thread.
+  boost::asio::awaitable<void> enqueue(const EventQueueEntry& entry, Background& background);
+  void remove(const std::string& id);
+  void clear();
+
+  /// Tries to write what waits.
+  void writePending();
+
+ private:
+  // The caller holds `lock`.
+  EventQueueEntries load() const;
+  void save();
+
+  StoredEvents read(const std::optional<std::string>& bytes) const;
+  void storeAndResume();
+
+  const std::shared_ptr<FlagStore> store;
+  const std::shared_ptr<DataUpdates> updates;
+  const std::string key;
+
+  std::mutex lock;
+  EventQueueChanges pending_{{.items = maxItems, .bytes = maxBytes}};
+  std::vector<std::function<void()>> waitingToBeStored_;
+  std::set<std::string> beingSent_;
+  /// What was written last, and what it says, so that it need not be read again.
+  std::optional<std::string> lastBytes_;
+  StoredEvents lastEvents_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,79 @@
+#include "flows/EventTracking.h"
+
+#include <utility>
+#include <variant>
+
+#include "core/Operation.h"
+#include "foundation/UUID.h"
+#include "foundation/Unicode.h"
+
+namespace corvane {
+
+namespace asio = boost::asio;
+
+void EventTracking::trackEvent(Event event) {
+  spawn(c.api.background, [weak = weak_from_this(), event = std::move(event)]() mutable {
+    return discardOutcome(weak, std::move(event));
+  });
+}
+
+/// A failure was logged, queued and reported by then.
+asio::awaitable<void> EventTracking::discardOutcome(Weak weak, Event event) {
+  const auto self = weak.lock();
+  if (!self) co_return;
+  try {
+    co_await self->track(std::move(event));
+  } catch (const std::exception&) {
+  }
+}
+
+CorvaneTask<CorvaneEventResult> EventTracking::trackEventAsync(Event event) {
+  auto state = std::make_shared<TaskState<CorvaneEventResult>>(c.core->mainThread());
+  Body<CorvaneEventResult> body = [weak = weak_from_this(),
+                                   event = std::move(event)]() -> asio::awaitable<CorvaneEventResult> {
+    const auto self = weak.lock();
+    if (!self) throw CorvaneCancellationError();
+    co_return co_await self->track(event);
+  };
+  start(c.api.background, state, std::move(body));
+  return CorvaneTask<CorvaneEventResult>(state);
+}
+
+asio::awaitable<CorvaneEventResult> EventTracking::track(Event event) {
+  const std::string name = event.name;
+  if (!c.consent.hasConsent()) {
+    c.logger.debug([&] { return "Event '" + name + "' dropped — consent not granted"; });
+    co_return CorvaneEventResult(std::nullopt, false);
+  }
+  const EventQueue::Entry entry{.id = randomUUIDText(), .request = makeRequest(std::move(event))};
+  std::optional<Failure> failure;
+  try {
+    EventRequest request = entry.request;
+    std::optional<std::string> id = entry.id;
+    const EventAckDTO ack = co_await c.api.sendEvent(std::move(request), std::move(id));
+    c.eventQueue->flush(c.api);
+    co_return CorvaneEventResult(ack.id, ack.attributed);
+  } catch (...) {
+    failure = currentFailure();
+  }
+  c.logger.warning(
+      [&] { return "Event '" + name + "' failed; queued for retry: " + descriptionOf(*failure); });
+  // Stored before anybody hears of the failure: what was reported is not lost whatever comes.
+  co_await c.eventQueue->enqueue(entry, *c.api.background);
+  c.core->deliverError(*failure);
+  throwFailure(*failure);
+}
+
+EventRequest EventTracking::makeRequest(Event event) const {
+  std::optional<std::string> currency;
+  if (event.currency) currency = uppercased(*event.currency);
+  return {.identifier = c.deviceInfo.bundleId,
+          .name = std::move(event.name),
+          .value = event.value,
+          .currency = std::move(currency),
+          .platform = c.deviceInfo.platform,
+          .clickId = std::nullopt,
+          .deviceId = c.deviceId};
+}
+
+}  // namespace corvane

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "api/CorvaneAPI.h"
+#include "core/ClientCore.h"
+#include "core/Consent.h"
+#include "corvane/CorvaneEventResult.h"
+#include "flows/EventQueue.h"
+#include "foundation/DeviceInfo.h"
+
+namespace corvane {
+
+/// Sends the host's events. One that fails, for whatever reason, goes into the queue with the key that it was
+/// sent with; every success starts a flush of the queue. Without consent an event is dropped.
+///
+/// The public forms are called from any thread and return at once; everything else runs on the background
+/// executor. Background work holds this object, and with it the client, weakly until it runs and strongly
+/// while it does.
+class EventTracking : public std::enable_shared_from_this<EventTracking> {
+ public:
+  /// What the client hands to this flow.
+  struct Collaborators {
+    std::shared_ptr<ClientCore> core;
+    CorvaneAPI api;
+    CorvaneLogger logger;
+    DeviceInfo deviceInfo;
+    std::string deviceId;
+    Consent consent;
+    std::shared_ptr<EventQueue> eventQueue;
+  };
+
+  /// What the host tells, unchanged.
+  struct Event {
+    std::string name;
+    std::optional<double> value;
+    std::optional<std::string> currency;
+  };
+
+  explicit EventTracking(Collaborators collaborators) : c(std::move(collaborators)) {}
+
+  void trackEvent(Event event);
+  CorvaneTask<CorvaneEventResult> trackEventAsync(Event event);
+
+ private:
+  using Weak = std::weak_ptr<EventTracking>;
+
+  static boost::asio::awaitable<void> discardOutcome(Weak weak, Event event);
+  boost::asio::awaitable<CorvaneEventResult> track(Event event);
+  EventRequest makeRequest(Event event) const;
+
+  const Collaborators c;
+};
+
+}  // namespace corvane

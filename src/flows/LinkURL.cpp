@@ -1,0 +1,61 @@
+#include "flows/LinkURL.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "foundation/URL.h"
+#include "foundation/Unicode.h"
+
+namespace corvane {
+namespace {
+
+std::optional<std::string> slugIn(std::string_view path) {
+  path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
+  std::string slug = percentDecoded(path.substr(0, path.find('/')));
+  const bool rejected = slug.empty() || slug == "." || slug == ".." ||
+                        slug.find_first_of("/\\") != std::string::npos || !isValidUTF8(slug);
+  return rejected ? std::nullopt : std::optional(std::move(slug));
+}
+
+/// The value of the item when it is a "path"; empty for one without "=".
+std::optional<std::string> pathIn(std::string_view item) {
+  const auto equals = item.find('=');
+  if (percentDecoded(item.substr(0, equals)) != "path") return std::nullopt;
+  std::string value = equals == std::string_view::npos ? "" : percentDecoded(item.substr(equals + 1));
+  return isValidUTF8(value) ? std::optional(std::move(value)) : std::nullopt;
+}
+
+std::optional<std::string> lastPathItemIn(std::string_view query) {
+  std::optional<std::string> path;
+  while (!query.empty()) {
+    const std::string_view item = query.substr(0, query.find('&'));
+    if (auto value = pathIn(item)) path = std::move(value);
+    query.remove_prefix(std::min(item.size() + 1, query.size()));
+  }
+  return path;
+}
+
+}  // namespace
+
+std::optional<ParsedLink> parseLinkURL(std::string_view text) {
+  auto url = readOutsideURL(text);
+  if (!url) return std::nullopt;
+  auto slug = slugIn(url->path);
+  if (!slug) return std::nullopt;
+  return ParsedLink{.url = std::move(url->text),
+                    .host = std::move(url->host),
+                    .slug = *std::move(slug),
+                    .path = lastPathItemIn(url->query)};
+}
+
+bool matchesLinkDomains(const std::optional<std::string>& host, const std::vector<std::string>& domains) {
+  if (domains.empty()) return true;
+  if (!host) return false;
+  const std::string lower = lowercased(*host);
+  return std::any_of(domains.begin(), domains.end(), [&](const std::string& configured) {
+    const std::string domain = lowercased(configured);
+    return lower == domain || lower.ends_with("." + domain);
+  });
+}
+
+}  // namespace corvane

@@ -1,0 +1,175 @@
+#include "flows/EventQueue.h"
+
+#include <deque>
+#include <random>
+
+#include "core/Operation.h"
+#include "flows/EventQueueCodec.h"
+#include "support/CapturedOutput.h"
+#include "support/FlowFixture.h"
+
+namespace corvane {
+namespace {
+
+using test::CapturedOutput;
+using Lines = std::vector<std::string>;
+
+constexpr std::string_view kKey = "event_queue";
+constexpr const char* kStored =
+    R"([ {"id":"A","request":{"identifier":"app","name":"one","extra":1},"more":[]},
+  {"id":"B","request":{"identifier":"app","name":"two","value":1.5,"currency":null}},
+  {"id":"C","request":{"identifier":"app","name":"three"}} ])";
+
+struct Queue : test::FlowFixture {
+  void enqueue(const std::string& id, const std::string& name = "n") {
+    spawn(background, [this, id, name]() -> boost::asio::awaitable<void> {
+      EventQueue::Entry entry{.id = id, .request = {.identifier = "app", .name = name}};
+      co_await queue->enqueue(std::move(entry), *background);
+    });
+    background->run();
+  }
+
+  Lines storedIds() const {
+    Lines ids;
+    const auto bytes = flags->dataForKey(kKey);
+    if (!bytes) return ids;
+    for (const auto& entry : decodeQueue(*bytes)) ids.push_back(entry.id);
+    return ids;
+  }
+};
+
+TEST_F(Queue, ResendsInOrderAndKeepsWhatStillFails) {
+  flags->setData(kStored, kKey);
+  http->answer(200, "");
+  http->answer(500, "");
+  http->answer(200, R"({"attributed":true})");
+  CapturedOutput output;
+  queue->flush(api);
+  background->run();
+  EXPECT_EQ(sentKeys(), (Lines{"A", "B", "C"}));
+  EXPECT_EQ(flags->dataForKey(kKey),
+            R"([{"id":"B","request":{"identifier":"app","name":"two","value":1.5}}])");
+  EXPECT_EQ(output.lines(), (Lines{"[Corvane] [DEBUG] Flushing 3 queued event(s)",
+                                   "[Corvane] [DEBUG] Queued event two still failing"}));
+}
+
+TEST_F(Queue, SendsNothingWhenItIsEmptyClearedOrUnreadable) {
+  queue->flush(api);
+  flags->setData(kStored, kKey);
+  queue->clear();
+  EXPECT_EQ(flags->dataForKey(kKey), std::nullopt);
+  for (const char* unreadable : {"{}", "[1]", R"([{"id":"A"}])", "[", "\xFF"}) {
+    flags->setData(unreadable, kKey);
+    queue->flush(api);
+    EXPECT_EQ(flags->dataForKey(kKey), unreadable);
+  }
+  background->run();
+  EXPECT_TRUE(http->sent.empty());
+  enqueue("D");
+  EXPECT_EQ(storedIds(), Lines{"D"});
+}
+
+TEST_F(Queue, GoneBeforeTheFlushBeginsLeavesTheEntriesToAnother) {
+  flags->setData(kStored, kKey);
+  queue->flush(api);
+  queue.reset();
+  background->run();
+  EXPECT_TRUE(http->sent.empty());
+  const auto another = std::make_shared<EventQueue>(storage, logger);
+  another->flush(api);
+  background->run();
+  EXPECT_EQ(sentKeys(), Lines{"A"});
+}
+
+TEST_F(Queue, AFlushLeavesOutWhatAnotherIsSendingAndTheNextTriesItAgain) {
+  flags->setData(kStored, kKey);
+  queue->flush(api);
+  background->run();
+  enqueue("D");
+  queue->flush(api);
+  queue->flush(api);
+  background->run();
+  EXPECT_EQ(sentKeys(), (Lines{"A", "D"}));
+  for (int i = 0; i < 4; ++i) http->answer(500, "");
+  background->run();
+  EXPECT_EQ(http->sent.size(), 4U);
+  queue->flush(api);
+  background->run();
+  EXPECT_EQ(sentKeys().at(4), "A");
+}
+
+TEST_F(Queue, ADenialDuringAFlushEmptiesItForGood) {
+  flags->setData(kStored, kKey);
+  queue->flush(api);
+  background->run();
+  queue->clear();
+  for (int i = 0; i < 3; ++i) http->answer(i == 1 ? 500 : 200, "");
+  background->run();
+  EXPECT_EQ(sentKeys(), (Lines{"A", "B", "C"}));
+  EXPECT_EQ(flags->dataForKey(kKey), std::nullopt);
+}
+
+TEST_F(Queue, TheOldestMakesRoomAtTheCostOfOneWrite) {
+  for (int i = 0; i < 101; ++i) enqueue(std::to_string(i));
+  EXPECT_EQ(flags->updates, 101);
+  ASSERT_EQ(storedIds().size(), 100U);
+  EXPECT_EQ(storedIds().front(), "1");
+  EXPECT_EQ(storedIds().back(), "100");
+  // So it does where one is very large, and one that is larger than all may be is left out.
+  enqueue("large", std::string(EventQueueStorage::maxBytes - 1000, 'x'));
+  EXPECT_LT(storedIds().size(), 20U);
+  enqueue("too large", std::string(EventQueueStorage::maxBytes, 'x'));
+  EXPECT_EQ(storedIds().back(), "large");
+}
+
+/// Clears, removals and additions of two processes' queues, one of which is often kept from the file, against
+/// what the file should hold.
+TEST_F(Queue, NoInterleavingLosesAnEntryOrBringsOneBack) {
+  const auto seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto below = [&](unsigned n) { return static_cast<int>(random() % n); };
+  for (int round = 0; round < 50; ++round) {
+    flags->setData(std::nullopt, kKey);
+    storage = std::make_shared<EventQueueStorage>(flags, flags, std::string(kKey));
+    queue = std::make_shared<EventQueue>(storage, logger);
+    const auto neighbour = std::make_shared<EventQueueStorage>(flags, flags, std::string(kKey));
+    // What the file holds, and what this process has still to do to it.
+    std::deque<std::string> model;
+    std::vector<std::function<void()>> waiting;
+    const auto does = [&](std::function<void()> change) {
+      waiting.push_back(std::move(change));
+      if (flags->held) return;
+      for (const auto& step : std::exchange(waiting, {})) step();
+    };
+    for (int step = 0; step < 60; ++step) {
+      flags->held = below(3) == 0;
+      const std::string id = std::to_string(step);
+      const std::string old = std::to_string(below(60));
+      switch (below(flags->held ? 4 : 5)) {
+        case 0:
+          queue->clear();
+          does([&model] { model.clear(); });
+          break;
+        case 1:
+          storage->remove(old);
+          does([&model, old] { std::erase(model, old); });
+          break;
+        case 4:
+          neighbour->remove(old);
+          std::erase(model, old);
+          break;
+        default:
+          enqueue(id);
+          does([&model, id] { model.push_back(id); });
+      }
+    }
+    flags->held = false;
+    storage->writePending();
+    for (const auto& step : waiting) step();
+    ASSERT_EQ(storedIds(), Lines(model.begin(), model.end())) << "round " << round;
+  }
+}
+
+}  // namespace
+}  // namespace corvane
