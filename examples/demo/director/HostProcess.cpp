@@ -85,9 +85,9 @@ HostProcess::~HostProcess() {
   closeOnce(output_);
 }
 
-void HostProcess::waitFor(std::string_view text) {
+void HostProcess::waitFor(std::string_view text, long times) {
   const std::string awaited = "to print \"" + std::string(text) + "\"";
-  while (count(text) == 0) {
+  while (count(text) < times) {
     if (!readMore(awaited)) throw std::runtime_error("the application ended, and was " + awaited);
   }
 }

@@ -26,8 +26,8 @@ class HostProcess {
   HostProcess(const HostProcess&) = delete;
   HostProcess& operator=(const HostProcess&) = delete;
 
-  /// Waits until a line that holds `text` has been printed, before or during the call.
-  void waitFor(std::string_view text);
+  /// Waits until so many lines that hold `text` have been printed, before or during the call.
+  void waitFor(std::string_view text, long times = 1);
 
   /// The user types a line.
   void type(const std::string& line);

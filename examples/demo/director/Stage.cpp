@@ -1,8 +1,12 @@
 #include "Stage.h"
 
+#include <sqlite3.h>
+
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace corvane::demo {
@@ -17,6 +21,31 @@ void Device::putOnPasteboard(const std::string& text) const {
 
 bool Device::hasEmptyPasteboard() const {
   return !std::filesystem::exists(folder / "pasteboard.txt");
+}
+
+std::vector<std::string> Device::queuedKeys() const {
+  sqlite3* opened = nullptr;
+  const int code =
+      sqlite3_open_v2((folder / "preferences.sqlite").c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
+  const std::unique_ptr<sqlite3, int (*)(sqlite3*)> file(opened, sqlite3_close_v2);
+  if (code != SQLITE_OK) throw std::runtime_error("cannot read the preferences in " + folder.string());
+  std::string queue = "[]";
+  const auto take = [](void* text, int, char** columns, char**) {
+    *static_cast<std::string*>(text) = columns[0];
+    return 0;
+  };
+  sqlite3_exec(opened, "SELECT CAST(value AS TEXT) FROM preferences WHERE key = 'io.corvane.event_queue'",
+               take, &queue, nullptr);
+  std::vector<std::string> keys;
+  for (const json& entry : json::parse(queue)) keys.push_back(entry.at("id"));
+  return keys;
+}
+
+bool Device::drainsItsQueue() const {
+  const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (!queuedKeys().empty() && std::chrono::steady_clock::now() < patience)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  return queuedKeys().empty();
 }
 
 Stage::Stage(std::string sandboxProgram, std::filesystem::path folder, const Interrupt& interrupt,
@@ -49,10 +78,15 @@ std::unique_ptr<HostProcess> Stage::launch(const Device& device, std::vector<std
                                        [this](const std::string& line) { narrator_.applicationLine(line); });
 }
 
+void Stage::awaitEvents(std::size_t count) const {
+  backend_->awaitRecords([count](const json& records) { return records.at("events").size() >= count; });
+}
+
 Recorded Stage::newRecords() {
   const json records = backend_->records();
-  Recorded recorded{newRows(records, "arrivals"), newRows(records, "installs"),
-                    newRows(records, "uncountedInstalls")};
+  Recorded recorded{newRows(records, "arrivals"),          newRows(records, "installs"),
+                    newRows(records, "uncountedInstalls"), newRows(records, "opens"),
+                    newRows(records, "resolves"),          newRows(records, "events")};
   for (const json& arrival : recorded.arrivals) {
     narrator_.backendLine(arrival.at("method").get<std::string>() + " " +
                           arrival.at("path").get<std::string>() + " answered with " +

@@ -19,11 +19,15 @@ struct Device {
 
   void putOnPasteboard(const std::string& text) const;
   bool hasEmptyPasteboard() const;
+  /// The keys of the events that wait in the application's preferences, oldest first.
+  std::vector<std::string> queuedKeys() const;
+  /// Looks until none waits any more, for a few seconds at most; true when none does.
+  bool drainsItsQueue() const;
 };
 
 /// What the backend has recorded since it was last asked.
 struct Recorded {
-  nlohmann::json arrivals, installs, uncountedInstalls;
+  nlohmann::json arrivals, installs, uncountedInstalls, opens, resolves, events;
 };
 
 /// What the scenes play on: the backend, devices, launches, and the narrator beside them.
@@ -45,6 +49,9 @@ class Stage {
 
   /// Starts the application on that device; what it prints is shown.
   std::unique_ptr<HostProcess> launch(const Device& device, std::vector<std::string> options = {}) const;
+
+  /// Waits until the backend has recorded so many events in all.
+  void awaitEvents(std::size_t count) const;
 
   /// What is new at the backend, which is shown too.
   Recorded newRecords();

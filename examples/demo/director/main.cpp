@@ -20,7 +20,7 @@ using namespace corvane::demo;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* usage =
-    R"(corvane-demo: an application's first launches, played against a backend on this machine.
+    R"(corvane-demo: an application with the library in it, played against a backend on this machine.
 
   --sandbox PATH   the corvane-sandbox to start as the backend
   --data FOLDER    where the backend and the applications keep their files while the demo runs
@@ -73,7 +73,8 @@ int tellVerdict(const Narrator& narrator, RunFolder& folder, Clock::duration ela
   if (narrator.failures().empty()) {
     std::printf(
         "\nAll %ld checks hold (%.1f s). Nothing is left running.\n"
-        "The application is examples/demo/host/main.cpp; the scenes are examples/demo/director/Scenes.cpp.\n",
+        "The application is examples/demo/host/main.cpp; the scenes are "
+        "examples/demo/director/*Scenes.cpp.\n",
         narrator.checks(), seconds);
     return EXIT_SUCCESS;
   }
@@ -91,7 +92,7 @@ int play(const Options& options, const Interrupt& interrupt) {
   Narrator narrator;
   Stage stage(options.sandbox, folder.path(), interrupt, narrator);
   stage.startBackend();
-  narrator.title("Corvane: an application's first launches, in six scenes");
+  narrator.title("Corvane: an application, its links and its events, in twelve scenes");
   narrator.say(
       "Lines that begin with [Corvane] are the library's own, \"host:\" is what its callbacks were given, "
       "and");

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "BackendAddress.h"
@@ -15,8 +16,11 @@
 // the library logs goes to standard output, and so does, as lines that begin with "host: ", what the
 // callbacks are given.
 //
-// The user sits at standard input: the line "agree" answers the question for consent, the end of input closes
-// the application.
+// The user sits at standard input, and each line is something that the user does:
+//   agree, refuse         answers the question for consent
+//   open URL              follows a link that opens the running application
+//   sign up, buy          what this application tracks
+// The end of input closes the application.
 
 namespace {
 
@@ -69,21 +73,45 @@ void registerCallbacks(Corvane& app) {
   });
   app.onLink([](const CorvaneDeepLink& link, CorvaneLinkSource source) {
     const char* why = source == CorvaneLinkSource::deferred ? "deferred" : "re-engagement";
-    say("onLink: open " + link.path() + " (" + why + ", campaign \"" + link.campaign().value_or("") + "\")");
+    std::string text = "onLink: open " + link.path() + " (" + why;
+    if (link.campaign()) text += ", campaign \"" + *link.campaign() + "\"";
+    if (link.customData() && link.customData()->contains("discount"))
+      text += ", discount " + link.customData()->at("discount");
+    say(text + ")");
   });
   app.onError([](const std::exception& error) { say(std::string("onError: ") + error.what()); });
+}
+
+void tell(const CorvaneTask<CorvaneEventResult>& event) {
+  event.whenDone([](const CorvaneTask<CorvaneEventResult>& task) {
+    try {
+      const auto id = task.get().id();
+      say(id ? "the event was recorded, id " + std::to_string(*id) : "the event was dropped");
+    } catch (const std::exception&) {
+      say("the event was not delivered");
+    }
+  });
+}
+
+void act(Corvane& app, const std::string& line) {
+  constexpr std::string_view open = "open ";
+  if (line == "agree" || line == "refuse") {
+    say(line == "agree" ? "the user agrees" : "the user refuses");
+    app.setConsent(line == "agree");
+  } else if (line.starts_with(open)) {
+    const bool handled = app.handleDeepLink(std::string_view(line).substr(open.size()));
+    say(handled ? "that is a tracking link" : "that is no tracking link");
+  } else if (line == "sign up") {
+    tell(app.trackEventAsync("sign_up"));
+  } else if (line == "buy") {
+    tell(app.trackEventAsync("purchase", 9.99, "eur"));
+  }
 }
 
 /// Reads what the user does, and does it on the main thread.
 void followUser(const std::shared_ptr<Corvane>& app) {
   const auto mainQueue = CorvaneMainQueue::main();
-  for (std::string line; std::getline(std::cin, line);) {
-    if (line != "agree") continue;
-    mainQueue->post([app] {
-      say("the user agrees");
-      app->setConsent(true);
-    });
-  }
+  for (std::string line; std::getline(std::cin, line);) mainQueue->post([app, line] { act(*app, line); });
   mainQueue->stop();
 }
 
