@@ -1,5 +1,8 @@
 #include "Certificate.h"
 
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <netinet/in.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -8,6 +11,7 @@
 #include <openssl/x509v3.h>
 
 #include <memory>
+#include <set>
 #include <stdexcept>
 
 namespace corvane::sandbox {
@@ -33,6 +37,26 @@ void addExtension(X509* certificate, int identifier, const std::string& value) {
   require(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
 }
 
+/// The addresses that a client may reach the listener on `address` by: all of this machine's when it listens
+/// everywhere, so that a phone which comes by one of them finds it in the certificate.
+std::set<std::string> addressesOf(const std::string& address) {
+  std::set<std::string> found = {"127.0.0.1", "::1", address};
+  if (address != "0.0.0.0" && address != "::") return found;
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return found;
+  const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
+  for (const ifaddrs* next = list; next; next = next->ifa_next) {
+    char text[INET6_ADDRSTRLEN] = "";
+    const void* bytes = nullptr;
+    if (next->ifa_addr && next->ifa_addr->sa_family == AF_INET)
+      bytes = &reinterpret_cast<const sockaddr_in*>(next->ifa_addr)->sin_addr;
+    if (next->ifa_addr && next->ifa_addr->sa_family == AF_INET6)
+      bytes = &reinterpret_cast<const sockaddr_in6*>(next->ifa_addr)->sin6_addr;
+    if (bytes && inet_ntop(next->ifa_addr->sa_family, bytes, text, sizeof text)) found.insert(text);
+  }
+  return found;
+}
+
 void fill(X509* certificate, const std::string& address) {
   constexpr long slack = 60L * 60;  // for a client whose clock is a little behind
   constexpr long year = 365L * 24 * 60 * 60;
@@ -50,8 +74,8 @@ void fill(X509* certificate, const std::string& address) {
                                      static_cast<int>(commonName.size()), -1, 0) == 1);
   require(X509_set_issuer_name(certificate, name) == 1);
 
-  std::string names = "DNS:localhost,IP:127.0.0.1,IP:::1";
-  if (address != "127.0.0.1" && address != "::1") names += ",IP:" + address;
+  std::string names = "DNS:localhost";
+  for (const std::string& each : addressesOf(address)) names += ",IP:" + each;
   addExtension(certificate, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
   addExtension(certificate, NID_key_usage, "critical,digitalSignature,keyCertSign");
   addExtension(certificate, NID_ext_key_usage, "serverAuth");

@@ -10,7 +10,8 @@ struct Certificate {
   std::string privateKey;
 };
 
-/// Makes one for `localhost`, the loopback addresses and the given IP address, valid for a year.
+/// Makes one for `localhost`, the loopback addresses and the given IP address, which may be that of every
+/// interface, valid for a year.
 /// Throws `std::runtime_error` when OpenSSL cannot.
 Certificate makeCertificate(const std::string& address);
 

@@ -67,6 +67,7 @@ std::string readPath(const json& object) {
   if (path == "*") return path;
   if (!path.starts_with('/') || path == "/" || path.starts_with("/sandbox"))
     throw Refusal(400, "path: expected \"*\" or a path that is not the sandbox's own");
+  if (path.find_first_of("?#") != std::string::npos) throw Refusal(400, "path: expected one without a query");
   return path;
 }
 

@@ -26,6 +26,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "LowerCased.h"
+
 namespace corvane::sandbox {
 namespace {
 
@@ -52,14 +54,6 @@ constexpr auto asTuple = asio::as_tuple(asio::use_awaitable);
 
 using PlainStream = beast::tcp_stream;
 using SecureStream = beast::ssl_stream<beast::tcp_stream>;
-
-std::string lowerCased(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-  }
-  return result;
-}
 
 Request readable(const http::request<http::string_body>& message, const std::string& scheme,
                  const std::string& ownOrigin) {
@@ -206,7 +200,8 @@ class HTTPServer::Implementation {
  private:
   void listen(const Options& options);
   void secure(const Certificate& certificate);
-  void endWithStandardInput();
+  void watchStandardInput();
+  void readStandardInput();
 
   asio::awaitable<void> acceptAll();
   asio::awaitable<void> serve(tcp::socket socket);
@@ -241,7 +236,7 @@ HTTPServer::Implementation::Implementation(const Options& options, Handler handl
   if (options.certificate) secure(*options.certificate);
   listen(options);
   signals_.async_wait([this](const error_code&, int) { context_.stop(); });
-  if (options.exitOnEOF) endWithStandardInput();
+  if (options.exitOnEOF) watchStandardInput();
   asio::co_spawn(context_, acceptAll(), asio::detached);
 }
 
@@ -269,15 +264,19 @@ void HTTPServer::Implementation::listen(const Options& options) {
   origin_ = address.str();
 }
 
-void HTTPServer::Implementation::endWithStandardInput() {
+void HTTPServer::Implementation::watchStandardInput() {
   error_code error;
   input_.assign(::dup(STDIN_FILENO), error);
   if (error) throw std::runtime_error("cannot watch standard input: " + error.message());
-  input_.async_read_some(asio::buffer(inputBuffer_), [this](const error_code& readError, std::size_t) {
-    if (readError) {
+  readStandardInput();
+}
+
+void HTTPServer::Implementation::readStandardInput() {
+  input_.async_read_some(asio::buffer(inputBuffer_), [this](const error_code& error, std::size_t) {
+    if (error) {
       context_.stop();
     } else {
-      endWithStandardInput();
+      readStandardInput();  // what it holds does not matter, only its end
     }
   });
 }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "LowerCased.h"
+
 namespace corvane::sandbox {
 namespace {
 
@@ -20,8 +22,9 @@ bool isAddress(const std::string& name) {
 }  // namespace
 
 bool isTrustedHost(const std::string& host, const std::vector<std::string>& allowed) {
-  const std::string name = withoutPort(host);
-  if (std::find(allowed.begin(), allowed.end(), name) != allowed.end()) return true;
+  const std::string name = lowerCased(withoutPort(host));
+  const auto isIt = [&name](const std::string& other) { return lowerCased(other) == name; };
+  if (std::any_of(allowed.begin(), allowed.end(), isIt)) return true;
   return isAddress(name) || name.find('.') == std::string::npos || name.ends_with(".local") ||
          name.ends_with(".localhost");
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "JSONText.h"
+#include "LowerCased.h"
 
 namespace corvane::sandbox {
 namespace {
@@ -18,9 +19,7 @@ constexpr int maxDepth = 8;
 bool isJSONType(std::string value) {
   value.erase(std::min(value.find(';'), value.size()));
   while (!value.empty() && value.back() == ' ') value.pop_back();
-  std::transform(value.begin(), value.end(), value.begin(),
-                 [](char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c); });
-  return value == "application/json";
+  return lowerCased(value) == "application/json";
 }
 
 const json* find(const json& object, const char* name) {

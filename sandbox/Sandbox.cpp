@@ -15,6 +15,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t maxRecordedBody = 4096;
+constexpr std::size_t maxRecordedKey = 256;  // longer than any that an endpoint takes
 
 double secondsSince1970() {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -40,7 +41,7 @@ Arrival arrivalOf(const Request& request) {
           .query = request.query,
           .headers = asText(headers),
           .body = request.body.substr(0, maxRecordedBody),
-          .key = key ? *key : ""};
+          .key = key ? key->substr(0, maxRecordedKey) : ""};
 }
 
 Endpoints::Answer scripted(const Fault& fault) {

@@ -247,7 +247,8 @@ void Store::keepAnswer(const std::string& path, const std::string& key, const st
 }
 
 json Store::counts() {
-  json counts = {{"clicks", firstNumber(database_.query("SELECT count(*) FROM clicks"))}};
+  json counts = {{"links", firstNumber(database_.query("SELECT count(*) FROM links"))},
+                 {"clicks", firstNumber(database_.query("SELECT count(*) FROM clicks"))}};
   for (const char* kind : recordKinds)
     counts[kind] =
         firstNumber(database_.query("SELECT count(*) FROM records WHERE kind = ?", std::string(kind)));

@@ -68,7 +68,7 @@ class Store {
   std::optional<std::string> keptAnswer(const std::string& path, const std::string& key);
   void keepAnswer(const std::string& path, const std::string& key, const std::string& body);
 
-  /// How many clicks, installs, … are recorded at this moment.
+  /// How many links, clicks, installs, … are recorded at this moment.
   nlohmann::json counts();
   /// Everything, the newest `limit` rows of each list, oldest first.
   nlohmann::json records(std::int64_t limit);

@@ -41,9 +41,11 @@ const kinds = {
   '/v1/events': ['event', (m) => [m.name, m.value, m.currency].filter((part) => part !== undefined).join(' ')],
 };
 
+// The texts and numbers of a body, which may hold anything: an object in their place need not even turn into a string.
 function messageOf(arrival) {
   try {
-    return JSON.parse(arrival.body) ?? {};
+    const members = Object.entries(JSON.parse(arrival.body) ?? {});
+    return Object.fromEntries(members.filter(([, value]) => ['string', 'number'].includes(typeof value)));
   } catch {
     return {};
   }
@@ -55,12 +57,11 @@ function arrivalRow(arrival) {
   const target = arrival.path + (arrival.query ? `?${arrival.query}` : '');
   const what = describe(messageOf(arrival)) || (isLookUp && new URLSearchParams(arrival.query).get('slug')) || target;
   const bad = arrival.status === 0 || arrival.status >= 400;
-  const faulted = arrival.note.startsWith('scripted') || arrival.note.includes('; ');
   const status = arrival.status || 'no answer';
   const raw = `${arrival.method} ${target}\n${arrival.key ? `Idempotency-Key: ${arrival.key}\n` : ''}` +
               arrival.body;
   const badge = isLookUp ? 'look-up' : kind;
-  return row(faulted && bad ? 'fault' : kind, badge, what, arrival.at, `${status} · ${arrival.note}`, bad, raw.trim());
+  return row(bad ? 'fault' : kind, badge, what, arrival.at, `${status} · ${arrival.note}`, bad, raw.trim());
 }
 
 function addRow(item) {
@@ -114,11 +115,16 @@ function listen() {
   const stream = new EventSource('/sandbox/stream');
   const connection = byId('connection');
   stream.onopen = () => { connection.className = 'live'; connection.textContent = `live at ${location.host}`; };
-  stream.onerror = () => { connection.className = ''; connection.textContent = 'reconnecting…'; };
+  stream.onerror = () => {
+    connection.className = '';
+    connection.textContent = 'reconnecting…';
+    // An answer that is no stream ends it for good; a lost connection does not.
+    if (stream.readyState === EventSource.CLOSED) setTimeout(listen, 1000);
+  };
   stream.onmessage = (event) => {
     const message = JSON.parse(event.data);
     happenings[message.kind](message);
-    showCounts({ ...message.counts, links: links.size });
+    showCounts(message.counts);
   };
 }
 
