@@ -50,6 +50,10 @@ EventQueueStorage::EventQueueStorage(std::shared_ptr<FlagStore> store_, std::sha
                                      std::string key_)
     : store(std::move(store_)), updates(std::move(updates_)), key(std::move(key_)) {}
 
+EventQueueStorage::~EventQueueStorage() {
+  writePending();
+}
+
 std::shared_ptr<const EventQueueStorage::Claim> EventQueueStorage::claim() {
   EventQueueEntries entries;
   {

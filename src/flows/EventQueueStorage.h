@@ -49,6 +49,10 @@ class EventQueueStorage : public std::enable_shared_from_this<EventQueueStorage>
   };
 
   EventQueueStorage(std::shared_ptr<FlagStore> store, std::shared_ptr<DataUpdates> updates, std::string key);
+  /// Tries once more to write what waits.
+  ~EventQueueStorage();
+  EventQueueStorage(const EventQueueStorage&) = delete;
+  EventQueueStorage& operator=(const EventQueueStorage&) = delete;
 
   /// Every entry that no other flush is sending.
   std::shared_ptr<const Claim> claim();

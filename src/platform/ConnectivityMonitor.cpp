@@ -70,6 +70,8 @@ bool leadsOut(const nlmsghdr& message, unsigned loopback) {
   if (message.nlmsg_len < NLMSG_LENGTH(sizeof(rtmsg))) return false;
   const auto& route = *static_cast<const rtmsg*>(NLMSG_DATA(&message));
   if (route.rtm_type != RTN_UNICAST || route.rtm_table == RT_TABLE_LOCAL) return false;
+  // A bridge without carrier keeps its route, and leads nowhere.
+  if ((route.rtm_flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) != 0) return false;
   auto remaining = static_cast<int>(RTM_PAYLOAD(&message));
   bool out = true;
   for (const rtattr* field = RTM_RTA(&route); RTA_OK(field, remaining); field = RTA_NEXT(field, remaining)) {

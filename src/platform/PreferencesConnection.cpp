@@ -204,10 +204,12 @@ void PreferencesConnection::requireOurs() const {
     throw PreferencesFailure(Kind::foreign,
                              "its format " + std::to_string(format) + " is that of a later version");
   }
-  // Foreign tables and indexes do no harm; a trigger or a view would run whatever it says.
+  // Foreign tables do no harm. A trigger or a view would run whatever it says, and an index of ours refuse
+  // values.
   const std::string sound =
       std::string("SELECT count(*) FILTER (WHERE type = 'table' AND sql = '") + ourTable +
-      "') = 1 AND count(*) FILTER (WHERE type IN ('trigger', 'view')) = 0 FROM sqlite_schema";
+      "') = 1 AND count(*) FILTER (WHERE type IN ('trigger', 'view') OR"
+      " (type = 'index' AND tbl_name = 'preferences' AND sql IS NOT NULL)) = 0 FROM sqlite_schema";
   if (number(sound.c_str()) == 0)
     throw PreferencesFailure(Kind::unreadable, "its table is missing or changed");
 }

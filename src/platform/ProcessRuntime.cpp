@@ -37,8 +37,12 @@ void endAtExit() {
   Transport::shared().shutDown(5s);
   // The background thread may be inside host code that does not return.
   runtime->executor->shutDown(200ms);
-  const std::lock_guard lock(runtime->mutex);
-  for (const auto& last : runtime->atExit) last();
+  std::vector<std::function<void()>> lasts;
+  {
+    const std::lock_guard lock(runtime->mutex);
+    lasts.swap(runtime->atExit);
+  }
+  for (const auto& last : lasts) last();
   UserDefaults::synchronizeAll();
 }
 

@@ -15,7 +15,7 @@ namespace corvane::platform {
 const std::shared_ptr<Background>& processBackground();
 
 /// Has the exit hook call `last` when both threads have ended, before what the preferences could not write is
-/// tried for the last time. From any thread; nothing is ever taken back.
+/// tried for the last time. It must not throw. From any thread; nothing is ever taken back.
 void runAtExit(std::function<void()> last);
 
 }  // namespace corvane::platform

@@ -124,7 +124,11 @@ void Transport::run() {
     if (!leaving.empty()) break;
     loop_->work();
     working.unlock();
-    loop_->sleep();
+    if (const std::string failure = loop_->sleep(); !failure.empty()) {
+      // A process that may not poll any more (its limit of descriptors is zero, say) would try for ever.
+      const std::lock_guard lock(mutex_);
+      if (refusal_.empty()) refusal_ = failure;
+    }
   }
   {
     const std::lock_guard working(working_);

@@ -160,7 +160,7 @@ void TransportLoop::expireWaiting() {
   }
 }
 
-void TransportLoop::sleep() {
+std::string TransportLoop::sleep() {
   int longest = std::numeric_limits<int>::max();
   for (const TransportExchange* exchange : waiting()) {
     const auto left = std::chrono::ceil<milliseconds>(exchange->deadline - Clock::now()).count();
@@ -170,7 +170,7 @@ void TransportLoop::sleep() {
   notices.fd = monitor_ ? monitor_->descriptor() : CURL_SOCKET_BAD;
   notices.events = CURL_WAIT_POLLIN;
   const CURLMcode code = curl_multi_poll(multi_.get(), &notices, monitor_ ? 1 : 0, longest, nullptr);
-  if (code != CURLM_OK) failActive(curl_multi_strerror(code));
+  return code == CURLM_OK ? std::string() : curl_multi_strerror(code);
 }
 
 void TransportLoop::failActive(const std::string& reason) {

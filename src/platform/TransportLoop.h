@@ -49,8 +49,9 @@ class TransportLoop {
   /// Does what is due.
   void work();
 
-  /// Sleeps until there is more to do or `wake` is called.
-  void sleep();
+  /// Sleeps until there is more to do or `wake` is called. Gives the reason when it could not, and empty
+  /// otherwise.
+  std::string sleep();
 
   /// Completes everything with `reason`. The connections close with the loop.
   void abandon(const std::string& reason);

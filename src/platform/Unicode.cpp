@@ -33,7 +33,8 @@ std::size_t leadingWhiteSpace(std::string_view text) {
 
 std::size_t withoutTrailingWhiteSpace(std::string_view text) {
   std::size_t end = text.size();
-  while (end > 0) {
+  // ICU counts in 32 bits.
+  while (end > 0 && end <= INT32_MAX) {
     auto previous = static_cast<std::int32_t>(end);
     UChar32 character;
     U8_PREV(text.data(), 0, previous, character);
