@@ -1,6 +1,5 @@
 #include "platform/BackgroundExecutor.h"
 
-#include <atomic>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
@@ -79,16 +78,18 @@ void BackgroundExecutor::run() {
   context_.run();
   endWaits();
   context_.restart();
-  while (context_.poll() > 0) {
-  }
+  runWhatIsReady();
   {
     const std::lock_guard lock(mutex_);
     closed_ = true;
   }
   // What came in before the door closed.
-  while (context_.poll() > 0) {
-  }
+  runWhatIsReady();
   ended_.set_value();
+}
+
+void BackgroundExecutor::runWhatIsReady() {
+  while (context_.poll_one() > 0) ++lastWork_;
 }
 
 void BackgroundExecutor::endWaits() {
@@ -97,11 +98,18 @@ void BackgroundExecutor::endWaits() {
   for (const auto& resume : suspended_) resume();
 }
 
-void BackgroundExecutor::shutDown(std::chrono::milliseconds bound) {
+void BackgroundExecutor::shutDown(std::chrono::milliseconds patience, std::chrono::milliseconds bound) {
   context_.stop();
-  const bool hasEnded = ended_.get_future().wait_for(bound) == std::future_status::ready;
+  const auto ended = ended_.get_future();
+  const auto latest = std::chrono::steady_clock::now() + bound;
+  std::uint64_t done = 0;
+  bool advances = true;
+  while (advances && ended.wait_for(patience) != std::future_status::ready) {
+    const std::uint64_t before = std::exchange(done, lastWork_.load());
+    advances = done != before && std::chrono::steady_clock::now() < latest;
+  }
   if (!thread_.joinable()) return;
-  if (hasEnded) {
+  if (advances) {
     thread_.join();
   } else {
     thread_.detach();

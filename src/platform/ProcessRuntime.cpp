@@ -35,8 +35,9 @@ void endAtExit() {
   // read the certificate authorities of each handshake. It must not be left behind: OpenSSL cleans up next,
   // under its feet.
   Transport::shared().shutDown(5s);
-  // The background thread may be inside host code that does not return.
-  runtime->executor->shutDown(200ms);
+  // The background thread may be inside host code that does not return. Otherwise it has events to queue,
+  // thousands of them perhaps.
+  runtime->executor->shutDown(200ms, 2s);
   std::vector<std::function<void()>> lasts;
   {
     const std::lock_guard lock(runtime->mutex);

@@ -1,105 +1,27 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "client/TestBackend.h"
-#include "corvane.h"
-#include "platform/UserDefaults.h"
-#include "process/SandboxProcess.h"
+#include "client/Application.h"
 #include "support/CapturedOutput.h"
 #include "support/DetachedCoroutine.h"
-#include "support/ManualExecutor.h"
 
 namespace corvane {
 namespace {
 
 using nlohmann::json;
+using test::Application;
+using test::ApplicationWithBackend;
 using test::CapturedOutput;
 using test::DetachedCoroutine;
-using test::ManualExecutor;
-using test::SandboxProcess;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
-
-struct MemoryPasteboard : CorvanePasteboard {
-  std::optional<std::string> string() override { return text; }
-  void clear() override { text.reset(); }
-  std::optional<std::string> text;
-};
 
 struct ThrowingPasteboard : CorvanePasteboard {
   std::optional<std::string> string() override { throw std::runtime_error("no display"); }
   void clear() override { throw std::runtime_error("no display"); }
-};
-
-/// An application with a folder of its own; each test is one installation.
-struct Application : ::testing::Test {
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "corvane-client-XXXXXX").string();
-    folder = mkdtemp(pattern.data());
-    platform.applicationIdentifier = "com.example.shop";
-    platform.preferencesFile = folder / "preferences.sqlite";
-    platform.mainExecutor = queue;
-    platform.pasteboard = pasteboard;
-    Corvane::setPlatform(platform);
-    options.logEnabled = true;
-    options.autoTrackInstall = false;
-    options.retryPolicy = CorvaneRetryPolicy(3, 0, 8);
-    queue->poll();
-  }
-
-  void TearDown() override {
-    Corvane::setShared(nullptr);
-    std::filesystem::remove_all(folder);
-  }
-
-  std::shared_ptr<Corvane> launch() {
-    auto client = Corvane::configure("cv_test_1", options);
-    client->onAttribution(
-        [this](const CorvaneAttribution& a) { note(a.attributed() ? "attributed" : "organic"); });
-    client->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource) { note(link.path()); });
-    client->onError([this](const std::exception& error) { note(error.what()); });
-    return client;
-  }
-
-  void note(std::string call) {
-    calls.push_back(std::move(call));
-    queue->stop();
-  }
-
-  /// Runs the main queue until so much was delivered.
-  Lines awaitCalls(std::size_t count) {
-    while (calls.size() < count) queue->run();
-    return std::exchange(calls, {});
-  }
-
-  std::shared_ptr<platform::UserDefaults> stored() const {
-    return platform::UserDefaults::open(platform.preferencesFile);
-  }
-
-  std::filesystem::path folder;
-  CorvanePlatform platform;
-  CorvaneOptions options;
-  std::shared_ptr<CorvaneMainQueue> queue = std::make_shared<CorvaneMainQueue>();
-  std::shared_ptr<MemoryPasteboard> pasteboard = std::make_shared<MemoryPasteboard>();
-  Lines calls;
-};
-
-struct ApplicationWithBackend : Application {
-  void SetUp() override {
-    Application::SetUp();
-    test::useBackend(sandbox.baseURL());
-    sandbox.link({{"slug", "summer"},
-                  {"deepLinkPath", "/offers/7"},
-                  {"campaign", "Summer"},
-                  {"customData", {{"price", 9.99}}}});
-  }
-
-  SandboxProcess sandbox;
 };
 
 TEST_F(ApplicationWithBackend, TheFirstLaunchIsAttributedByItsClickAndTheSecondSendsNothing) {
@@ -156,22 +78,6 @@ TEST_F(ApplicationWithBackend, AResultCanBeAwaitedByACoroutineOnTheMainThread) {
   EXPECT_EQ(awaitCalls(2), (Lines{"organic", "done"}));
 }
 
-TEST_F(ApplicationWithBackend, AForeignExecutorThatIsDestroyedMeanwhileLeavesNobodyWaiting) {
-  auto foreign = std::make_shared<ManualExecutor>();
-  foreign->isMain = false;
-  platform.mainExecutor = foreign;
-  Corvane::setPlatform(platform);
-  auto client = Corvane::configure("cv_test_1", options);
-  const auto task = client->trackInstallAsync(false);
-  sandbox.awaitRecords([](const json& records) { return !records["installs"].empty(); });
-  platform.mainExecutor = nullptr;
-  Corvane::setPlatform(platform);
-  Corvane::setShared(nullptr);
-  client.reset();
-  foreign.reset();
-  EXPECT_TRUE(task.get().id());
-}
-
 TEST_F(Application, AKeyIsTakenWithoutTheBlanksAroundItAndAnEmptyOneIsRefused) {
   const auto first = Corvane::configure(" cv_1\n", options);
   EXPECT_EQ(Corvane::shared(), first);
@@ -184,7 +90,7 @@ TEST_F(Application, AKeyIsTakenWithoutTheBlanksAroundItAndAnEmptyOneIsRefused) {
 }
 
 TEST_F(Application, ConfigureSaysWhereItSendsToWhenLoggingAdmitsIt) {
-  test::useBackend("http://127.0.0.1:1");
+  test::setBaseURL("http://127.0.0.1:1");
   CapturedOutput output;
   const auto client = Corvane::configure("cv_1", options);
   const auto warned = Corvane::configure(
@@ -226,24 +132,8 @@ TEST_F(Application, AResetMakesTheNextClientAFreshInstallationAndLeavesThisOneAl
   EXPECT_NE(stored()->stringForKey("io.corvane.device_id"), deviceId);
 }
 
-TEST_F(Application, AStoredVerdictThatCannotBeReadCountsAsNone) {
-  for (const char* bytes : {"", "{", "{}", "\xFF", "[]"}) {
-    stored()->setData(bytes, "io.corvane.last_attribution");
-    EXPECT_EQ(Corvane::configure("cv_1", options)->lastAttribution(), std::nullopt);
-  }
-}
-
-TEST_F(Application, CallbacksBelongToTheirClient) {
-  stored()->setData(R"({"attributed":true})", "io.corvane.last_attribution");
-  const auto first = launch();
-  EXPECT_EQ(awaitCalls(1), Lines{"attributed"});
-  const auto second = Corvane::configure("cv_1", options);
-  second->onAttribution([this](const CorvaneAttribution&) { note("second"); });
-  EXPECT_EQ(awaitCalls(1), Lines{"second"});
-}
-
 TEST_F(Application, ABackendThatIsDownFailsTheInstallAndAPasteboardThatThrowsIsAnEmptyOne) {
-  test::useBackend("http://127.0.0.1:1");
+  test::setBaseURL("http://127.0.0.1:1");
   platform.pasteboard = std::make_shared<ThrowingPasteboard>();
   Corvane::setPlatform(platform);
   const auto client = launch();
@@ -253,8 +143,8 @@ TEST_F(Application, ABackendThatIsDownFailsTheInstallAndAPasteboardThatThrowsIsA
 }
 
 TEST_F(Application, APlaceThatCannotBeWrittenIsSaidOnceAndCostsNothingElse) {
-  std::ofstream(folder / "file") << "in the way";
-  platform.preferencesFile = folder / "file" / "preferences.sqlite";
+  std::ofstream(folder.path() / "file") << "in the way";
+  platform.preferencesFile = folder.path() / "file" / "preferences.sqlite";
   Corvane::setPlatform(platform);
   CapturedOutput output;
   const auto client = Corvane::configure("cv_1", options);

@@ -8,10 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 
@@ -20,65 +18,37 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-void require(bool holds, const char* what) {
-  if (!holds) throw std::runtime_error(std::string("child process: ") + what);
-}
-
-void closeAndForget(int& descriptor) {
-  if (descriptor >= 0) ::close(descriptor);
-  descriptor = -1;
+void require(bool holds, const std::string& what) {
+  if (!holds) throw std::runtime_error("child process: " + what);
 }
 
 /// Both ends close by themselves in programs that other threads start.
 struct Pipe {
-  int reading = -1;
-  int writing = -1;
+  std::array<int, 2> ends{};
 
-  Pipe() {
-    std::array<int, 2> ends{};
-    require(::pipe2(ends.data(), O_CLOEXEC) == 0, "pipe");
-    reading = ends[0];
-    writing = ends[1];
+  Pipe() { require(::pipe2(ends.data(), O_CLOEXEC) == 0, "pipe"); }
+  ~Pipe() {
+    ::close(ends[0]);
+    closeWriting();
+  }
+  void closeWriting() {
+    if (ends[1] >= 0) ::close(ends[1]);
+    ends[1] = -1;
   }
 };
 
-int namelessFile() {
-  std::string name = "/tmp/corvane-output-XXXXXX";
-  const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
-  require(descriptor >= 0, "output file");
-  ::unlink(name.c_str());
-  return descriptor;
-}
-
-pid_t spawn(const std::string& program, const std::vector<std::string>& arguments, int input, int output,
-            int errors) {
+pid_t spawn(std::string program, std::vector<std::string> arguments, const Pipe& output, const Pipe& errors) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-  if (output >= 0) {
-    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  } else {
-    posix_spawn_file_actions_addclose(&actions, STDOUT_FILENO);
-  }
-  posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none, all;
-  sigemptyset(&none);
-  sigfillset(&all);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &all);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-  std::vector<char*> words{const_cast<char*>(program.c_str())};
-  for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
+  posix_spawn_file_actions_adddup2(&actions, output.ends[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, errors.ends[1], STDERR_FILENO);
+  std::vector<char*> words{program.data()};
+  for (std::string& argument : arguments) words.push_back(argument.data());
   words.push_back(nullptr);
   pid_t process = -1;
-  const int error = ::posix_spawn(&process, program.c_str(), &actions, &attributes, words.data(), environ);
+  const int error = ::posix_spawn(&process, program.c_str(), &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  posix_spawnattr_destroy(&attributes);
-  require(error == 0, program.c_str());
+  require(error == 0, program);
   return process;
 }
 
@@ -99,80 +69,40 @@ std::vector<std::string> ChildEnd::lines() const {
   return found;
 }
 
-ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                           Output output) {
-  Pipe input, errors;
-  int childOutput = -1;
-  if (output == Output::file) {
-    outputIsFile_ = true;
-    childOutput = namelessFile();
-    output_ = ::fcntl(childOutput, F_DUPFD_CLOEXEC, 0);
-  } else if (output != Output::closed) {
-    Pipe pipe;
-    childOutput = pipe.writing;
-    output_ = pipe.reading;
-    if (output == Output::brokenPipe) closeAndForget(output_);
-  }
-  process_ = spawn(program, arguments, input.reading, childOutput, errors.writing);
-  processDescriptor_ = static_cast<int>(::syscall(SYS_pidfd_open, process_, 0));
-  require(processDescriptor_ >= 0, "pidfd");
-  input_ = input.writing;
-  errors_ = errors.reading;
-  ::close(input.reading);
-  ::close(errors.writing);
-  closeAndForget(childOutput);
-}
+ChildEnd runToItsEnd(const std::string& program, std::vector<std::string> arguments,
+                     std::chrono::seconds watchdog) {
+  Pipe output, errors;
+  const pid_t process = spawn(program, std::move(arguments), output, errors);
+  const int end = static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
+  require(end >= 0, "pidfd");
+  output.closeWriting();
+  errors.closeWriting();
 
-ChildProcess::~ChildProcess() {
-  ChildEnd ignored;
-  if (process_ >= 0) {
-    ::kill(process_, SIGKILL);
-    reap(ignored);
-  }
-  for (int* descriptor : {&processDescriptor_, &input_, &output_, &errors_}) closeAndForget(*descriptor);
-}
-
-void ChildProcess::closeInput() {
-  closeAndForget(input_);
-}
-
-ChildEnd ChildProcess::wait(std::chrono::seconds watchdog) {
-  ChildEnd end;
+  ChildEnd result;
   const auto deadline = Clock::now() + watchdog;
-  bool running = true, readingOutput = output_ >= 0 && !outputIsFile_, readingErrors = true;
-  while (running || readingOutput || readingErrors) {
-    std::array<pollfd, 3> events{{{running ? processDescriptor_ : -1, POLLIN, 0},
-                                  {readingOutput ? output_ : -1, POLLIN, 0},
-                                  {readingErrors ? errors_ : -1, POLLIN, 0}}};
+  std::array<pollfd, 3> events{{{end, POLLIN, 0}, {output.ends[0], POLLIN, 0}, {errors.ends[0], POLLIN, 0}}};
+  // A descriptor below zero is one that has ended.
+  while (events[0].fd >= 0 || events[1].fd >= 0 || events[2].fd >= 0) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
     if (left <= 0) {
-      end.killedByWatchdog = true;
-      ::kill(process_, SIGKILL);
+      result.killedByWatchdog = true;
+      ::kill(process, SIGKILL);
       break;
     }
     if (::poll(events.data(), events.size(), static_cast<int>(left)) <= 0) continue;
     if (events[0].revents != 0) {
-      end.moment = Clock::now();
-      running = false;
+      result.moment = Clock::now();
+      events[0].fd = -1;
     }
-    if (events[1].revents != 0) readingOutput = readSome(output_, end.output);
-    if (events[2].revents != 0) readingErrors = readSome(errors_, end.errors);
+    if (events[1].revents != 0 && !readSome(output.ends[0], result.output)) events[1].fd = -1;
+    if (events[2].revents != 0 && !readSome(errors.ends[0], result.errors)) events[2].fd = -1;
   }
-  if (outputIsFile_) {
-    ::lseek(output_, 0, SEEK_SET);
-    while (readSome(output_, end.output)) {
-    }
-  }
-  reap(end);
-  return end;
-}
-
-void ChildProcess::reap(ChildEnd& end) {
+  ::close(end);
   int status = 0;
-  while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+  while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
   }
-  end.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  process_ = -1;
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return result;
 }
 
 }  // namespace corvane::test

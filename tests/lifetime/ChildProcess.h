@@ -21,35 +21,9 @@ struct ChildEnd {
   std::vector<std::string> lines() const;
 };
 
-/// A program that runs beside the test, with signals as a shell would start it.
-class ChildProcess {
- public:
-  /// Where its standard output goes: a pipe or a file that the test reads, a pipe whose reader is gone, or
-  /// nowhere, with the descriptor closed.
-  enum class Output { pipe, file, brokenPipe, closed };
-
-  ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-               Output output = Output::pipe);
-  /// Kills the program if it still runs.
-  ~ChildProcess();
-  ChildProcess(const ChildProcess&) = delete;
-  ChildProcess& operator=(const ChildProcess&) = delete;
-
-  /// Ends its standard input, for which a program may wait.
-  void closeInput();
-
-  /// Waits until it has ended and everything that holds its output has, or kills it when that takes too long.
-  ChildEnd wait(std::chrono::seconds watchdog = std::chrono::seconds(10));
-
- private:
-  void reap(ChildEnd& end);
-
-  pid_t process_ = -1;
-  int processDescriptor_ = -1;
-  int input_ = -1;
-  int output_ = -1;
-  int errors_ = -1;
-  bool outputIsFile_ = false;
-};
+/// Runs a program until it has ended and everything that holds its output has; kills it when that takes too
+/// long.
+ChildEnd runToItsEnd(const std::string& program, std::vector<std::string> arguments,
+                     std::chrono::seconds watchdog = std::chrono::seconds(10));
 
 }  // namespace corvane::test

@@ -1,15 +1,19 @@
+#include <corvane/Corvane.h>
+#include <corvane/CorvaneCancellationError.h>
+#include <corvane/CorvaneMainQueue.h>
+#include <gtest/gtest.h>
+
 #include <atomic>
-#include <future>
-#include <optional>
+#include <memory>
 #include <thread>
 
-#include "lifetime/ClientFixture.h"
-#include "platform/ProcessRuntime.h"
+#include "support/BaseURL.h"
+#include "support/Gate.h"
+#include "support/LoopbackServer.h"
+#include "support/TemporaryFolder.h"
 
 namespace corvane::test {
 namespace {
-
-using ClientEnd = ClientFixture;
 
 /// How a wait ends: with an answer, or the cancellation; anything else is let out.
 bool isAnswered(const CorvaneTask<CorvaneAttribution>& task) {
@@ -20,36 +24,30 @@ bool isAnswered(const CorvaneTask<CorvaneAttribution>& task) {
   }
 }
 
-/// Holds the background thread while it lives.
-class HeldBackground {
- public:
-  HeldBackground() {
-    std::promise<void> reached;
-    platform::processBackground()->post([&reached, until = release_.get_future().share()] {
-      reached.set_value();
-      until.wait();
-    });
-    reached.get_future().wait();
-  }
-  ~HeldBackground() { release_.set_value(); }
-
- private:
-  std::promise<void> release_;
-};
-
-TEST_F(ClientEnd, BeforeItsWorkBeginsCancelsTheWork) {
-  auto client = configure();
-  std::optional<CorvaneTask<CorvaneAttribution>> task;
-  {
-    const HeldBackground held;
-    task = client->trackInstallAsync(false);
-    client->trackInstall(false);
+/// A server that attributes every install once its gate is open, and clients of it.
+class ClientEnd : public testing::Test {
+ protected:
+  ~ClientEnd() override {
+    gate.open();
     Corvane::setShared(nullptr);
-    client.reset();
+    Corvane::setPlatform({});
+    CorvaneMainQueue::main()->poll();
   }
-  EXPECT_FALSE(isAnswered(*task));
-  EXPECT_TRUE(server.requests().empty());
-}
+
+  std::shared_ptr<Corvane> configure() {
+    setBaseURL(server.url(""));
+    Corvane::setPlatform({.preferencesFile = folder.path() / "preferences.sqlite"});
+    return Corvane::configure("cv_live_test",
+                              {.retryPolicy = CorvaneRetryPolicy::disabled, .autoTrackInstall = false});
+  }
+
+  Gate gate;
+  TemporaryFolder folder;
+  LoopbackServer server{[this](const LoopbackRequest&) {
+    gate.pass();
+    return LoopbackAnswer::of(200, R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":"/a"}})");
+  }};
+};
 
 TEST_F(ClientEnd, WhileItsRequestIsOutLetsTheAnswerReachItsWaiters) {
   gate.close();
@@ -80,53 +78,6 @@ TEST_F(ClientEnd, AtAnyMomentLeavesNobodyWaiting) {
     client.reset();
     isAnswered(task);
   }
-}
-
-/// A callback whose copies and ends call the library.
-class Reentrant {
- public:
-  Reentrant(std::weak_ptr<Corvane> client, int& calls) : client_(std::move(client)), calls_(calls) {}
-  Reentrant(const Reentrant& other) : client_(other.client_), calls_(other.calls_) { callLibrary(); }
-  ~Reentrant() { callLibrary(); }
-  Reentrant& operator=(const Reentrant&) = delete;
-
-  void operator()(const auto&...) const {}
-
- private:
-  void callLibrary() const {
-    const auto client = client_.lock();
-    if (!client) return;
-    ++calls_;
-    client->lastAttribution();
-    client->lastDeepLink();
-    client->onAttribution({});
-    client->onLink({});
-    client->onError({});
-    Corvane::setShared(Corvane::shared());
-  }
-
-  std::weak_ptr<Corvane> client_;
-  int& calls_;
-};
-
-TEST_F(ClientEnd, AndItsCallbacksEndsMayCallTheLibrary) {
-  int calls = 0;
-  auto client = configure();
-  const auto registerAll = [&] {
-    client->onAttribution(Reentrant(client, calls));
-    client->onLink(Reentrant(client, calls));
-    client->onError(Reentrant(client, calls));
-  };
-  registerAll();
-  registerAll();
-  EXPECT_TRUE(client->trackInstallAsync(false).get().attributed());
-  client->onAttribution(Reentrant(client, calls));
-  client->trackInstallAsync(false).whenDone(Reentrant(client, calls));
-  EXPECT_TRUE(client->trackInstallAsync(true).get().attributed());
-  registerAll();
-  EXPECT_GT(calls, 0);
-  Corvane::setShared(nullptr);
-  client.reset();
 }
 
 }  // namespace

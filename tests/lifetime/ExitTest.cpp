@@ -5,14 +5,15 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <random>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "lifetime/ChildProcess.h"
-#include "lifetime/TemporaryFolder.h"
 #include "support/Build.h"
+#include "support/Draw.h"
 #include "support/LoopbackServer.h"
+#include "support/TemporaryFolder.h"
 
 namespace corvane::test {
 namespace {
@@ -23,14 +24,6 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 int runs(int inFull) {
   if (const char* const given = std::getenv("CORVANE_TEST_RUNS")) return std::stoi(given);
   return repeatsInFull ? inFull : 20;
-}
-
-/// Printed, so that a run that failed can be drawn again with CORVANE_TEST_SEED.
-std::mt19937 seededGenerator() {
-  const char* const given = std::getenv("CORVANE_TEST_SEED");
-  const auto seed = given != nullptr ? static_cast<unsigned>(std::stoul(given)) : std::random_device()();
-  std::printf("CORVANE_TEST_SEED=%u\n", seed);
-  return std::mt19937(seed);
 }
 
 LoopbackAnswer neverAnswer(const LoopbackRequest&) {
@@ -55,136 +48,86 @@ void expectCleanEnd(const ChildEnd& end, int status) {
   if (testing::Test::HasFailure()) std::printf("its output:\n%s\n", end.output.c_str());
 }
 
-void report(std::vector<Milliseconds> durations) {
+using RunHost = std::function<ChildEnd(int run, const std::string& folder, const std::string& moment)>;
+
+/// Runs programs that have installs in flight, and end by themselves between 0 and 30 ms later.
+void expectCleanEnds(int count, const RunHost& runHost, const std::function<int(int run)>& status) {
+  Draw draw("Exit");
+  std::vector<Milliseconds> durations;
+  for (int run = 0; run < runs(count) && !testing::Test::HasFailure(); ++run) {
+    const TemporaryFolder folder;
+    const std::string moment = std::to_string(draw.below(30'000));
+    SCOPED_TRACE("run " + std::to_string(run) + " after " + moment + " µs");
+    const ChildEnd end = runHost(run, folder.path(), moment);
+    expectCleanEnd(end, status(run));
+    durations.push_back(exitDuration(end));
+  }
   std::ranges::sort(durations);
   std::printf("%zu ends: %.1f ms median, %.1f ms at most\n", durations.size(),
               durations[durations.size() / 2].count(), durations.back().count());
 }
 
-/// What varies from test to test: the servers, and what else the host does.
 struct Surroundings {
-  std::string baseURL;
-  std::string trustedURL = " ";
-  std::string authorityFile = " ";
-  std::string also = "nothing";
+  const char* name;
+  bool tls = false;
+  const char* also = "nothing";
   int runs = 100;
+  LoopbackServer::Handler handler = neverAnswer;
+  const char* scheme = "";  // where it is not the server's own
 };
 
-/// Starts programs that have installs in flight, and end by themselves between 0 and 30 ms later.
-void expectCleanEnds(const Surroundings& around) {
+class Exit : public testing::TestWithParam<Surroundings> {};
+
+TEST_P(Exit, IsCleanWithInstallsInFlight) {
   static constexpr std::array endings{"return", "exit", "exit on a thread"};
-  auto generator = seededGenerator();
-  std::vector<Milliseconds> durations;
-  for (int run = 0; run < runs(around.runs) && !testing::Test::HasFailure(); ++run) {
-    const TemporaryFolder folder;
-    const std::string ending = endings[static_cast<std::size_t>(run) % endings.size()];
-    const int status = 1 + run % 100;
-    const std::string moment = std::to_string(std::uniform_int_distribution(0, 30'000)(generator));
-    ChildProcess host(LIFETIME_HOST,
-                      {"endWithInstallsInFlight", around.baseURL, folder.path(), std::to_string(status),
-                       ending, moment, around.trustedURL, around.authorityFile, around.also});
-    SCOPED_TRACE("run " + std::to_string(run) + ": " + ending + " after " + moment + " µs");
-    const ChildEnd end = host.wait();
-    expectCleanEnd(end, status);
-    durations.push_back(exitDuration(end));
-  }
-  report(std::move(durations));
-}
-
-TEST(Exit, IsCleanWhileAServerDoesNotAnswer) {
-  LoopbackServer server(neverAnswer);
-  expectCleanEnds({.baseURL = server.url(""), .runs = 300});
-}
-
-TEST(Exit, IsCleanWhileATLSServerDoesNotAnswer) {
+  const Surroundings& around = GetParam();
   const TLSIdentity identity;
-  LoopbackServer server(neverAnswer, &identity);
-  expectCleanEnds({.baseURL = server.url(""),
-                   .trustedURL = server.url(),
-                   .authorityFile = identity.certificateFile(),
-                   .runs = 300});
+  LoopbackServer server(around.handler, around.tls ? &identity : nullptr);
+  const std::string url = *around.scheme ? around.scheme + std::to_string(server.port()) : server.url("");
+  const auto status = [](int run) { return 1 + run % 100; };
+  expectCleanEnds(
+      around.runs,
+      [&](int run, const std::string& folder, const std::string& moment) {
+        return runToItsEnd(LIFETIME_HOST,
+                           {"endWithInstallsInFlight", url, folder, std::to_string(status(run)),
+                            endings[static_cast<std::size_t>(run) % endings.size()], moment,
+                            around.tls ? server.url() : " ", identity.certificateFile(), around.also});
+      },
+      status);
 }
 
-TEST(Exit, IsCleanInTheMiddleOfATLSHandshake) {
-  // A server of plain HTTP waits for the end of what it takes for a request.
-  LoopbackServer server(neverAnswer);
-  expectCleanEnds({.baseURL = "https://127.0.0.1:" + std::to_string(server.port())});
-}
+INSTANTIATE_TEST_SUITE_P(
+    , Exit,
+    testing::Values(Surroundings{.name = "WhileAServerDoesNotAnswer", .runs = 300},
+                    Surroundings{.name = "WhileATLSServerDoesNotAnswer", .tls = true, .runs = 300},
+                    // A server of plain HTTP waits for the end of what it takes for a request.
+                    Surroundings{.name = "InTheMiddleOfATLSHandshake", .scheme = "https://127.0.0.1:"},
+                    Surroundings{.name = "BetweenTwoTries",
+                                 .handler = [](const auto&) { return LoopbackAnswer::of(503); }},
+                    Surroundings{.name = "WhereTheHostUsesLibcurlToo", .tls = true, .also = "libcurl"},
+                    Surroundings{.name = "InTheHostAndInAChildThatItForked", .tls = true, .also = "fork"}),
+    [](const auto& around) { return around.param.name; });
 
-TEST(Exit, IsCleanBetweenTwoTries) {
-  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(503); });
-  expectCleanEnds({.baseURL = server.url("")});
-}
-
-TEST(Exit, IsCleanWhereTheHostUsesLibcurlToo) {
-  const TLSIdentity identity;
-  LoopbackServer server(neverAnswer, &identity);
-  expectCleanEnds({.baseURL = server.url(""),
-                   .trustedURL = server.url(),
-                   .authorityFile = identity.certificateFile(),
-                   .also = "libcurl"});
-}
-
-TEST(Exit, IsCleanInTheHostAndInAChildThatItForked) {
-  const TLSIdentity identity;
-  LoopbackServer server(neverAnswer, &identity);
-  expectCleanEnds({.baseURL = server.url(""),
-                   .trustedURL = server.url(),
-                   .authorityFile = identity.certificateFile(),
-                   .also = "fork"});
-}
-
-TEST(Exit, IsCleanWhereTheLibraryWasLoadedAndUnloadedAtRunTime) {
+TEST(ExitOfAProgram, IsCleanWhereTheLibraryWasLoadedAndUnloadedAtRunTime) {
   LoopbackServer plain(neverAnswer);
-  const std::string plainURL = plain.url("");
-  const std::string secureURL = "https://127.0.0.1:" + std::to_string(plain.port());
-  auto generator = seededGenerator();
-  std::vector<Milliseconds> durations;
-  for (int run = 0; run < runs(100) && !HasFailure(); ++run) {
-    const TemporaryFolder folder;
-    const std::string moment = std::to_string(std::uniform_int_distribution(0, 30'000)(generator));
-    ChildProcess host(LIFETIME_PLUGIN_HOST,
-                      {LIFETIME_PLUGIN, run % 4 < 2 ? plainURL : secureURL,
-                       folder.path() / "preferences.sqlite", "7", run % 2 == 0 ? "return" : "exit", moment});
-    SCOPED_TRACE("run " + std::to_string(run) + " after " + moment + " µs");
-    const ChildEnd end = host.wait();
-    expectCleanEnd(end, 7);
-    durations.push_back(exitDuration(end));
-  }
-  report(std::move(durations));
+  const std::array urls{plain.url(""), "https://127.0.0.1:" + std::to_string(plain.port())};
+  expectCleanEnds(
+      100,
+      [&](int run, const std::string& folder, const std::string& moment) {
+        return runToItsEnd(LIFETIME_PLUGIN_HOST,
+                           {LIFETIME_PLUGIN, urls[run % 4 < 2 ? 0 : 1], folder + "/preferences.sqlite", "7",
+                            run % 2 == 0 ? "return" : "exit", moment});
+      },
+      [](int) { return 7; });
 }
 
-TEST(Exit, FailsWhatIsInFlightAndSaysSo) {
+TEST(ExitOfAProgram, CancelsWhatStaticObjectsBeginAfterIt) {
   LoopbackServer server(neverAnswer);
   const TemporaryFolder folder;
-  ChildProcess host(LIFETIME_HOST, {"endWithInstallsInFlight", server.url(""), folder.path(), "7", "return",
-                                    "input", " ", " "});
-  server.awaitRequests(3);
-  host.closeInput();
-  const ChildEnd end = host.wait();
-  expectCleanEnd(end, 7);
-  EXPECT_EQ(std::ranges::count(end.lines(),
-                               "[Corvane] [ERROR] Install tracking failed: "
-                               "Network error: the process is exiting"),
-            3)
-      << end.output;
-}
-
-TEST(Exit, CancelsWhatStaticObjectsBeginAfterIt) {
-  LoopbackServer server(neverAnswer);
-  const TemporaryFolder folder;
-  ChildProcess host(LIFETIME_HOST, {"useTheLibraryFromStaticDestructors", server.url(""), folder.path()});
-  const ChildEnd end = host.wait();
+  const ChildEnd end =
+      runToItsEnd(LIFETIME_HOST, {"useTheLibraryFromStaticDestructors", server.url(""), folder.path()});
   expectCleanEnd(end, 7);
   EXPECT_TRUE(end.output.ends_with("cancelled\n")) << end.output;
-}
-
-TEST(Exit, IsCleanWhereAStaticObjectConfiguresForTheFirstTime) {
-  LoopbackServer server(neverAnswer);
-  const TemporaryFolder folder;
-  ChildProcess host(LIFETIME_HOST,
-                    {"configureForTheFirstTimeInAStaticDestructor", server.url(""), folder.path()});
-  expectCleanEnd(host.wait(), 7);
 }
 
 }  // namespace

@@ -6,6 +6,8 @@ int main() {
   const auto client = Corvane::configure("cv_outside", {.autoTrackInstall = false});
   client->onAttribution([](const CorvaneAttribution&) { std::puts("attributed"); });
   const bool works = Corvane::shared() == client && !client->lastAttribution();
-  std::printf("Corvane %s %s\n", CORVANE_VERSION_STRING, works ? "runs" : "does not run");
-  return works ? 0 : 1;
+  const bool compares = CorvaneError::server(500, "a") == CorvaneError::server(500, "a") &&
+                        CorvaneError::server(500, "a") != CorvaneError::transport("a");
+  std::printf("Corvane %s %s\n", CORVANE_VERSION_STRING, works && compares ? "runs" : "does not run");
+  return works && compares ? 0 : 1;
 }

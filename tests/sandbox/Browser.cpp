@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,21 +12,12 @@
 #include <stdexcept>
 #include <vector>
 
-extern char** environ;
-
 namespace corvane::test {
 namespace {
 
 using nlohmann::json;
 
 constexpr int patience = 60'000;  // milliseconds without a word from the browser
-
-/// A descriptor out of the way of 3 and 4, which the browser takes its pipe from.
-int movedUp(int descriptor) {
-  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, 10);
-  close(descriptor);
-  return moved;
-}
 
 std::string quoted(const std::string& text) {
   return json(text).dump();
@@ -42,53 +33,46 @@ std::string Browser::executable() {
 }
 
 Browser::Browser() {
-  profile_ = (std::filesystem::temp_directory_path() / "corvane-browser-XXXXXX").string();
-  if (!mkdtemp(profile_.data())) throw std::runtime_error("browser: no temporary folder");
   std::vector<std::string> words = {executable(),
                                     "--headless",
                                     "--no-sandbox",
                                     "--disable-gpu",
-                                    "--disable-quic",
                                     "--no-first-run",
                                     "--disable-background-networking",
-                                    "--disable-component-update",
-                                    "--disable-sync",
                                     "--disable-dev-shm-usage",
                                     "--no-proxy-server",
                                     "--host-resolver-rules=MAP phone.local 127.0.0.1",
-                                    "--user-data-dir=" + profile_,
+                                    "--user-data-dir=" + profile_.path().string(),
                                     "--remote-debugging-pipe"};
   std::vector<char*> arguments;
   for (auto& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
-
-  int input[2], output[2];
-  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0)
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
     throw std::runtime_error("browser: no pipe");
-  for (int* descriptor : {&input[0], &input[1], &output[0], &output[1]}) *descriptor = movedUp(*descriptor);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, input[0], 3);
-  posix_spawn_file_actions_adddup2(&actions, output[1], 4);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  const int error = posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(input[0]);
-  close(output[1]);
-  input_ = input[1];
-  output_ = output[0];
-  if (error != 0) throw std::runtime_error("browser: it does not start");
-
-  try {
-    beginTab();
-  } catch (...) {
-    end();
-    throw;
+  pipe_ = ends[0];
+  pid_ = fork();
+  if (pid_ == 0) {
+    // The browser reads from 3 and writes to 4, which may be the ends themselves.
+    const int end = fcntl(ends[1], F_DUPFD, 10);
+    dup2(end, 3);
+    dup2(end, 4);
+    dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
+    execv(arguments[0], arguments.data());
+    _exit(127);
   }
+  close(ends[1]);
+  beginTab();
 }
 
 Browser::~Browser() {
-  end();
+  kill(pid_, SIGTERM);
+  waitpid(pid_, nullptr, 0);
+  close(pipe_);
+  // The browser's own helpers may outlive it by a moment and still write there.
+  std::error_code error;
+  for (int tries = 0; tries == 0 || (error && tries < 100); ++tries)
+    std::filesystem::remove_all(profile_.path(), error);
 }
 
 void Browser::beginTab() {
@@ -99,17 +83,6 @@ void Browser::beginTab() {
   command("Emulation.setFocusEmulationEnabled", {{"enabled", true}});
   command("Emulation.setDeviceMetricsOverride",
           {{"width", 390}, {"height", 844}, {"deviceScaleFactor", 1}, {"mobile", true}});
-}
-
-void Browser::end() {
-  kill(pid_, SIGTERM);
-  waitpid(pid_, nullptr, 0);
-  close(input_);
-  close(output_);
-  // The browser's own helpers may outlive it by a moment and still write there.
-  std::error_code error;
-  for (int tries = 0; tries == 0 || (error && tries < 100); ++tries)
-    std::filesystem::remove_all(profile_, error);
 }
 
 void Browser::allowClipboard(const std::string& origin) {
@@ -182,7 +155,7 @@ void Browser::send(const json& message) {
   const std::string text = message.dump();
   const std::size_t size = text.size() + 1;  // the NUL ends a message
   for (std::size_t sent = 0; sent < size;) {
-    const ssize_t count = write(input_, text.c_str() + sent, size - sent);
+    const ssize_t count = write(pipe_, text.c_str() + sent, size - sent);
     if (count <= 0) throw std::runtime_error("browser: it has gone");
     sent += static_cast<std::size_t>(count);
   }
@@ -195,9 +168,9 @@ json Browser::nextMessage() {
       received_.erase(0, end + 1);
       return message;
     }
-    pollfd ready{output_, POLLIN, 0};
+    pollfd ready{pipe_, POLLIN, 0};
     char buffer[65536];
-    const ssize_t count = poll(&ready, 1, patience) == 1 ? read(output_, buffer, sizeof buffer) : 0;
+    const ssize_t count = poll(&ready, 1, patience) == 1 ? read(pipe_, buffer, sizeof buffer) : 0;
     if (count <= 0) throw std::runtime_error("browser: it did not answer");
     received_.append(buffer, static_cast<std::size_t>(count));
   }

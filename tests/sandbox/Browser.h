@@ -5,6 +5,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "support/TemporaryFolder.h"
+
 namespace corvane::test {
 
 /// A headless Chromium with one tab of a phone's size, steered through its DevTools pipe. Everything throws
@@ -33,8 +35,8 @@ class Browser {
   void type(const std::string& selector, const std::string& text);
 
  private:
+  TemporaryFolder profile_;
   void beginTab();
-  void end();
   /// Goes to the tab once there is one, and there to the browser when the command is the browser's.
   nlohmann::json command(const std::string& method, const nlohmann::json& parameters);
   void awaitEvent(const std::string& method);
@@ -42,12 +44,10 @@ class Browser {
   nlohmann::json nextMessage();
 
   pid_t pid_ = -1;
-  int input_ = -1;
-  int output_ = -1;
+  int pipe_ = -1;
   int lastNumber_ = 0;
   std::string received_;
   std::string session_;
-  std::string profile_;
 };
 
 }  // namespace corvane::test

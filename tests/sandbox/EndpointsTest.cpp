@@ -153,26 +153,23 @@ TEST_F(SandboxEndpoints, AMissingOrForeignAPIKeyIsRefusedOnThePosts) {
 }
 
 TEST_F(SandboxEndpoints, WhatIsMissingOrOfAnotherTypeIsRefusedWithItsName) {
-  const auto refused = [this](const std::string& path, json body, const char* member, json value) {
-    if (value.is_discarded()) {
-      body.erase(member);
-    } else {
-      body[member] = value;
-    }
+  const json missing = json::value_t::discarded;
+  const std::tuple<const char*, json, const char*, json> table[] = {
+      {"/v1/events/install", install("A"), "identifier", missing},
+      {"/v1/events/install", install("A"), "platform", missing},
+      {"/v1/events/install", install("A"), "consent", 1},
+      {"/v1/events/install", install("A"), "deviceId", nullptr},
+      {"/v1/events/install", install("A"), "clickId", "0123"},
+      {"/v1/events/open", {{"identifier", "app"}}, "slug", 7},
+      {"/v1/events", event("A"), "name", missing},
+      {"/v1/events", event("A"), "value", "9.99"}};
+  for (auto [path, body, member, value] : table) {
+    body[member] = value;
+    if (value.is_discarded()) body.erase(member);
     const SandboxAnswer answer = post(path, body, "K");
     EXPECT_EQ(answer.status, 400) << member;
     EXPECT_NE(answer.json()["error"].get<std::string>().find(member), std::string::npos) << answer.body;
-  };
-  const json missing = json::value_t::discarded;
-  refused("/v1/events/install", install("A"), "identifier", missing);
-  refused("/v1/events/install", install("A"), "platform", missing);
-  refused("/v1/events/install", install("A"), "consent", missing);
-  refused("/v1/events/install", install("A"), "consent", 1);
-  refused("/v1/events/install", install("A"), "deviceId", nullptr);
-  refused("/v1/events/install", install("A"), "clickId", "0123");
-  refused("/v1/events/open", {{"identifier", "app"}}, "slug", 7);
-  refused("/v1/events", event("A"), "name", missing);
-  refused("/v1/events", event("A"), "value", "9.99");
+  }
   EXPECT_EQ(post("/v1/events", json::array()).status, 400);
   EXPECT_EQ(sandbox.records()["installs"].size() + sandbox.records()["events"].size(), 0u);
   EXPECT_EQ(post("/v1/events", event("A"), "K").status, 200) << "a refusal is not kept under its key";

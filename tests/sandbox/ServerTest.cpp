@@ -5,28 +5,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "process/SandboxProcess.h"
+#include "support/TemporaryFolder.h"
 
 namespace corvane::test {
 namespace {
 
 using nlohmann::json;
-
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "corvane-test-XXXXXX").string()) {
-    if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder");
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
 
 /// A TCP connection to the sandbox, for what no HTTP client would send.
 class RawConnection {
@@ -59,23 +46,20 @@ class RawConnection {
   int descriptor_;
 };
 
-TEST(SandboxServer, ItEndsCleanlyByASignalAlsoWithConnectionsOpen) {
+TEST(SandboxServer, ItEndsCleanlyByASignalOrWithItsInputAlsoWithConnectionsOpen) {
   for (const int signal : {SIGINT, SIGTERM}) {
     SandboxProcess sandbox;
     RawConnection idle(sandbox);
     idle.send("GET /sandbox/stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_EQ(sandbox.terminate(signal), 0);
   }
-}
-
-TEST(SandboxServer, ItEndsCleanlyWhenItsStandardInputDoes) {
   SandboxProcess sandbox;
   EXPECT_EQ(sandbox.closeInput(), 0);
 }
 
 TEST(SandboxServer, ItsRecordsOutliveItInADataFile) {
   const TemporaryFolder folder;
-  const std::vector<std::string> options = {"--data", folder.file("sandbox.sqlite")};
+  const std::vector<std::string> options = {"--data", folder.path() / "sandbox.sqlite"};
   const json event = {{"identifier", "app"}, {"name", "purchase"}};
   const std::vector<std::string> headers = {"X-Api-Key: cv_test", "Idempotency-Key: E1"};
   json answer;

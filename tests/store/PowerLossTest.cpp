@@ -122,28 +122,5 @@ INSTANTIATE_TEST_SUITE_P(Faults, FailingDisk,
                                                               SQLITE_IOERR_FSYNC),
                                             ::testing::Values(1, 1'000'000)));
 
-TEST_F(PowerLoss, AFullDiskAtLaunchIsStillRead) {
-  UserDefaults::open(file_)->setString("closed", "text");
-  for (const std::string expected : {"closed", "killed"}) {
-    VFS::fail(0, SQLITE_FULL, 1'000'000);
-    {
-      const auto defaults = UserDefaults::open(file_);
-      EXPECT_EQ(defaults->stringForKey("text"), expected);
-      defaults->setBool(true, "flag");
-      EXPECT_FALSE(defaults->synchronize());
-      EXPECT_EQ(defaults->stringForKey("text"), expected);
-    }
-    VFS::reset();
-    test::Child child([&] {
-      UserDefaults::open(file_)->setString("overwritten", "text");
-      // Ends without closing, so that the value is in the log alone.
-      static const auto kept = UserDefaults::open(file_);
-      kept->setString("killed", "text");
-      return 0;
-    });
-    ASSERT_EQ(child.result(), 0);
-  }
-}
-
 }  // namespace
 }  // namespace corvane::platform

@@ -63,27 +63,20 @@ std::string contentThrough(sqlite3_file* file) {
   return content;
 }
 
-int closeFile(sqlite3_file* file) {
+/// Hands a method to the real file; `counted` ones are operations of the disk, and may fail.
+template <auto method, bool counted, typename Result, typename... Arguments>
+Result forward(sqlite3_file* file, Arguments... arguments) {
+  if constexpr (counted) {
+    if (const int code = nextOperation(); code != SQLITE_OK) return code;
+  }
   sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xClose(below);
+  return (below->pMethods->*method)(below, arguments...);
 }
 
 int readFile(sqlite3_file* file, void* target, int size, sqlite3_int64 offset) {
   if (powerIsCut()) return SQLITE_IOERR_READ;
   sqlite3_file* below = fileOf(file)->below();
   return below->pMethods->xRead(below, target, size, offset);
-}
-
-int writeFile(sqlite3_file* file, const void* source, int size, sqlite3_int64 offset) {
-  if (const int code = nextOperation(); code != SQLITE_OK) return code;
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xWrite(below, source, size, offset);
-}
-
-int truncateFile(sqlite3_file* file, sqlite3_int64 size) {
-  if (const int code = nextOperation(); code != SQLITE_OK) return code;
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xTruncate(below, size);
 }
 
 int syncFile(sqlite3_file* file, int) {
@@ -99,64 +92,28 @@ int syncFile(sqlite3_file* file, int) {
   return SQLITE_OK;
 }
 
-int fileSize(sqlite3_file* file, sqlite3_int64* size) {
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xFileSize(below, size);
-}
-
-int lockFile(sqlite3_file* file, int level) {
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xLock(below, level);
-}
-
-int unlockFile(sqlite3_file* file, int level) {
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xUnlock(below, level);
-}
-
-int checkReservedLock(sqlite3_file* file, int* result) {
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xCheckReservedLock(below, result);
-}
-
-int fileControl(sqlite3_file* file, int operation, void* argument) {
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xFileControl(below, operation, argument);
-}
-
-int sectorSizeOf(sqlite3_file*) {
-  return static_cast<int>(sectorSize);
-}
-
-int characteristicsOf(sqlite3_file*) {
-  return SQLITE_IOCAP_POWERSAFE_OVERWRITE;
-}
-
-int shmMap(sqlite3_file* file, int page, int size, int extend, void volatile** memory) {
-  if (const int code = nextOperation(); code != SQLITE_OK) return code;
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xShmMap(below, page, size, extend, memory);
-}
-
-int shmLock(sqlite3_file* file, int offset, int count, int flags) {
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xShmLock(below, offset, count, flags);
-}
-
-void shmBarrier(sqlite3_file* file) {
-  sqlite3_file* below = fileOf(file)->below();
-  below->pMethods->xShmBarrier(below);
-}
-
-int shmUnmap(sqlite3_file* file, int deleteFlag) {
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xShmUnmap(below, deleteFlag);
-}
-
-const sqlite3_io_methods methods = {
-    2,        closeFile,  readFile,          writeFile,   truncateFile, syncFile,          fileSize,
-    lockFile, unlockFile, checkReservedLock, fileControl, sectorSizeOf, characteristicsOf, shmMap,
-    shmLock,  shmBarrier, shmUnmap,          nullptr,     nullptr};
+const sqlite3_io_methods methods = [] {
+  using M = sqlite3_io_methods;
+  M all{};
+  all.iVersion = 2;
+  all.xClose = forward<&M::xClose, false>;
+  all.xRead = readFile;
+  all.xWrite = forward<&M::xWrite, true>;
+  all.xTruncate = forward<&M::xTruncate, true>;
+  all.xSync = syncFile;
+  all.xFileSize = forward<&M::xFileSize, false>;
+  all.xLock = forward<&M::xLock, false>;
+  all.xUnlock = forward<&M::xUnlock, false>;
+  all.xCheckReservedLock = forward<&M::xCheckReservedLock, false>;
+  all.xFileControl = forward<&M::xFileControl, false>;
+  all.xSectorSize = [](sqlite3_file*) { return static_cast<int>(sectorSize); };
+  all.xDeviceCharacteristics = [](sqlite3_file*) { return SQLITE_IOCAP_POWERSAFE_OVERWRITE; };
+  all.xShmMap = forward<&M::xShmMap, true>;
+  all.xShmLock = forward<&M::xShmLock, false>;
+  all.xShmBarrier = forward<&M::xShmBarrier, false>;
+  all.xShmUnmap = forward<&M::xShmUnmap, false>;
+  return all;
+}();
 
 int openFile(sqlite3_vfs*, const char* path, sqlite3_file* file, int flags, int* outFlags) {
   File* self = fileOf(file);

@@ -8,25 +8,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <stdexcept>
 
 namespace corvane::test {
-
-TemporaryFolder::TemporaryFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "corvane-store-XXXXXX").string();
-  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = std::filesystem::canonical(name);
-  std::filesystem::permissions(path_, std::filesystem::perms(0755));
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 std::vector<std::string> namesWith(std::string_view text, const std::filesystem::path& folder) {
   std::vector<std::string> names;
@@ -47,18 +34,13 @@ void writeContent(const std::filesystem::path& file, std::string_view content) {
   std::ofstream(file, std::ios::binary) << content;
 }
 
-struct Shell::Handle {
-  sqlite3* database = nullptr;
-};
-
-Shell::Shell(const std::filesystem::path& file) : handle_(new Handle) {
-  sqlite3_open(file.c_str(), &handle_->database);
-  sqlite3_busy_timeout(handle_->database, 10'000);
+Shell::Shell(const std::filesystem::path& file) {
+  sqlite3_open(file.c_str(), &database_);
+  sqlite3_busy_timeout(database_, 10'000);
 }
 
 Shell::~Shell() {
-  sqlite3_close(handle_->database);
-  delete handle_;
+  sqlite3_close(database_);
 }
 
 std::string Shell::run(const std::string& sql) {
@@ -72,7 +54,7 @@ std::string Shell::run(const std::string& sql) {
     }
     return 0;
   };
-  const int code = sqlite3_exec(handle_->database, sql.c_str(), collect, &row, nullptr);
+  const int code = sqlite3_exec(database_, sql.c_str(), collect, &row, nullptr);
   return code == SQLITE_OK ? row : sqlite3_errstr(code);
 }
 
@@ -124,22 +106,9 @@ void Child::kill() const {
   ::kill(id_, SIGKILL);
 }
 
-bool becomeNobody(bool effectiveOnly) {
+bool becomeNobody() {
   constexpr unsigned nobody = 65534;
-  if (::geteuid() != 0) return false;
-  if (effectiveOnly) return ::setegid(nobody) == 0 && ::seteuid(nobody) == 0;
-  return ::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 && ::setuid(nobody) == 0;
-}
-
-void becomeRoot() {
-  if (::seteuid(0) != 0 || ::setegid(0) != 0) throw std::runtime_error("root was given up for good");
-}
-
-Draw::Draw(std::string_view test) {
-  const char* given = std::getenv("CORVANE_TEST_SEED");
-  const std::uint64_t seed = given != nullptr ? std::strtoull(given, nullptr, 10) : std::random_device()();
-  std::cout << test << ": CORVANE_TEST_SEED=" << seed << std::endl;
-  engine_.seed(seed);
+  return ::geteuid() == 0 && ::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 && ::setuid(nobody) == 0;
 }
 
 }  // namespace corvane::test

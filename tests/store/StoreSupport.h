@@ -1,28 +1,17 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "support/Draw.h"
+#include "support/TemporaryFolder.h"
+
+struct sqlite3;
+
 namespace corvane::test {
-
-/// A folder of its own for one test, which every user may enter; gone with the object.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// The names in a folder that hold the text, sorted.
 std::vector<std::string> namesWith(std::string_view text, const std::filesystem::path& folder);
@@ -42,8 +31,7 @@ class Shell {
   std::string run(const std::string& sql);
 
  private:
-  struct Handle;
-  Handle* handle_;
+  sqlite3* database_ = nullptr;
 };
 
 /// Both ends of a pipe between a test and its child: one byte is one signal.
@@ -80,20 +68,7 @@ class Child {
   int id_;
 };
 
-/// Gives up root in a child, for good or (`effectiveOnly`) until `becomeRoot`. False where there was none.
-bool becomeNobody(bool effectiveOnly = false);
-void becomeRoot();
-
-/// Drawn numbers that can be repeated: the seed is printed, and CORVANE_TEST_SEED sets it.
-class Draw {
- public:
-  explicit Draw(std::string_view test);
-  std::uint64_t below(std::uint64_t bound) {
-    return std::uniform_int_distribution<std::uint64_t>(0, bound - 1)(engine_);
-  }
-
- private:
-  std::mt19937_64 engine_;
-};
+/// Gives up root in a child, for good. False where there was none.
+bool becomeNobody();
 
 }  // namespace corvane::test

@@ -1,4 +1,4 @@
-#include "lifetime/BaseURL.h"
+#include "support/BaseURL.h"
 
 #include <utility>
 

@@ -75,24 +75,15 @@ class MemoryFlagStore : public FlagStore, public DataUpdates {
 class MemoryStringStore : public KeyValueStringStore {
  public:
   std::optional<std::string> stringForKey(std::string_view key) const override {
-    const std::lock_guard lock(mutex_);
-    const auto found = texts_.find(key);
-    return found == texts_.end() ? std::nullopt : std::optional(found->second);
+    return texts_.dataForKey(key);
   }
-
   void setString(std::string_view value, std::string_view key) override {
-    const std::lock_guard lock(mutex_);
-    texts_.insert_or_assign(std::string(key), std::string(value));
+    texts_.setData(std::string(value), key);
   }
-
-  void removeValue(std::string_view key) override {
-    const std::lock_guard lock(mutex_);
-    texts_.erase(std::string(key));
-  }
+  void removeValue(std::string_view key) override { texts_.removeValue(key); }
 
  private:
-  mutable std::mutex mutex_;
-  std::map<std::string, std::string, std::less<>> texts_;
+  MemoryFlagStore texts_;
 };
 
 }  // namespace corvane::test

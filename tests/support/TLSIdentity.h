@@ -1,7 +1,8 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
+
+#include "support/TemporaryFolder.h"
 
 namespace corvane::test {
 
@@ -9,17 +10,13 @@ namespace corvane::test {
 /// goes with this object. The certificate is its own authority: who is to trust it names `certificateFile()`.
 class TLSIdentity {
  public:
-  /// `names`: as in a certificate's extension, such as "DNS:localhost,IP:127.0.0.1".
-  explicit TLSIdentity(const std::string& names = "DNS:localhost,IP:127.0.0.1");
-  ~TLSIdentity();
-  TLSIdentity(const TLSIdentity&) = delete;
-  TLSIdentity& operator=(const TLSIdentity&) = delete;
+  TLSIdentity();
 
-  std::string certificateFile() const { return folder_ / "certificate.pem"; }
-  std::string keyFile() const { return folder_ / "key.pem"; }
+  std::string certificateFile() const { return folder_.path() / "certificate.pem"; }
+  std::string keyFile() const { return folder_.path() / "key.pem"; }
 
  private:
-  std::filesystem::path folder_;
+  TemporaryFolder folder_;
 };
 
 }  // namespace corvane::test

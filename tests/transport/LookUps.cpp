@@ -40,12 +40,6 @@ int askFor(const char* address, const char* service, const addrinfo* hints, addr
   return askSystem(address, service, &any, result);
 }
 
-int askForBoth(const char* first, const char* second, const char* service, const addrinfo* hints,
-               addrinfo** result) {
-  const int code = askFor(first, service, hints, result);
-  return code != 0 ? code : askFor(second, service, hints, &(*result)->ai_next);
-}
-
 int hang() {
   std::unique_lock lock(state().mutex);
   ++state().hanging;
@@ -67,8 +61,10 @@ int lookUp(std::string_view name, const char* service, const addrinfo* hints, ad
   if (name.ends_with(".loopback.test") || (name == "late.test" && lateIsKnown())) {
     return askFor("127.0.0.1", service, hints, result);
   }
-  if (name == "both64.test") return askForBoth("2001:db8::1", "127.0.0.1", service, hints, result);
-  if (name == "both46.test") return askForBoth("127.0.0.1", "2001:db8::1", service, hints, result);
+  if (name == "both.test") {
+    const int code = askFor("2001:db8::1", service, hints, result);
+    return code != 0 ? code : askFor("127.0.0.1", service, hints, &(*result)->ai_next);
+  }
   return EAI_NONAME;
 }
 

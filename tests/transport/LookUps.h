@@ -6,8 +6,7 @@ namespace corvane::test {
 /// threads. Names that do not end in ".test" go to the system's resolver.
 ///
 ///   "anything.loopback.test"  127.0.0.1
-///   "both64.test"             an IPv6 address without a way to it, then 127.0.0.1
-///   "both46.test"             the same in the other order
+///   "both.test"               an IPv6 address without a way to it, then 127.0.0.1
 ///   "silent.test"             no answer until `release` is called
 ///   "late.test"               no such name, until `makeLateKnown(true)`
 ///   others in ".test"         no such name

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <optional>
 #include <string>
 
 #include "Exchange.h"
@@ -34,27 +36,18 @@ std::string target(const std::string& location, const std::string& from = kFrom)
 }
 
 bool carries(const URLRequest& request, const std::string& name) {
-  for (const auto& header : request.headers) {
-    if (header.first == name) return true;
-  }
-  return false;
+  return std::ranges::any_of(request.headers, [&](const auto& header) { return header.first == name; });
 }
 
 TEST(Redirect, MethodsAndBodiesFollowRFC9110) {
-  for (const int status : {301, 302, 303}) {
+  for (const int status : {301, 302, 303, 307, 308}) {
+    const bool keeps = status > 303;
     const auto next = redirected(post(), redirect(status, "/x"));
     ASSERT_TRUE(next) << status;
-    EXPECT_EQ(next->method, "GET") << status;
-    EXPECT_FALSE(next->body) << status;
-    EXPECT_FALSE(carries(*next, "Content-Type")) << status;
+    EXPECT_EQ(next->method, keeps ? "POST" : "GET") << status;
+    EXPECT_EQ(next->body, keeps ? std::optional<std::string>("{}") : std::nullopt) << status;
+    EXPECT_EQ(carries(*next, "Content-Type"), keeps) << status;
     EXPECT_TRUE(carries(*next, "X-Api-Key")) << status;
-  }
-  for (const int status : {307, 308}) {
-    const auto next = redirected(post(), redirect(status, "/x"));
-    ASSERT_TRUE(next) << status;
-    EXPECT_EQ(next->method, "POST") << status;
-    EXPECT_EQ(next->body, "{}") << status;
-    EXPECT_TRUE(carries(*next, "Content-Type")) << status;
   }
   for (const int status : {200, 300, 304, 305, 306, 404}) {
     EXPECT_FALSE(redirected(post(), redirect(status, "/x"))) << status;
@@ -72,39 +65,29 @@ TEST(Redirect, LocationsResolveAgainstTheRequest) {
 }
 
 TEST(Redirect, WhereItMustNotLeadTheAnswerStands) {
-  EXPECT_EQ(target("http://api.example.com/y"), "refused");
-  EXPECT_EQ(target("HTTP://api.example.com/y"), "refused");
-  EXPECT_EQ(target("ftp://api.example.com/y"), "refused");
-  EXPECT_EQ(target("file:///etc/passwd"), "refused");
-  EXPECT_EQ(target("myapp://open"), "refused");
-  EXPECT_EQ(target("javascript:alert(1)"), "refused");
-  EXPECT_EQ(target(""), "refused");
-  EXPECT_EQ(target("https://exa mple.com:999999/"), "refused");
+  for (const char* location :
+       {"http://api.example.com/y", "HTTP://api.example.com/y", "ftp://api.example.com/y",
+        "file:///etc/passwd", "myapp://open", "javascript:alert(1)", "", "https://exa mple.com:999999/"}) {
+    EXPECT_EQ(target(location), "refused") << location;
+  }
   EXPECT_EQ(target("https://api.example.com/y", "http://api.example.com/"), "https://api.example.com/y");
   EXPECT_FALSE(redirected(post(), {.statusCode = 302}));
 }
 
 TEST(Redirect, SecretsStayWithTheirOrigin) {
-  const auto keeps = [](const std::string& location) {
-    const auto next = redirected(post(), redirect(307, location));
-    return next && carries(*next, "X-Api-Key") && carries(*next, "Idempotency-Key");
-  };
-  EXPECT_TRUE(keeps("/y"));
-  EXPECT_TRUE(keeps("https://api.example.com:443/y"));
-  EXPECT_TRUE(keeps("https://API.example.com/y"));
+  for (const char* same : {"/y", "https://api.example.com:443/y", "https://API.example.com/y"}) {
+    const auto next = redirected(post(), redirect(307, same));
+    EXPECT_TRUE(carries(*next, "X-Api-Key") && carries(*next, "Idempotency-Key")) << same;
+  }
   for (const char* elsewhere :
        {"https://other.example/y", "https://api.example.com:8443/y", "https://api.example.com.evil.example/",
         "https://api.example.com@evil.example/"}) {
     const auto next = redirected(post(), redirect(307, elsewhere));
-    ASSERT_TRUE(next) << elsewhere;
-    EXPECT_FALSE(carries(*next, "X-Api-Key")) << elsewhere;
-    EXPECT_FALSE(carries(*next, "Idempotency-Key")) << elsewhere;
-    EXPECT_TRUE(carries(*next, "Content-Type")) << elsewhere;
-    EXPECT_TRUE(carries(*next, "Accept")) << elsewhere;
+    EXPECT_FALSE(carries(*next, "X-Api-Key") || carries(*next, "Idempotency-Key")) << elsewhere;
+    EXPECT_TRUE(carries(*next, "Content-Type") && carries(*next, "Accept")) << elsewhere;
   }
   const auto upgraded =
       redirected(post("http://api.example.com/"), redirect(307, "https://api.example.com/"));
-  ASSERT_TRUE(upgraded);
   EXPECT_FALSE(carries(*upgraded, "X-Api-Key"));
 }
 

@@ -19,12 +19,6 @@ URLSessionConfiguration trusting(const TLSIdentity& identity) {
   return configuration;
 }
 
-TEST(URLSessionTLS, AServerOfATrustedAuthorityAndTheRightNameIsHeard) {
-  const TLSIdentity identity;
-  LoopbackServer server(greet, &identity);
-  EXPECT_EQ(response(run(URLSession(trusting(identity)), {.url = server.url()})).body, "private");
-}
-
 TEST(URLSessionTLS, AnUnknownAuthorityIsAFailureEvenWhereAConnectionForAnotherSessionIsOpen) {
   const TLSIdentity identity;
   const TLSIdentity another;
@@ -44,23 +38,6 @@ TEST(URLSessionTLS, ACertificateForAnotherNameIsAFailure) {
       failure(run(URLSession(trusting(identity)), {.url = server.url("/", "wrong.loopback.test")}));
   EXPECT_NE(text.find("wrong.loopback.test"), std::string::npos) << text;
   EXPECT_TRUE(server.requests().empty());
-}
-
-TEST(URLSessionTLS, AMissingAuthorityFileIsAFailure) {
-  const TLSIdentity identity;
-  LoopbackServer server(greet, &identity);
-  URLSessionConfiguration configuration = within(30);
-  configuration.certificateAuthorityFile = identity.certificateFile() + ".missing";
-  EXPECT_NE(failure(run(URLSession(configuration), {.url = server.url()})), "");
-}
-
-TEST(URLSessionTLS, ARedirectFromHTTPSToHTTPIsTheAnswer) {
-  const TLSIdentity identity;
-  LoopbackServer plain(greet);
-  LoopbackServer server([&](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, plain.url("/")); },
-                        &identity);
-  EXPECT_EQ(response(run(URLSession(trusting(identity)), {.url = server.url()})).statusCode, 302);
-  EXPECT_TRUE(plain.requests().empty());
 }
 
 }  // namespace

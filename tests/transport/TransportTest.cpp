@@ -1,7 +1,6 @@
 #include "platform/Transport.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <string>
 #include <thread>
@@ -51,14 +50,6 @@ TEST(Transport, ShuttingDownEndsWhatIsInFlightAndInLineAndToCome) {
   EXPECT_TRUE(transport.shutDown(kBound));
 }
 
-TEST(Transport, ShuttingDownAnIdleOneClosesKeptConnections) {
-  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
-  Transport transport;
-  EXPECT_EQ(response(run(URLSession(within(30), transport), {.url = server.url()})).statusCode, 200);
-  EXPECT_TRUE(transport.shutDown(kBound));
-  server.awaitNoConnection();
-}
-
 TEST(Transport, ShuttingDownGivesUpOnAThreadThatAHostHolds) {
   LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
   Transport transport;
@@ -93,67 +84,22 @@ TEST(Transport, BeginningAndCancellingFromManyThreadsWhileShuttingDownCompletesE
   for (std::thread& thread : threads) thread.join();
 }
 
-TEST(Transport, ACompletionMayBeginTheNextExchange) {
-  LoopbackServer server(
-      [](const LoopbackRequest& request) { return LoopbackAnswer::of(200, request.target); });
-  const URLSession session(within(30));
-  std::promise<platform::URLSessionResult> second;
-  session.data({.url = server.url("/1")}, [&](const auto&) {
-    session.data({.url = server.url("/2")}, [&](auto result) { second.set_value(std::move(result)); });
-  });
-  EXPECT_EQ(response(second.get_future().get()).body, "/2");
-}
-
-TEST(Transport, CompletionsRunOnAThreadThatBlocksAllSignals) {
+TEST(Transport, AResolverThatNeverAnswersHoldsUpNoOtherExchangeNoTimeoutAndNoShutDown) {
+  const URLRequest silent{.url = "http://silent.test/"};
   LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
-  std::promise<sigset_t> mask;
-  URLSession(within(30)).data({.url = server.url()}, [&](const auto&) {
-    sigset_t blocked;
-    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
-    mask.set_value(blocked);
-  });
-  const sigset_t blocked = mask.get_future().get();
-  for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGALRM, SIGCHLD, SIGPROF}) {
-    EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
-  }
-}
-
-// A name look-up that never answers
-
-class SilentResolver : public testing::Test {
- protected:
-  ~SilentResolver() override { LookUps::release(); }
-
-  static constexpr const char* kSilent = "http://silent.test/";
-};
-
-TEST_F(SilentResolver, HoldsUpNoOtherExchange) {
-  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
-  const URLSession session(within(600));
-  Exchange hanging = begin(session, {.url = kSilent});
-  LookUps::awaitSilent();
-  EXPECT_EQ(response(run(session, {.url = server.url()})).statusCode, 200);
-  EXPECT_EQ(response(run(session, {.url = server.url("/", "name.loopback.test")})).statusCode, 200);
-  hanging.task->cancel();
-  EXPECT_EQ(failure(hanging.result.get()), "cancelled");
-}
-
-TEST_F(SilentResolver, HoldsUpNoTimeout) {
-  const std::string text = failure(run(URLSession(within(0.1)), {.url = kSilent}));
-  EXPECT_NE(text.find("timed out"), std::string::npos) << text;
-}
-
-TEST_F(SilentResolver, HoldsUpNoShutDown) {
   Transport transport;
-  Exchange hanging = begin(URLSession(within(600), transport), {.url = kSilent});
+  const URLSession session(within(600), transport);
+  Exchange cancelled = begin(session, silent);
+  Exchange hanging = begin(session, silent);
   LookUps::awaitSilent();
+  EXPECT_EQ(response(run(session, {.url = server.url("/", "name.loopback.test")})).statusCode, 200);
+  cancelled.task->cancel();
+  EXPECT_EQ(failure(cancelled.result.get()), "cancelled");
+  const std::string text = failure(run(URLSession(within(0.1), transport), silent));
+  EXPECT_NE(text.find("timed out"), std::string::npos) << text;
   EXPECT_TRUE(transport.shutDown(kBound));
   EXPECT_EQ(failure(hanging.result.get()), kExiting);
-}
-
-TEST(URLSession, AnUnknownNameIsAFailure) {
-  const std::string text = failure(run(URLSession(within(30)), {.url = "http://nowhere.test/"}));
-  EXPECT_NE(text.find("Could not resolve host: nowhere.test"), std::string::npos) << text;
+  LookUps::release();
 }
 
 }  // namespace

@@ -48,17 +48,6 @@ TEST_F(Core, ReplaysARestoredVerdictLaterAndThenCountsItAsDelivered) {
   EXPECT_EQ(callsSoFar(), Calls{"verdict 1"});
 }
 
-TEST_F(Core, DeliversAVerdictThatDiffersFromTheLastDeliveredOne) {
-  core = std::make_shared<ClientCore>(MainThread(main), verdict(1));
-  core->deliverAttribution(verdict(1), true);
-  noteAttributions();
-  callsSoFar();
-  core->deliverAttribution(verdict(2), true);
-  core->deliverAttribution(verdict(2), true);
-  core->deliverAttribution(verdict(1), true);
-  EXPECT_EQ(calls, (Calls{"verdict 2", "verdict 1"}));
-}
-
 TEST_F(Core, RoutesADeferredLinkAfterTheVerdict) {
   noteAttributions();
   noteLinks();
@@ -88,14 +77,6 @@ TEST_F(Core, AVerdictReplayedBeforeItsDeliveryStillRoutesItsLinkOnceAndBehindIt)
   EXPECT_EQ(callsSoFar(), (Calls{"verdict 1", "link /a deferred"}));
 }
 
-TEST_F(Core, DropsAReengagementLinkThatNobodyTakes) {
-  core->deliverReengagementLink(*verdict(1, "/a").deepLink());
-  noteLinks();
-  EXPECT_EQ(callsSoFar(), Calls());
-  core->deliverReengagementLink(*verdict(1, "/").deepLink());
-  EXPECT_EQ(calls, Calls{"link / again"});
-}
-
 TEST_F(Core, ALinkCallbackRegisteredInsideTheAttributionCallbackGetsTheLinkQueuedOnce) {
   core->onAttribution([this](const CorvaneAttribution&) { noteLinks(); });
   core->deliverAttribution(verdict(1, "/a"), true);
@@ -114,13 +95,6 @@ TEST_F(Core, AnAttributionCallbackThatThrowsCostsTheHostNoLink) {
   EXPECT_EQ(callsSoFar(), Calls{"link /b deferred"});
   core->deliverAttribution(verdict(2, "/b"), true);
   EXPECT_EQ(callsSoFar(), Calls());
-}
-
-TEST_F(Core, WhenBothCallbacksThrowNeitherExceptionIsLost) {
-  core->onAttribution([](const CorvaneAttribution&) { throw std::runtime_error("verdict"); });
-  core->onLink([](const CorvaneDeepLink&, CorvaneLinkSource) { throw std::logic_error("link"); });
-  EXPECT_THROW(core->deliverAttribution(verdict(1, "/a"), true), std::runtime_error);
-  EXPECT_THROW(main->run(), std::logic_error);
 }
 
 TEST_F(Core, DeliversErrorsLaterAndUnchanged) {

@@ -1,30 +1,19 @@
 #include "flows/InstallTracking.h"
 
-#include <gtest/gtest.h>
-
 #include "foundation/StoreKeys.h"
 #include "model/ResultJSON.h"
 #include "support/CapturedOutput.h"
-#include "support/FakeBackground.h"
-#include "support/ManualExecutor.h"
-#include "support/MemoryStores.h"
-#include "support/ScriptedHTTPClient.h"
+#include "support/FlowFixture.h"
 
 namespace corvane {
 namespace {
 
-using namespace std::chrono_literals;
 using test::CapturedOutput;
-using test::FakeBackground;
-using test::ManualExecutor;
-using test::MemoryFlagStore;
-using test::ScriptedHTTPClient;
 using Task = CorvaneTask<CorvaneAttribution>;
 using Lines = std::vector<std::string>;
 
 const std::string kToken = "0123456789abcdef0123456789abcdef";
 constexpr const char* kRoutable = R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":"/summer"}})";
-constexpr const char* kUnroutable = R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":"/"}})";
 
 struct FakePasteboard : PasteboardReading {
   std::optional<std::string> string() const override {
@@ -37,12 +26,12 @@ struct FakePasteboard : PasteboardReading {
   mutable int reads = 0;
 };
 
-struct Install : ::testing::Test {
+struct Install : test::FlowFixture {
   void SetUp() override { makeClient(); }
 
   /// A client as the next launch finds it: fresh memory, the same store.
   void makeClient(CorvaneClickTokenSource source = CorvaneClickTokenSource::automatic) {
-    const CorvaneLogger logger{true, CorvaneLogLevel::info};
+    logger.minimumLevel = CorvaneLogLevel::info;
     const auto stored = flags->dataForKey(keys::lastAttribution);
     core = std::make_shared<ClientCore>(
         MainThread(main), stored ? std::optional(decodeStoredAttribution(*stored)) : std::nullopt);
@@ -52,13 +41,6 @@ struct Install : ::testing::Test {
     core->onLink(
         [this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
-    const auto eventQueue = std::make_shared<EventQueue>(std::make_shared<EventQueueStorage>(flags, flags, "event_queue"), logger);
-    const CorvaneAPI api{.baseURL = "https://api.test",
-                         .http = http,
-                         .background = background,
-                         .logger = logger,
-                         .apiKey = "k",
-                         .retryPolicy = CorvaneRetryPolicy::disabled};
     flow = std::make_shared<InstallTracking>(
         InstallTracking::Collaborators{.core = core,
                                        .api = api,
@@ -68,30 +50,15 @@ struct Install : ::testing::Test {
                                        .flagStore = flags,
                                        .consent = {flags, requireConsent},
                                        .clickToken = {source, flags, pasteboard, logger},
-                                       .eventQueue = eventQueue});
+                                       .eventQueue = queue});
   }
 
-  void run() {
-    for (int turns = 0; turns < 3; ++turns) {
-      background->run();
-      main->run();
-    }
-    background->run();
-  }
-
-  void setConsent(bool granted) { Consent{flags, true}.store(granted); }
   bool flag(std::string_view key) const { return flags->boolForKey(key); }
   std::vector<std::string> takeDelivered() { return std::exchange(delivered, {}); }
 
-  std::shared_ptr<FakeBackground> background = std::make_shared<FakeBackground>();
-  std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
-  std::shared_ptr<ManualExecutor> main = std::make_shared<ManualExecutor>();
-  std::shared_ptr<MemoryFlagStore> flags = std::make_shared<MemoryFlagStore>();
   std::shared_ptr<FakePasteboard> pasteboard = std::make_shared<FakePasteboard>();
-  std::shared_ptr<ClientCore> core;
   std::shared_ptr<InstallTracking> flow;
   bool requireConsent = false;
-  std::vector<std::string> delivered;
 };
 
 TEST_F(Install, IsReportedOnceWithItsTokenAndHandsOverTheVerdictAndTheLink) {
@@ -120,106 +87,6 @@ TEST_F(Install, IsReportedOnceWithItsTokenAndHandsOverTheVerdictAndTheLink) {
   EXPECT_EQ(output.lines(), (Lines{"[Corvane] [INFO] Sending install event… (consent: true)",
                                    "[Corvane] [INFO] Install attributed (deterministic click token)",
                                    "[Corvane] [INFO] Install already tracked — skipping network call"}));
-}
-
-TEST_F(Install, ForcedIsSentAgainWithTheSameKeyAndAnEqualVerdictIsNotHandedOverTwice) {
-  http->answer(200, R"({"attributed":false})");
-  flow->trackInstall(false);
-  run();
-  EXPECT_EQ(takeDelivered(), Lines{"verdict organic"});
-  http->answer(200, R"({"attributed":false})");
-  flow->trackInstall(true);
-  run();
-  EXPECT_EQ(http->sent.size(), 2U);
-  EXPECT_EQ(http->sent[0].headers, http->sent[1].headers);
-  EXPECT_EQ(takeDelivered(), Lines());
-}
-
-struct Row {
-  const char* name;
-  bool consent;
-  bool routedBefore;
-  const char* answer;
-  bool counted;
-  bool routedAfter;
-  Lines delivered;
-  const char* line;
-};
-
-struct InstallDecision : Install, ::testing::WithParamInterface<Row> {};
-
-TEST_P(InstallDecision, CountsAndRoutesByConsentAndLink) {
-  const Row& row = GetParam();
-  requireConsent = true;
-  if (row.consent) setConsent(true);
-  if (row.routedBefore) flags->setBool(true, keys::deferredRouted);
-  makeClient();
-  http->answer(200, row.answer);
-  CapturedOutput output;
-  const Task task = flow->trackInstallAsync(true);
-  run();
-  EXPECT_EQ(flag(keys::installTracked), row.counted);
-  EXPECT_EQ(flag(keys::deferredRouted), row.routedAfter);
-  EXPECT_EQ(takeDelivered(), row.delivered);
-  EXPECT_EQ(task.get().attributed(), row.consent);
-  EXPECT_TRUE(task.get().deepLink());
-  EXPECT_EQ(output.lines().back(), std::string("[Corvane] [INFO] ") + row.line);
-  EXPECT_NE(http->sent.at(0).body->find(row.consent ? R"("consent":true)" : R"("consent":false)"),
-            std::string::npos);
-}
-
-constexpr const char* kNotCounted = "Install not counted (no consent) — no deferred link to route";
-INSTANTIATE_TEST_SUITE_P(
-    Table, InstallDecision,
-    ::testing::Values(
-        Row{"ConsentRouted", true, true, kRoutable, true, true, {"verdict attributed"}, "Install attributed"},
-        Row{"ConsentFirstLink",
-            true,
-            false,
-            kRoutable,
-            true,
-            true,
-            {"verdict attributed", "/summer"},
-            "Install attributed"},
-        Row{"ConsentNoLink",
-            true,
-            false,
-            kUnroutable,
-            true,
-            false,
-            {"verdict attributed"},
-            "Install attributed"},
-        Row{"NoConsentRouted", false, true, kRoutable, false, true, {"verdict organic"}, kNotCounted},
-        Row{"NoConsentFirstLink",
-            false,
-            false,
-            kRoutable,
-            false,
-            true,
-            {"verdict organic", "/summer"},
-            "Install not counted (no consent) — routing the deferred link only"},
-        Row{"NoConsentNoLink", false, false, kUnroutable, false, false, {"verdict organic"}, kNotCounted}),
-    [](const auto& row) { return row.param.name; });
-
-TEST_F(Install, HeldBackForConsentIsCountedOnceItIsGiven) {
-  requireConsent = true;
-  makeClient();
-  http->answer(200, kRoutable);
-  flow->trackInstall(false);
-  run();
-  EXPECT_EQ(takeDelivered(), (Lines{"verdict organic", "/summer"}));
-  CapturedOutput output;
-  flow->trackInstall(false);
-  run();
-  EXPECT_EQ(http->sent.size(), 1U);
-  setConsent(true);
-  http->answer(200, kRoutable);
-  flow->trackInstall(false);
-  run();
-  EXPECT_TRUE(flag(keys::installTracked));
-  EXPECT_EQ(takeDelivered(), Lines{"verdict attributed"});
-  EXPECT_EQ(output.lines().front(),
-            "[Corvane] [INFO] Deferred link already routed — holding for consent before counting");
 }
 
 TEST_F(Install, ReadsConsentOnceARun) {
@@ -298,50 +165,35 @@ TEST_F(Install, TakesATokenByTheSourceOnly) {
     EXPECT_EQ(http->sent.at(i).body->find("clickId") != std::string::npos, expected[i]);
 }
 
-TEST_F(Install, LeavesThePasteboardAloneOnceALinkWasRouted) {
-  flags->setBool(true, keys::deferredRouted);
-  pasteboard->text = "cv_click=" + kToken;
+TEST_F(Install, ThatIsForcedIsSentAgainWithTheSameKeyAndAnEqualVerdictIsNotHandedOverTwice) {
   http->answer(200, kRoutable);
   flow->trackInstall(false);
   run();
-  EXPECT_EQ(pasteboard->reads, 0);
-}
-
-TEST_F(Install, TheAutomaticReadEmptiesThePasteboardEvenWhereTheCallIsThenSkipped) {
-  flags->setBool(true, keys::installTracked);
+  EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
   pasteboard->text = "cv_click=" + kToken;
-  const Task task = flow->trackInstallAsync(false);
-  run();
-  EXPECT_EQ(pasteboard->text, std::nullopt);
-  EXPECT_EQ(task.get(), CorvaneAttribution({}, false, {}));
-}
-
-TEST_F(Install, AMainExecutorThatDropsCompletesTheRunAllTheSame) {
-  http->answer(200, kRoutable);
-  main->dropping = true;
-  const Task task = flow->trackInstallAsync(false);
-  run();
-  ASSERT_TRUE(task.isDone());
-  EXPECT_EQ(task.get().id(), 7);
-  main->dropping = false;
-  core->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
-  run();
-  EXPECT_EQ(takeDelivered(), Lines{"/summer"});
   http->answer(200, kRoutable);
   flow->trackInstall(true);
   run();
   EXPECT_EQ(http->sent.size(), 2U);
+  EXPECT_EQ(http->sent[0].headers, http->sent[1].headers);
+  EXPECT_EQ(takeDelivered(), Lines());
+  EXPECT_EQ(pasteboard->reads, 1) << "once a link was routed, the pasteboard is the user's";
 }
 
-TEST_F(Install, ACallbackThatThrowsStillCompletesTheRun) {
+TEST_F(Install, AMainThreadThatDropsOrThrowsCompletesTheRunAllTheSame) {
   core->onAttribution([](const CorvaneAttribution&) { throw std::runtime_error("host"); });
-  http->answer(200, kRoutable);
-  const Task task = flow->trackInstallAsync(false);
-  background->run();
-  EXPECT_THROW(main->run(), std::runtime_error);
-  background->run();
-  EXPECT_EQ(task.get().id(), 7);
-  EXPECT_EQ(takeDelivered(), Lines{"/summer"});
+  for (const bool dropping : {true, false}) {
+    main->dropping = dropping;
+    http->answer(200, kRoutable);
+    const Task task = flow->trackInstallAsync(true);
+    background->run();
+    if (!dropping) {
+      EXPECT_THROW(main->run(), std::runtime_error);
+    }
+    background->run();
+    ASSERT_TRUE(task.isDone());
+    EXPECT_EQ(task.get().id(), 7);
+  }
 }
 
 TEST_F(Install, AClientThatGoesBeforeItsWorkBeginsSendsNothing) {
@@ -352,17 +204,6 @@ TEST_F(Install, AClientThatGoesBeforeItsWorkBeginsSendsNothing) {
   run();
   EXPECT_THROW(task.get(), CorvaneCancellationError);
   EXPECT_TRUE(http->sent.empty());
-}
-
-TEST_F(Install, AClientThatGoesDuringItsRunStillAnswersWhoeverWaits) {
-  const Task task = flow->trackInstallAsync(false);
-  background->run();
-  flow.reset();
-  core.reset();
-  http->answer(200, kRoutable);
-  run();
-  EXPECT_EQ(task.get().id(), 7);
-  EXPECT_TRUE(flag(keys::installTracked));
 }
 
 TEST(ClickToken, IsTheFirstWholeTokenInTheText) {

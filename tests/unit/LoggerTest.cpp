@@ -40,10 +40,3 @@ TEST(Logger, KeepsAMessageOnOneLine) {
   EXPECT_EQ(corvane::singleLine(std::string("\0", 1)), "\\x00");
   EXPECT_EQ(corvane::singleLine("\xC2"), "\xC2");
 }
-
-TEST(LogLevel, HasNumbersFromZeroToFourOnly) {
-  for (std::int64_t number = 0; number <= 4; ++number)
-    EXPECT_EQ(corvaneRawValue(corvaneLogLevel(number).value()), number);
-  EXPECT_EQ(corvaneLogLevel(5), std::nullopt);
-  EXPECT_EQ(corvaneLogLevel(-1), std::nullopt);
-}

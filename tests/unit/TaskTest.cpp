@@ -54,16 +54,15 @@ TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeve
   EXPECT_EQ(called, 2);
   EXPECT_EQ(awaited, "verdict");
   state->complete(CorvaneError::emptyResponse());
-  EXPECT_EQ(task.get(), kVerdict);
-}
+  EXPECT_EQ(task.get(), kVerdict) << "completed once";
 
-TEST_F(TaskOnForeignExecutor, ThrowsItsFailureToEveryWaiter) {
-  std::string awaited;
-  await(task, &awaited);
-  state->complete(CorvaneError::transport("down"));
+  task = Task(std::exchange(state, std::make_shared<State>(MainThread(main))));
+  Task failing(state);
+  await(failing, &awaited);
+  failing = task;
+  std::exchange(state, nullptr)->complete(CorvaneError::transport("down"));
   main->run();
-  EXPECT_EQ(awaited, "Network error: down");
-  for (int i = 0; i < 2; ++i) EXPECT_THROW(task.get(), CorvaneError);
+  EXPECT_EQ(awaited, "Network error: down") << "no handle was left";
 }
 
 TEST_F(TaskOnForeignExecutor, WaitingOnTheMainThreadIsRefusedUnlessItIsComplete) {
@@ -100,15 +99,6 @@ TEST_F(TaskOnForeignExecutor, AnExecutorThatDropsOrIsGoneLeavesNobodyWaiting) {
   EXPECT_EQ(task.get(), kVerdict);
 }
 
-TEST_F(TaskOnForeignExecutor, CompletesWithoutAnyHandleLeft) {
-  bool called = false;
-  Task(state).whenDone([&](const Task&) { called = true; });
-  task = Task(std::make_shared<State>(MainThread(main)));
-  std::exchange(state, nullptr)->complete(kVerdict);
-  main->run();
-  EXPECT_TRUE(called);
-}
-
 TEST_F(TaskOnForeignExecutor, CancelsWhileItRunsOnly) {
   int cancelled = 0;
   task.cancel();
@@ -139,16 +129,13 @@ struct TaskOnMainQueue : ::testing::Test {
   Task task{state};
 };
 
-TEST_F(TaskOnMainQueue, WaitingRunsTheQueue) {
-  queue->post([&] { state->complete(kVerdict); });
+TEST_F(TaskOnMainQueue, WaitingRunsTheQueueAndIsWokenByAnotherThread) {
+  EXPECT_FALSE(task.waitFor(1ms));
+  bool ran = false;
+  queue->post([&] { ran = true; });
+  std::thread other([&] { queue->post([&] { state->complete(kVerdict); }); });
   EXPECT_EQ(task.get(), kVerdict);
-  EXPECT_TRUE(Task(state).waitFor(1h));
-  EXPECT_FALSE(Task(std::make_shared<State>(MainThread(queue))).waitFor(1ms));
-}
-
-TEST_F(TaskOnMainQueue, WaitingIsWokenByCompletionOnAnotherThread) {
-  std::thread other([&] { state->complete(kVerdict); });
-  EXPECT_EQ(task.get(), kVerdict);
+  EXPECT_TRUE(ran);
   other.join();
 }
 
@@ -191,16 +178,6 @@ TEST(MainQueue, RunsInOrderUntilItIsStoppedAndKeepsTheRest) {
   EXPECT_EQ(order, "abcd");
   EXPECT_TRUE(queue.isCurrentThread());
   std::thread([&] { EXPECT_FALSE(queue.isCurrentThread()); }).join();
-}
-
-TEST(MainQueue, LetsAnExceptionOutAndKeepsTheRest) {
-  CorvaneMainQueue queue;
-  bool ran = false;
-  queue.post([] { throw 1; });
-  queue.post([&] { ran = true; });
-  EXPECT_THROW(queue.poll(), int);
-  EXPECT_EQ(queue.poll(), 1U);
-  EXPECT_TRUE(ran);
 }
 
 TEST(MainQueue, WakesAForeignLoopAndDropsWhatIsLeftAtItsEnd) {

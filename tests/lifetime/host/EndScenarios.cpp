@@ -7,7 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
+#include <thread>
 
 #include "lifetime/host/Host.h"
 #include "platform/URLSession.h"
@@ -85,8 +85,8 @@ bool has(const Host& host, const std::string& argument) {
 
 }  // namespace
 
-/// Arguments: the exit status, how to leave, when, the TLS server to talk to besides and its authority (or
-/// two blanks), and what else the host does.
+/// Arguments: the exit status, how to leave, when, the TLS server to talk to besides (or a
+/// blank) and its authority, and what else the host does.
 int endWithInstallsInFlight(const Host& host) {
   const int status = std::stoi(host.arguments.at(0));
   const std::string trustedURL = host.arguments.at(3), authorityFile = host.arguments.at(4);
@@ -100,7 +100,7 @@ int endWithInstallsInFlight(const Host& host) {
   const Installs installs = beginInstalls();
   if (trustedURL != " ") beginTrustedExchange(trustedURL, authorityFile);
   if (usesLibcurl) useLibcurl(trustedURL, authorityFile);
-  waitForMoment(host.arguments.at(2));
+  std::this_thread::sleep_for(std::chrono::microseconds(std::stol(host.arguments.at(2))));
   if (has(host, "fork") && !forkedChildEnds()) return 99;
   sayLeaving();
   return leave(host.arguments.at(1), status);
@@ -123,19 +123,6 @@ int useTheLibraryFromStaticDestructors(const Host& host) {
   static LateUser late;
   prepare(host);
   late.client = configure();
-  return 7;
-}
-
-int configureForTheFirstTimeInAStaticDestructor(const Host& host) {
-  struct LateUser {
-    std::optional<Host> host;
-    ~LateUser() {
-      prepare(*host);
-      configure();
-    }
-  };
-  static LateUser late;
-  late.host = host;
   return 7;
 }
 

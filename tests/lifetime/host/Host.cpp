@@ -8,9 +8,9 @@
 #include <future>
 #include <thread>
 
-#include "lifetime/BaseURL.h"
 #include "platform/ProcessRuntime.h"
 #include "platform/URLSession.h"
+#include "support/BaseURL.h"
 
 namespace corvane::test {
 
@@ -25,12 +25,6 @@ std::shared_ptr<Corvane> configure(CorvaneOptions options) {
   options.logLevel = CorvaneLogLevel::debug;
   options.requestTimeout = 60;
   return Corvane::configure("cv_live_test", std::move(options));
-}
-
-void waitForMoment(const std::string& moment) {
-  if (moment != "input") return std::this_thread::sleep_for(std::chrono::microseconds(std::stol(moment)));
-  for (char ignored; ::read(STDIN_FILENO, &ignored, 1) > 0;) {
-  }
 }
 
 void sayLeaving() {

@@ -24,9 +24,6 @@ void prepare(const Host& host);
 /// A client whose log goes to standard output, down to the last line.
 std::shared_ptr<Corvane> configure(CorvaneOptions options = {});
 
-/// Waits for so many microseconds, drawn by the test; or with "input" until the test ends the standard input.
-void waitForMoment(const std::string& moment);
-
 /// Writes the moment to standard output, from which the test measures.
 void sayLeaving();
 
@@ -41,13 +38,13 @@ void settle();
 
 int endWithInstallsInFlight(const Host& host);
 int useTheLibraryFromStaticDestructors(const Host& host);
-int configureForTheFirstTimeInAStaticDestructor(const Host& host);
+
+int endWithEventsInFlight(const Host& host);
+int trackEvents(const Host& host);
+int trackEventsUntilKilled(const Host& host);
 
 int writeFromSeveralThreads(const Host& host);
-int alternateWithTheHost(const Host& host);
 int writeToClosedOutput(const Host& host);
-int keepPendingSignals(const Host& host);
-int failAnInstall(const Host& host);
 
 int configureAThousandTimes(const Host& host);
 int idle(const Host& host);

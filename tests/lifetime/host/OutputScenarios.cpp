@@ -1,9 +1,8 @@
-#include <corvane/CorvaneMainQueue.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <latch>
 #include <thread>
 
@@ -15,10 +14,17 @@ namespace {
 
 constexpr CorvaneLogger logger{true, CorvaneLogLevel::debug};
 
-/// What the host itself prints stays in this buffer until somebody flushes.
-void bufferStandardOutput() {
-  static char buffer[1 << 16];
-  std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+/// Where this program's output goes, by its first argument: where it did, into a file, into a pipe without a
+/// reader, or nowhere, with the descriptor closed.
+void placeOutput(const Host& host) {
+  const std::string& place = host.arguments.at(0);
+  if (place == "file") ::dup2(::creat((host.folder / "output").c_str(), 0600), STDOUT_FILENO);
+  if (place == "nowhere") ::close(STDOUT_FILENO);
+  int ends[2];
+  if (place != "broken pipe" || ::pipe(ends) != 0) return;
+  ::dup2(ends[1], STDOUT_FILENO);
+  ::close(ends[0]);
+  ::close(ends[1]);
 }
 
 /// Of many lengths, some beyond what a pipe takes in one piece.
@@ -28,44 +34,25 @@ std::string lineOf(const std::string& who, int thread, int number) {
          ".";
 }
 
-bool sigpipeIsPending() {
-  sigset_t pending;
-  sigpending(&pending);
-  return sigismember(&pending, SIGPIPE) == 1;
-}
-
-int failed(const char* what) {
-  std::fprintf(stderr, "%s\n", what);
-  return 1;
-}
-
 }  // namespace
 
-/// Arguments: how many threads of the library's kind and as many of the host's, and how many lines each.
+/// Further arguments: how many threads, and how many lines each, of the library and of the host in turn.
 int writeFromSeveralThreads(const Host& host) {
-  bufferStandardOutput();
-  const int threads = std::stoi(host.arguments.at(0));
-  const int count = std::stoi(host.arguments.at(1));
-  std::latch start(2 * threads);
+  placeOutput(host);
+  // What the host itself prints stays in this buffer until somebody flushes.
+  static char buffer[1 << 16];
+  std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+  const int threads = std::stoi(host.arguments.at(1)), count = std::stoi(host.arguments.at(2));
+  std::latch start(threads);
   std::vector<std::jthread> running;
   for (int thread = 0; thread < threads; ++thread) {
     running.emplace_back([&, thread] {
       start.arrive_and_wait();
-      for (int i = 0; i < count; ++i) logger.info([&] { return lineOf("library", thread, i); });
+      for (int i = 0; i < count; i += 2) {
+        logger.info([&] { return lineOf("library", thread, i); });
+        std::printf("%s\n", lineOf("host", thread, i + 1).c_str());
+      }
     });
-    running.emplace_back([&, thread] {
-      start.arrive_and_wait();
-      for (int i = 0; i < count; ++i) std::printf("%s\n", lineOf("host", thread, i).c_str());
-    });
-  }
-  return 0;
-}
-
-int alternateWithTheHost(const Host& host) {
-  bufferStandardOutput();
-  for (int i = 0; i < std::stoi(host.arguments.at(0)); ++i) {
-    std::printf("host %d\n", i);
-    logger.info([&] { return "library " + std::to_string(i); });
   }
   return 0;
 }
@@ -73,51 +60,14 @@ int alternateWithTheHost(const Host& host) {
 /// Lines of the main thread, of another one of the host, and of the library's own; then the host's exit
 /// flushes.
 int writeToClosedOutput(const Host& host) {
+  placeOutput(host);
   errno = 0;
   logger.info([] { return std::string("on the main thread"); });
-  if (errno != 0) return failed("errno was touched");
+  if (errno != 0) return 2;
   std::thread([] { logger.info([] { return std::string("on another"); }); }).join();
   prepare(host);
   const auto client = configure({.retryPolicy = CorvaneRetryPolicy::disabled, .autoTrackInstall = false});
-  bool answered = false;
-  try {
-    answered = client->trackInstallAsync(true).get().attributed();
-  } catch (const CorvaneError& error) {
-    std::fprintf(stderr, "%s\n", error.what());
-  }
-  return answered ? 7 : 1;
-}
-
-int keepPendingSignals(const Host&) {
-  sigset_t sigpipe;
-  sigemptyset(&sigpipe);
-  sigaddset(&sigpipe, SIGPIPE);
-  const timespec atOnce{};
-  const auto line = [] { return std::string("into a pipe without a reader"); };
-
-  pthread_sigmask(SIG_BLOCK, &sigpipe, nullptr);
-  logger.info(line);
-  if (sigpipeIsPending()) return failed("a line left a signal behind");
-
-  raise(SIGPIPE);
-  logger.info(line);
-  if (!sigpipeIsPending()) return failed("a line took away the signal of the host");
-  sigtimedwait(&sigpipe, nullptr, &atOnce);
-
-  sigset_t mask;
-  pthread_sigmask(SIG_UNBLOCK, &sigpipe, nullptr);
-  logger.info(line);
-  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-  return sigismember(&mask, SIGPIPE) == 0 ? 7 : failed("a line changed the mask");
-}
-
-int failAnInstall(const Host& host) {
-  prepare(host);
-  const auto client = configure({.retryPolicy = CorvaneRetryPolicy::disabled, .autoTrackInstall = false});
-  client->onError([](const std::exception&) { CorvaneMainQueue::main()->stop(); });
-  client->trackInstall(false);
-  CorvaneMainQueue::main()->run();
-  return 0;
+  return client->trackInstallAsync(true).get().attributed() ? 7 : 1;
 }
 
 }  // namespace corvane::test

@@ -1,6 +1,6 @@
 #include <corvane/Corvane.h>
 
-#include "lifetime/BaseURL.h"
+#include "support/BaseURL.h"
 
 /// Configures the library inside the plug-in, and begins an install.
 extern "C" CORVANE_API void beginInstall(const char* baseURL, const char* preferencesFile) {

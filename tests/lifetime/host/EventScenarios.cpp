@@ -1,0 +1,75 @@
+#include <corvane/CorvaneMainQueue.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <thread>
+
+#include "lifetime/host/Host.h"
+
+namespace corvane::test {
+namespace {
+
+std::shared_ptr<Corvane> configureForEvents(int tries) {
+  return configure({.retryPolicy = CorvaneRetryPolicy(tries, 0.001, 0.001), .autoTrackInstall = false});
+}
+
+/// The names of this program's events: "<prefix>-<number>".
+std::string nameOf(const Host& host, int number) {
+  return host.arguments.at(0) + "-" + std::to_string(number);
+}
+
+}  // namespace
+
+/// Leaves with events in flight, in line for a connection, between two tries, and not yet begun. Arguments:
+/// their prefix, how many, and how long after the first half.
+int endWithEventsInFlight(const Host& host) {
+  prepare(host);
+  const auto client = configure({.retryPolicy = CorvaneRetryPolicy(5, 30, 60), .autoTrackInstall = false});
+  const int count = std::stoi(host.arguments.at(1));
+  for (int i = 0; i < count / 2; ++i) client->trackEvent(nameOf(host, i), i);
+  std::this_thread::sleep_for(std::chrono::microseconds(std::stol(host.arguments.at(2))));
+  for (int i = count / 2; i < count; ++i) client->trackEvent(nameOf(host, i), i);
+  sayLeaving();
+  return 7;
+}
+
+/// Tracks events one after the other, each by another of two clients, and ends. Arguments: their prefix, and
+/// how many.
+int trackEvents(const Host& host) {
+  prepare(host);
+  const std::shared_ptr<Corvane> clients[] = {configureForEvents(1), configureForEvents(1)};
+  for (int i = 0; i < std::stoi(host.arguments.at(1)); ++i) {
+    try {
+      clients[i % 2]->trackEventAsync(nameOf(host, i)).get();
+    } catch (const std::exception&) {
+    }
+  }
+  return 0;
+}
+
+/// Tracks events, prints those whose failure it was told of, and is killed while it does. Arguments: their
+/// prefix, how many, and after how many microseconds.
+int trackEventsUntilKilled(const Host& host) {
+  prepare(host);
+  const auto client = configureForEvents(2);
+  for (int i = 0; i < std::stoi(host.arguments.at(1)); ++i) {
+    const std::string name = nameOf(host, i);
+    client->trackEventAsync(name).whenDone([name](const CorvaneTask<CorvaneEventResult>& task) {
+      try {
+        task.get();
+      } catch (const std::exception&) {
+        ::dprintf(STDOUT_FILENO, "failed %s\n", name.c_str());
+      }
+    });
+  }
+  std::thread([moment = std::stol(host.arguments.at(2))] {
+    std::this_thread::sleep_for(std::chrono::microseconds(moment));
+    ::raise(SIGKILL);
+  }).detach();
+  CorvaneMainQueue::main()->run();
+  return 0;
+}
+
+}  // namespace corvane::test
