@@ -45,7 +45,7 @@ asio::awaitable<bool> EventQueue::deliver(const Entry& entry, const CorvaneAPI& 
 }
 
 asio::awaitable<void> EventQueue::enqueue(Entry entry, Background& background) {
-  co_await storage->enqueue(entry, background);
+  co_await storage->enqueue(std::move(entry), background);
 }
 
 void EventQueue::clear() {

@@ -65,7 +65,7 @@ std::shared_ptr<const EventQueueStorage::Claim> EventQueueStorage::claim() {
   return std::make_shared<const Claim>(shared_from_this(), std::move(entries));
 }
 
-asio::awaitable<void> EventQueueStorage::enqueue(const EventQueueEntry& entry, Background& background) {
+asio::awaitable<void> EventQueueStorage::enqueue(EventQueueEntry entry, Background& background) {
   auto event = storedFormOf(entry);
   if (!event) co_return;
   std::function<void(std::function<void()>)> start = [&](std::function<void()> resume) {

@@ -60,7 +60,7 @@ class EventQueueStorage : public std::enable_shared_from_this<EventQueueStorage>
   /// Adds the entry behind all others and, beyond `maxItems`, pushes out the oldest. Completes when it is
   /// stored, or waits in memory. Entries that come at the same time share one transaction. To be awaited on
   /// the background thread.
-  boost::asio::awaitable<void> enqueue(const EventQueueEntry& entry, Background& background);
+  boost::asio::awaitable<void> enqueue(EventQueueEntry entry, Background& background);
   void remove(const std::string& id);
   void clear();
 

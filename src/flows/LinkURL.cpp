@@ -40,12 +40,13 @@ std::optional<std::string> lastPathItemIn(std::string_view query) {
 std::optional<ParsedLink> parseLinkURL(std::string_view text) {
   auto url = readOutsideURL(text);
   if (!url) return std::nullopt;
-  auto slug = slugIn(url->path);
+  auto slug = slugIn(url->path());
   if (!slug) return std::nullopt;
+  auto path = lastPathItemIn(url->query());
   return ParsedLink{.url = std::move(url->text),
                     .host = std::move(url->host),
                     .slug = *std::move(slug),
-                    .path = lastPathItemIn(url->query)};
+                    .path = std::move(path)};
 }
 
 bool matchesLinkDomains(const std::optional<std::string>& host, const std::vector<std::string>& domains) {
@@ -54,7 +55,9 @@ bool matchesLinkDomains(const std::optional<std::string>& host, const std::vecto
   const std::string lower = lowercased(*host);
   return std::any_of(domains.begin(), domains.end(), [&](const std::string& configured) {
     const std::string domain = lowercased(configured);
-    return lower == domain || lower.ends_with("." + domain);
+    if (!lower.ends_with(domain)) return false;
+    const std::size_t above = lower.size() - domain.size();
+    return above == 0 || lower[above - 1] == '.';
   });
 }
 

@@ -28,9 +28,12 @@ struct OutsideURL {
   /// Decoded, in the case that it was written in, without port and without an IPv6 address's brackets; none
   /// where it is missing or empty.
   std::optional<std::string> host;
-  /// As they stand in `text`.
-  std::string path;
-  std::string query;
+  /// Where path and query stand in `text`.
+  std::size_t pathBegin = 0, pathSize = 0;
+  std::size_t queryBegin = 0, querySize = 0;
+
+  std::string_view path() const { return std::string_view(text).substr(pathBegin, pathSize); }
+  std::string_view query() const { return std::string_view(text).substr(queryBegin, querySize); }
 };
 
 /// Reads a URL as real links are: white space around it is dropped (RFC 3986, appendix C), and what the RFC

@@ -5,8 +5,9 @@
 
 namespace corvane::platform {
 
-/// Starts a thread with all signals blocked, so that signals of the process go to threads of the host.
-/// Threads that `body` starts inherit that.
+/// Starts a thread with all signals blocked, so that signals of the process go to threads of the host, and
+/// scheduled as batch work where the system knows that, so that it does not preempt the host's threads.
+/// Threads that `body` starts inherit both.
 std::thread startQuietThread(std::function<void()> body);
 
 }  // namespace corvane::platform

@@ -79,8 +79,8 @@ Transport::ExchangeID Transport::begin(URLRequest request, const URLSessionConfi
     id = exchange->id = ++lastID_;
     refusal = refusal_;
     if (refusal.empty()) {
+      wakeForFirst();
       mail_.begun.push_back(std::move(exchange));
-      loop_->wake();
     }
   }
   if (!refusal.empty()) exchange->completion(std::move(refusal));
@@ -90,8 +90,13 @@ Transport::ExchangeID Transport::begin(URLRequest request, const URLSessionConfi
 void Transport::cancel(ExchangeID exchange) {
   const std::lock_guard lock(mutex_);
   if (!refusal_.empty()) return;  // everything is being ended anyway
+  wakeForFirst();
   mail_.cancelled.push_back(exchange);
-  loop_->wake();
+}
+
+/// Mail that waits has woken the thread already; the thread takes it with `mutex_` held, as the caller is now.
+void Transport::wakeForFirst() {
+  if (mail_.begun.empty() && mail_.cancelled.empty()) loop_->wake();
 }
 
 bool Transport::shutDown(std::chrono::milliseconds bound) {

@@ -63,6 +63,7 @@ class Transport {
 
   void startThread();
   void run();
+  void wakeForFirst();
 
   /// Held by the thread except while it sleeps, and by a fork: the child would inherit for ever the locks of
   /// libcurl and OpenSSL that the thread holds while it works, and hang in OpenSSL's exit hook. Completions

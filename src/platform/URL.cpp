@@ -65,9 +65,18 @@ std::optional<OutsideURL> readOutsideURL(std::string_view text) {
   std::optional<std::string> host;
   if (!parsed->encoded_host().empty()) host = parsed->host_address();
   if (host && !isValidUTF8(*host)) return std::nullopt;
-  std::string path(parsed->encoded_path());
-  std::string query(parsed->encoded_query());
-  return OutsideURL{std::move(whole), std::move(host), std::move(path), std::move(query)};
+  const std::string_view path = parsed->encoded_path(), query = parsed->encoded_query();
+  const auto placeOf = [&](std::string_view part) {
+    return part.empty() ? 0 : static_cast<std::size_t>(part.data() - whole.data());
+  };
+  OutsideURL url;
+  url.pathBegin = placeOf(path);
+  url.pathSize = path.size();
+  url.queryBegin = placeOf(query);
+  url.querySize = query.size();
+  url.host = std::move(host);
+  url.text = std::move(whole);
+  return url;
 }
 
 std::string percentDecoded(std::string_view encoded) {

@@ -14,6 +14,12 @@
 namespace corvane {
 namespace {
 
+bool isASCII(std::string_view text) {
+  unsigned all = 0;
+  for (const char character : text) all |= static_cast<unsigned char>(character);
+  return all < 0x80;
+}
+
 bool isWhiteSpaceOrNewline(UChar32 character) {
   return character >= 0 && ((U_GET_GC_MASK(character) & U_GC_Z_MASK) != 0 ||
                             (character >= 0x09 && character <= 0x0D) || character == 0x85);
@@ -57,8 +63,7 @@ char toLowerASCII(char character) {
 
 std::string mapped(std::string_view text, char (*mapASCII)(char), CaseMapping map) {
   std::string result(text);
-  const auto isASCII = [](char character) { return static_cast<unsigned char>(character) < 0x80; };
-  if (std::all_of(text.begin(), text.end(), isASCII)) {
+  if (isASCII(text)) {
     std::transform(text.begin(), text.end(), result.begin(), mapASCII);
     return result;
   }
@@ -78,6 +83,7 @@ std::string_view trimmed(std::string_view text) {
 }
 
 bool isValidUTF8(std::string_view bytes) {
+  if (isASCII(bytes)) return true;
   for (std::size_t at = 0; at < bytes.size();) {
     UChar32 character;
     U8_NEXT(bytes.data(), at, bytes.size(), character);
