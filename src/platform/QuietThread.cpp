@@ -25,9 +25,9 @@ class SignalsBlocked {
   sigset_t before_;
 };
 
-/// Of the threads that the host has no other wish for, makes the calling one that does not preempt others
-/// when it is woken: a call that hands it work is not held up by that work. Where the system refuses, all
-/// works as well, with a few microseconds more for the caller.
+/// Keeps the calling thread from preempting others when it is woken, so that a call that hands it work is not
+/// held up by that work. A thread for which the host chose another policy keeps that. Where the system
+/// refuses, all works as well, with a few microseconds more for the caller.
 void yieldToTheHost() {
 #ifdef SCHED_BATCH
   int policy = SCHED_OTHER;

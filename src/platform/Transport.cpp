@@ -94,7 +94,7 @@ void Transport::cancel(ExchangeID exchange) {
   mail_.cancelled.push_back(exchange);
 }
 
-/// Mail that waits has woken the thread already; the thread takes it with `mutex_` held, as the caller is now.
+/// Mail that waits has woken the thread already. The thread takes it under `mutex_`, which the caller holds.
 void Transport::wakeForFirst() {
   if (mail_.begun.empty() && mail_.cancelled.empty()) loop_->wake();
 }
