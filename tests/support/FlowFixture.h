@@ -28,6 +28,14 @@ struct FlowFixture : ::testing::Test {
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
   }
 
+  /// A task that still waits would keep itself alive: it owns the executor that owns it.
+  ~FlowFixture() override {
+    while (http->isWaiting()) {
+      http->answer(500, "");
+      background->run();
+    }
+  }
+
   void run() {
     for (int turns = 0; turns < 3; ++turns) {
       background->run();
