@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <utility>
 
 #include "corvane/CorvaneAttribution.h"
+#include "corvane/CorvaneCoarseConversionValue.h"
 #include "corvane/CorvaneDeepLink.h"
 #include "corvane/CorvaneError.h"
 #include "corvane/CorvaneExport.h"
@@ -179,6 +181,29 @@ class CORVANE_API Corvane {
                                                   std::optional<double> value = std::nullopt,
                                                   std::optional<std::string_view> currency = std::nullopt);
 
+  /// Asks for permission to track, by `CorvanePlatform::trackingAuthorization`, and calls `completion` with
+  /// whether it is given: once, on the main thread, never inside this call, also where the answer is known
+  /// already. The user is asked only while the status is `notDetermined`; any other is answered at once,
+  /// with a line where it is no.
+  ///
+  /// The answer is not kept and changes nothing here: neither consent nor what is sent. Where the provider
+  /// never answers, neither does this. `completion` outlives the client until then.
+  void requestTrackingAuthorization(std::function<void(bool isAuthorized)> completion);
+
+  /// The same; the task never fails. Cancelling it has no effect: the user is not un-asked.
+  CorvaneTask<bool> requestTrackingAuthorizationAsync();
+
+  /// Registers the application for ad-network attribution by `CorvanePlatform::adNetwork`, as the operating
+  /// system's version asks for: from 16.1 on there is nothing to do, from 15.4 on it is an update with the
+  /// value 0, and before that a registration. What comes of it is logged and goes nowhere else.
+  void registerForSKAdAttribution();
+
+  /// Sets the conversion value of ad-network attribution: `value` as it stands (the ad network takes 0 to
+  /// 63), and from 16.1 on `coarse`, or `low` where there is none. Before 15.4 there are no conversion values
+  /// and the application is registered instead. What comes of it is logged and goes nowhere else.
+  void updateConversionValue(std::int64_t value,
+                             std::optional<CorvaneCoarseConversionValue> coarse = std::nullopt);
+
   // Null is no text.
   bool handleDeepLink(std::nullptr_t url) = delete;
   CorvaneTask<CorvaneDeepLink> handleDeepLinkAsync(std::nullptr_t url) = delete;
@@ -198,6 +223,8 @@ class CORVANE_API Corvane {
   CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string_view clickToken, const void* force) = delete;
 
  private:
+  friend class CorvanePasteCoordinator;
+
   explicit Corvane(std::unique_ptr<Client> client);
 
   std::unique_ptr<Client> client_;

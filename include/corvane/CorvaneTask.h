@@ -100,3 +100,4 @@ class CorvaneTask<T>::Awaiter {
 extern template class CorvaneTask<CorvaneAttribution>;
 extern template class CorvaneTask<CorvaneDeepLink>;
 extern template class CorvaneTask<CorvaneEventResult>;
+extern template class CorvaneTask<bool>;

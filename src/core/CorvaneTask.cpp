@@ -67,3 +67,4 @@ void CorvaneTask<T>::throwCancellation() {
 template class CorvaneTask<CorvaneAttribution>;
 template class CorvaneTask<CorvaneDeepLink>;
 template class CorvaneTask<CorvaneEventResult>;
+template class CorvaneTask<bool>;

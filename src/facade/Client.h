@@ -16,6 +16,8 @@
 #include "foundation/DeviceInfo.h"
 #include "foundation/FlagStore.h"
 #include "foundation/PasteboardReading.h"
+#include "platform/ATTManager.h"
+#include "platform/SKANManager.h"
 
 /// What a client is made of. None of it changes after construction; what is mutable is inside `core` and
 /// behind its lock.
@@ -26,6 +28,8 @@ struct Corvane::Client {
   const corvane::DeviceIdentity deviceIdentity;
   const corvane::DeviceInfo deviceInfo;
   const std::string deviceId;
+  const std::shared_ptr<corvane::platform::ATTManager> attManager;
+  const corvane::platform::SKANManager skanManager;
   const std::shared_ptr<corvane::FlagStore> flagStore;
   const std::shared_ptr<corvane::EventQueue> eventQueue;
   const std::shared_ptr<corvane::PasteboardReading> pasteboard;

@@ -41,14 +41,14 @@ std::optional<CorvaneAttribution> storedAttribution(const FlagStore& store) {
 
 }  // namespace
 
-std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform) {
-  return platform.mainExecutor ? platform.mainExecutor : CorvaneMainQueue::main();
+std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& machine) {
+  return machine.mainExecutor ? machine.mainExecutor : CorvaneMainQueue::main();
 }
 
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
-                                             const CorvanePlatform& platform) {
+                                             const CorvanePlatform& machine) {
   const CorvaneLogger logger{options.logEnabled, options.logLevel};
-  const auto [defaults, flags, queueStorage] = standardStores(platform);
+  const auto [defaults, flags, queueStorage] = standardStores(machine);
   defaults->reportProblemsTo([logger](const std::string& text) { logger.warning([&] { return text; }); });
 
   const CorvaneAPI api{.baseURL = defaultAPIBaseURL(),
@@ -60,12 +60,16 @@ std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions 
   const DeviceIdentity identity{
       std::make_shared<platform::UserDefaultsStringStore>(defaults, std::string(keys::prefix)),
       std::string(keys::deviceId)};
-  const DeviceInfo info{.bundleId = platform.applicationIdentifier};
+  const DeviceInfo info{.bundleId = machine.applicationIdentifier};
   const auto queue = std::make_shared<EventQueue>(queueStorage, logger);
   const std::string deviceId = identity.deviceIdOrCreate();
-  const auto pasteboard = std::make_shared<platform::SystemPasteboard>(platform.pasteboard);
-  const auto executor = mainExecutor(platform);
+  const auto pasteboard = std::make_shared<platform::SystemPasteboard>(machine.pasteboard);
+  const auto executor = mainExecutor(machine);
   const auto core = std::make_shared<ClientCore>(MainThread(executor), storedAttribution(*flags));
+  const auto attManager = std::make_shared<platform::ATTManager>(
+      logger, platform::ATTrackingManager(machine.trackingAuthorization), core->mainThread());
+  const platform::SKANManager skanManager{logger, platform::SKAdNetwork(machine.adNetwork),
+                                          machine.operatingSystemVersion};
   const Consent consent{flags, options.requireConsent};
   const auto installTracking = std::make_shared<InstallTracking>(
       InstallTracking::Collaborators{.core = core,
@@ -93,9 +97,9 @@ std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions 
                                                                    .deviceId = deviceId,
                                                                    .consent = consent,
                                                                    .eventQueue = queue});
-  return std::make_unique<Corvane::Client>(
-      Corvane::Client{std::move(options), logger, api, identity, info, deviceId, flags, queue, pasteboard,
-                      executor, core, consent, installTracking, deepLinkHandling, eventTracking});
+  return std::make_unique<Corvane::Client>(Corvane::Client{
+      std::move(options), logger, api, identity, info, deviceId, attManager, skanManager, flags, queue,
+      pasteboard, executor, core, consent, installTracking, deepLinkHandling, eventTracking});
 }
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 
 #include "corvane/CorvaneMainQueue.h"
 #include "facade/ClientBuilder.h"
+#include "facade/CurrentPlatform.h"
 #include "facade/SharedSlot.h"
 #include "facade/StandardStores.h"
 #include "foundation/StandardOutput.h"
@@ -14,14 +15,9 @@ namespace keys = corvane::keys;
 
 namespace {
 
-/// Both slots are never destroyed: a host may ask for the client while static objects die.
+/// Never destroyed: a host may ask for the client while static objects die.
 corvane::SharedSlot<std::shared_ptr<Corvane>>& sharedClient() {
   static auto* const slot = new corvane::SharedSlot<std::shared_ptr<Corvane>>();
-  return *slot;
-}
-
-corvane::SharedSlot<CorvanePlatform>& currentPlatform() {
-  static auto* const slot = new corvane::SharedSlot<CorvanePlatform>();
   return *slot;
 }
 
@@ -31,7 +27,7 @@ std::shared_ptr<Corvane> Corvane::configure(std::string_view apiKey, CorvaneOpti
   std::string key(corvane::trimmed(apiKey));
   if (key.empty()) throw CorvaneError::missingAPIKey();
 
-  const CorvanePlatform platform = currentPlatform().get();
+  const CorvanePlatform platform = corvane::currentPlatform().get();
   const auto executor = corvane::mainExecutor(platform);
   if (auto* const queue = dynamic_cast<CorvaneMainQueue*>(executor.get())) queue->adoptCurrentThread();
 
@@ -54,11 +50,11 @@ void Corvane::setShared(std::shared_ptr<Corvane> client) {
 }
 
 void Corvane::setPlatform(CorvanePlatform platform) {
-  currentPlatform().set(std::move(platform));
+  corvane::currentPlatform().set(std::move(platform));
 }
 
 void Corvane::resetForTesting() {
-  const auto defaults = corvane::standardStores(currentPlatform().get()).defaults;
+  const auto defaults = corvane::standardStores(corvane::currentPlatform().get()).defaults;
   const auto full = [](std::string_view key) { return std::string(keys::prefix) + "." + std::string(key); };
   for (const auto key : {keys::installTracked, keys::deferredRouted, keys::lastAttribution, keys::eventQueue,
                          keys::consentSet, keys::consentGranted, keys::deviceId})
@@ -139,4 +135,20 @@ CorvaneTask<CorvaneEventResult> Corvane::trackEventAsync(std::string_view name, 
                                                          std::optional<std::string_view> currency) {
   return client_->eventTracking->trackEventAsync(
       {std::string(name), value, std::optional<std::string>(currency)});
+}
+
+void Corvane::requestTrackingAuthorization(std::function<void(bool isAuthorized)> completion) {
+  client_->attManager->requestAuthorization(std::move(completion));
+}
+
+CorvaneTask<bool> Corvane::requestTrackingAuthorizationAsync() {
+  return client_->attManager->requestAuthorizationAsync();
+}
+
+void Corvane::registerForSKAdAttribution() {
+  client_->skanManager.register_();
+}
+
+void Corvane::updateConversionValue(std::int64_t value, std::optional<CorvaneCoarseConversionValue> coarse) {
+  client_->skanManager.updateConversionValue(value, coarse);
 }

@@ -156,5 +156,18 @@ TEST_F(Application, APlaceThatCannotBeWrittenIsSaidOnceAndCostsNothingElse) {
   EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_granted"));
 }
 
+TEST_F(Application, WithoutProvidersThePlatformsServicesAnswerNoAndSaySo) {
+  CapturedOutput output;
+  const auto client = launch();
+  EXPECT_FALSE(client->requestTrackingAuthorizationAsync().get());
+  client->requestTrackingAuthorization([this](bool granted) { note(granted ? "granted" : "refused"); });
+  EXPECT_EQ(awaitCalls(1), Lines{"refused"});
+  client->registerForSKAdAttribution();
+  client->updateConversionValue(5);
+  const auto lines = output.lines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "[Corvane] [INFO] ATT: not authorized"), 2);
+  EXPECT_EQ(lines.back(), "[Corvane] [ERROR] SKAdNetwork: This system has no ad network.");
+}
+
 }  // namespace
 }  // namespace corvane
