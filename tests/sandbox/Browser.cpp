@@ -116,15 +116,24 @@ void Browser::awaitTrue(const std::string& expression) {
 }
 
 void Browser::press(const std::string& selector) {
-  const json middle = evaluate("(() => { const element = document.querySelector(" + quoted(selector) +
-                               ");"
-                               " element.scrollIntoView({block: 'center', behavior: 'instant'});"
-                               " const box = element.getBoundingClientRect();"
-                               " return {x: box.x + box.width / 2, y: box.y + box.height / 2}; })()");
-  for (const char* type : {"mousePressed", "mouseReleased"}) {
-    command("Input.dispatchMouseEvent",
-            {{"type", type}, {"x", middle["x"]}, {"y", middle["y"]}, {"button", "left"}, {"clickCount", 1}});
+  // A page that is still being put together may move the element between the look and the press.
+  for (int tries = 0; tries < 100; ++tries) {
+    const json middle = evaluate("(() => { const element = document.querySelector(" + quoted(selector) +
+                                 ");"
+                                 " element.scrollIntoView({block: 'center', behavior: 'instant'});"
+                                 " window.pressed = false;"
+                                 " element.addEventListener('click', () => window.pressed = true,"
+                                 " {capture: true, once: true});"
+                                 " const box = element.getBoundingClientRect();"
+                                 " return {x: box.x + box.width / 2, y: box.y + box.height / 2}; })()");
+    for (const char* type : {"mousePressed", "mouseReleased"}) {
+      command(
+          "Input.dispatchMouseEvent",
+          {{"type", type}, {"x", middle["x"]}, {"y", middle["y"]}, {"button", "left"}, {"clickCount", 1}});
+    }
+    if (evaluate("window.pressed")) return;
   }
+  throw std::runtime_error("browser: nothing to press at " + selector);
 }
 
 void Browser::type(const std::string& selector, const std::string& text) {
