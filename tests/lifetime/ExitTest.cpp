@@ -81,6 +81,9 @@ class Exit : public testing::TestWithParam<Surroundings> {};
 TEST_P(Exit, IsCleanWithInstallsInFlight) {
   static constexpr std::array endings{"return", "exit", "exit on a thread"};
   const Surroundings& around = GetParam();
+  if (underAddressSanitizer && around.also == std::string("fork"))
+    GTEST_SKIP() << "g++ 12's AddressSanitizer forks with its own locks held by other threads; its child "
+                    "then waits for them for ever";
   const TLSIdentity identity;
   LoopbackServer server(around.handler, around.tls ? &identity : nullptr);
   const std::string url = *around.scheme ? around.scheme + std::to_string(server.port()) : server.url("");

@@ -2,16 +2,22 @@
 
 namespace corvane::test {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool underSanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr bool underSanitizer = true;
+#if defined(__has_feature)
+#define CORVANE_TEST_HAS_FEATURE(name) __has_feature(name)
 #else
-inline constexpr bool underSanitizer = false;
+#define CORVANE_TEST_HAS_FEATURE(name) 0
 #endif
+
+#if defined(__SANITIZE_ADDRESS__) || CORVANE_TEST_HAS_FEATURE(address_sanitizer)
+inline constexpr bool underAddressSanitizer = true;
 #else
-inline constexpr bool underSanitizer = false;
+inline constexpr bool underAddressSanitizer = false;
+#endif
+
+#if defined(__SANITIZE_THREAD__) || CORVANE_TEST_HAS_FEATURE(thread_sanitizer)
+inline constexpr bool underSanitizer = true;
+#else
+inline constexpr bool underSanitizer = underAddressSanitizer;
 #endif
 
 /// Whether what is repeated at drawn moments is repeated in full: once, by g++ without sanitizers. The other
