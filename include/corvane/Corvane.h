@@ -1,6 +1,5 @@
 #pragma once
 
-#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -8,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "corvane/CorvaneAttribution.h"
@@ -28,12 +28,14 @@
 ///
 /// Long-running operations exist in two forms. The plain one returns at once, reports its result through the
 /// callbacks, and its failure as an error line and through `onError`. The one whose name ends in `Async`
-/// gives a `CorvaneTask`; its failure goes to whoever waits and nowhere else.
+/// gives a `CorvaneTask`; its failure goes to whoever waits. What was kept or recovered in spite of a failure
+/// (an event that is sent again later, a link without the backend's help) goes to `onError` in both forms.
 ///
 /// Callbacks run on the main thread (`CorvanePlatform::mainExecutor`), never inside the call that registers
 /// them. They may call anything here. What a callback throws leaves through the executor that ran it; the
 /// library's own state is already up to date then, and the operation completes all the same. A callback that
-/// captures the client's `shared_ptr` keeps the client alive for ever: capture a `weak_ptr`.
+/// captures the client's `shared_ptr` keeps the client alive for ever: capture a `weak_ptr`. A callback that
+/// is replaced or removed may still be called with what was queued for it before.
 ///
 /// A client lives while `shared` or the host holds it. Background work holds it weakly and, while it runs,
 /// strongly. Do not use the library in a forked child of a process that used it: its threads are not there.
@@ -212,10 +214,10 @@ class CORVANE_API Corvane {
                                                   std::nullptr_t currency) = delete;
   // A text is no `force`: without these, a lone literal would convert to true.
   template <class T>
-    requires(!std::same_as<T, bool>)
+    requires(!std::is_same_v<T, bool>)
   void trackInstall(T force) = delete;
   template <class T>
-    requires(!std::same_as<T, bool>)
+    requires(!std::is_same_v<T, bool>)
   CorvaneTask<CorvaneAttribution> trackInstallAsync(T force) = delete;
   void trackInstall(std::nullptr_t clickToken, bool force) = delete;
   CorvaneTask<CorvaneAttribution> trackInstallAsync(std::nullptr_t clickToken, bool force) = delete;

@@ -44,7 +44,8 @@ class CORVANE_API CorvaneMainQueue final : public CorvaneExecutor {
 
   /// Names a function that is called whenever a function is posted, on the posting thread: a foreign loop
   /// uses it to schedule a `poll()` on its thread. It must be quick, must not throw and must not call `poll`
-  /// itself. Called at once where functions wait already. An empty function removes it.
+  /// itself. Called at once where functions wait already. An empty function removes it; a call that another
+  /// thread had begun may still be under way then.
   void onWakeUp(std::function<void()> hook);
 
  private:

@@ -37,8 +37,8 @@ struct CorvanePlatform {
   /// nobody, so nobody has agreed; the answer is no at once, nothing else in the library depends on it.
   std::shared_ptr<CorvaneTrackingAuthorizationProvider> trackingAuthorization = nullptr;
 
-  /// The system's ad-network attribution. Default (null): none. Registering does nothing then, and an update
-  /// is answered with an error that is logged and goes nowhere else: a host may call both on every platform.
+  /// The system's ad-network attribution. Default (null): none. Its operations are then answered with an
+  /// error, which is logged and goes nowhere else: a host may call them on every platform.
   std::shared_ptr<CorvaneAdNetworkProvider> adNetwork = nullptr;
 
   /// The operating system's version, in the numbering of the ad network's system (iOS). Default: 16.1, the

@@ -11,6 +11,8 @@ namespace {
 
 using Error = std::optional<std::string>;
 
+constexpr const char* kNoService = "This system has no ad network.";
+
 /// Runs host code and gives the description of what it throws.
 template <class Call>
 Error attempt(const Call& call) {
@@ -26,7 +28,7 @@ Error attempt(const Call& call) {
 
 template <class Update>
 void update(CorvaneAdNetworkProvider* provider, SKAdNetwork::Completion completion, const Update& call) {
-  if (provider == nullptr) return completion("This system has no ad network.");
+  if (provider == nullptr) return completion(kNoService);
   const auto answer = answeredOnce<Error>(std::move(completion));
   if (auto error = attempt([&] { call(*provider, answer); })) answer(std::move(error));
 }
@@ -34,7 +36,7 @@ void update(CorvaneAdNetworkProvider* provider, SKAdNetwork::Completion completi
 }  // namespace
 
 Error SKAdNetwork::registerAppForAdNetworkAttribution() const {
-  if (!provider_) return std::nullopt;
+  if (!provider_) return kNoService;
   return attempt([&] { provider_->registerAppForAdNetworkAttribution(); });
 }
 

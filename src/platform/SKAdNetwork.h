@@ -19,8 +19,8 @@ inline constexpr CorvaneCoarseConversionValue SKAdNetworkCoarseConversionValueMe
 inline constexpr CorvaneCoarseConversionValue SKAdNetworkCoarseConversionValueHigh =
     CorvaneCoarseConversionValue::high;
 
-/// The system's ad-network attribution, from the host's provider; without one, a service that takes the
-/// registration and answers each update with an error. A value; usable from any thread.
+/// The system's ad-network attribution, from the host's provider; without one, a service that answers
+/// everything with an error. A value; usable from any thread.
 ///
 /// Completions are called at most once, on any thread, also within the call, with the error's description or
 /// none. What a provider throws is its error.
@@ -30,7 +30,7 @@ class SKAdNetwork {
 
   explicit SKAdNetwork(std::shared_ptr<CorvaneAdNetworkProvider> provider) : provider_(std::move(provider)) {}
 
-  /// Gives the description of what the provider threw.
+  /// Gives the error's description or none: here the provider has no completion to call.
   std::optional<std::string> registerAppForAdNetworkAttribution() const;
   void updatePostbackConversionValue(std::int64_t fineValue, Completion completion) const;
   void updatePostbackConversionValue(std::int64_t fineValue, CorvaneCoarseConversionValue coarseValue,

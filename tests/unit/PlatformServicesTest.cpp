@@ -216,11 +216,12 @@ TEST_F(AdNetworkAttribution, ALegacySystemIsRegisteredWhateverIsAsked) {
                    "[Corvane] [ERROR] SKAdNetwork: no network"}));
 }
 
-TEST_F(AdNetworkAttribution, WithoutAnAdNetworkAnUpdateSaysSo) {
+TEST_F(AdNetworkAttribution, WithoutAnAdNetworkEverythingSaysSo) {
   network = nullptr;
   test::CapturedOutput output;
   on(16, 1).updateConversionValue(5, std::nullopt);
-  EXPECT_EQ(output.lines(), Lines{"[Corvane] [ERROR] SKAdNetwork: This system has no ad network."});
+  on(15, 3).register_();
+  EXPECT_EQ(output.lines(), Lines(2, "[Corvane] [ERROR] SKAdNetwork: This system has no ad network."));
 }
 
 TEST(CoarseConversionValue, IsReadFromItsExactRawValueOnly) {
