@@ -1,0 +1,50 @@
+#include "CorvaneQt/QtPasteboard.h"
+
+#include <QClipboard>
+#include <atomic>
+#include <future>
+#include <utility>
+
+#include "ClipboardText.h"
+
+namespace CorvaneQt {
+namespace {
+
+/// One reading on its way to the main thread and back. Where the executor drops it, the promise breaks, and
+/// that is an answer too.
+struct Reading {
+  std::promise<std::optional<std::string>> text;
+  std::atomic<bool> isWanted = true;
+};
+
+}  // namespace
+
+QtPasteboard::QtPasteboard(std::shared_ptr<CorvaneExecutor> main, std::chrono::milliseconds patience)
+    : main_(std::move(main)), patience_(patience) {}
+
+std::optional<std::string> QtPasteboard::string() {
+  if (main_->isCurrentThread()) return clipboardText();
+  auto reading = std::make_shared<Reading>();
+  const std::weak_ptr<Reading> ours = reading;
+  auto text = reading->text.get_future();
+  main_->post([reading = std::move(reading)] {
+    if (reading->isWanted) reading->text.set_value(clipboardText());
+  });
+  if (text.wait_for(patience_) == std::future_status::timeout) {
+    if (const auto late = ours.lock()) late->isWanted = false;
+    return std::nullopt;
+  }
+  try {
+    return text.get();
+  } catch (const std::future_error&) {
+    return std::nullopt;
+  }
+}
+
+void QtPasteboard::clear() {
+  main_->post([] {
+    if (QClipboard* const clipboard = applicationClipboard()) clipboard->clear();
+  });
+}
+
+}  // namespace CorvaneQt
