@@ -2,8 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Browser.h"
+#include "process/Browser.h"
 #include "process/SandboxProcess.h"
+#include "support/TemporaryFolder.h"
 
 namespace corvane::test {
 namespace {
@@ -17,6 +18,7 @@ class SandboxPages : public testing::Test {
       GTEST_SKIP() << "no Chromium on this machine (Debian package: chromium)";
   }
 
+  TemporaryFolder folder;
   SandboxProcess sandbox;
 };
 
@@ -25,7 +27,7 @@ std::string countOf(const std::string& name) {
 }
 
 TEST_F(SandboxPages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLivePage) {
-  Browser browser;
+  Browser browser(folder.path() / "operator");
   browser.allowClipboard(sandbox.baseURL());
   browser.open(sandbox.baseURL() + "/");
   browser.awaitTrue("document.getElementById('connection').className === 'live'");
@@ -42,7 +44,7 @@ TEST_F(SandboxPages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLi
   EXPECT_EQ(browser.evaluate("document.querySelector('#links .note').textContent"),
             "Summer & <b>Sun</b> · /offers/7");
 
-  Browser visitor;
+  Browser visitor(folder.path() / "visitor");
   visitor.allowClipboard(sandbox.baseURL());
   visitor.open(sandbox.baseURL() + "/l/summer");
   EXPECT_EQ(visitor.evaluate("document.querySelector('h1').textContent"), "Summer & <b>Sun</b>");
@@ -77,7 +79,7 @@ TEST_F(SandboxPages, WithoutASecureContextTheButtonCopiesAllTheSame) {
   sandbox.link({{"slug", "summer"}});
   std::string origin = sandbox.baseURL();
   origin.replace(origin.find("127.0.0.1"), 9, "phone.local");
-  Browser visitor;
+  Browser visitor(folder.path() / "visitor");
   visitor.open(origin + "/l/summer");
   ASSERT_EQ(visitor.evaluate("window.isSecureContext"), false);
   visitor.press("#copy");

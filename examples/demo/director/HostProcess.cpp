@@ -88,7 +88,8 @@ HostProcess::~HostProcess() {
 void HostProcess::waitFor(std::string_view text, long times) {
   const std::string awaited = "to print \"" + std::string(text) + "\"";
   while (count(text) < times) {
-    if (!readMore(awaited)) throw std::runtime_error("the application ended, and was " + awaited);
+    if (!readMore(awaited, silenceBound))
+      throw std::runtime_error("the application ended, and was " + awaited);
   }
 }
 
@@ -100,8 +101,18 @@ void HostProcess::type(const std::string& line) {
 
 void HostProcess::close() {
   closeOnce(input_);
-  while (readMore("to end")) {
+  while (readMore("to end", silenceBound)) {
   }
+  takeStatus();
+}
+
+void HostProcess::awaitEnd() {
+  while (readMore("to end", -1)) {
+  }
+  takeStatus();
+}
+
+void HostProcess::takeStatus() {
   const int status = waitForEnd(std::exchange(pid_, -1));
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
     throw std::runtime_error("the application ended with a failure");
@@ -112,11 +123,18 @@ long HostProcess::count(std::string_view text) const {
                        [text](const std::string& line) { return line.find(text) != line.npos; });
 }
 
-/// Waits for output and takes it; false at its end.
-bool HostProcess::readMore(const std::string& awaited) {
+const std::string& HostProcess::lastLine(std::string_view text) const {
+  const auto last = std::find_if(lines_.rbegin(), lines_.rend(),
+                                 [text](const std::string& line) { return line.find(text) != line.npos; });
+  if (last == lines_.rend()) throw std::runtime_error("the application did not print " + std::string(text));
+  return *last;
+}
+
+/// Waits for output, so many milliseconds at most or for ever, and takes it; false at its end.
+bool HostProcess::readMore(const std::string& awaited, int bound) {
   pollfd watched[] = {{interrupt_.descriptor(), POLLIN, 0}, {output_, POLLIN, 0}};
   int ready = 0;
-  while ((ready = poll(watched, 2, silenceBound)) < 0 && errno == EINTR) {
+  while ((ready = poll(watched, 2, bound)) < 0 && errno == EINTR) {
   }
   if (watched[0].revents != 0) throw Interrupted();
   if (ready <= 0) throw std::runtime_error("the application was " + awaited + ", and has been silent since");

@@ -34,13 +34,18 @@ class HostProcess {
 
   /// The user closes the application; waits for its end. Throws unless its exit status is 0.
   void close();
+  /// Waits, for however long, for the user to close an application with a window. Throws as `close` does.
+  void awaitEnd();
 
   /// How many of the lines so far hold `text`.
   long count(std::string_view text) const;
+  /// The latest line that holds `text`; throws where there is none.
+  const std::string& lastLine(std::string_view text) const;
 
  private:
-  bool readMore(const std::string& awaited);
+  bool readMore(const std::string& awaited, int bound);
   void takeLines();
+  void takeStatus();
 
   const Interrupt& interrupt_;
   const LineHandler onLine_;

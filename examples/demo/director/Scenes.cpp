@@ -1,7 +1,6 @@
 #include "Scenes.h"
 
 namespace corvane::demo {
-namespace {
 
 void makeCampaign(Stage& stage) {
   stage.backend().link({{"slug", slug},
@@ -13,8 +12,6 @@ void makeCampaign(Stage& stage) {
                        stage.backend().baseURL() + "/l/" + slug + ",");
   stage.narrator().say("and it leads to the screen /offers/7 of the application.");
 }
-
-}  // namespace
 
 void playScenes(Stage& stage) {
   makeCampaign(stage);

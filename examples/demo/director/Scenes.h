@@ -10,6 +10,9 @@ namespace corvane::demo {
 /// The slug of the one campaign.
 inline constexpr const char* slug = "summer";
 
+/// Makes the one campaign at the backend, which runs.
+void makeCampaign(Stage& stage);
+
 /// Plays all scenes on a stage whose backend runs. Throws when one cannot go on.
 void playScenes(Stage& stage);
 

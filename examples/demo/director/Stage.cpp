@@ -74,7 +74,12 @@ Device Stage::newDevice() {
 
 std::unique_ptr<HostProcess> Stage::launch(const Device& device, std::vector<std::string> options) const {
   options.insert(options.begin(), {"--backend", backendURL_, "--device", device.folder});
-  return std::make_unique<HostProcess>(CORVANE_DEMO_HOST_PATH, std::move(options), interrupt_,
+  return start(CORVANE_DEMO_HOST_PATH, std::move(options));
+}
+
+std::unique_ptr<HostProcess> Stage::start(const std::string& program,
+                                          std::vector<std::string> arguments) const {
+  return std::make_unique<HostProcess>(program, std::move(arguments), interrupt_,
                                        [this](const std::string& line) { narrator_.applicationLine(line); });
 }
 

@@ -38,6 +38,7 @@ class Stage {
         Narrator& narrator);
 
   Narrator& narrator() const { return narrator_; }
+  const Interrupt& interrupt() const { return interrupt_; }
 
   /// The backend keeps its records between a stop and a start.
   void startBackend();
@@ -49,6 +50,8 @@ class Stage {
 
   /// Starts the application on that device; what it prints is shown.
   std::unique_ptr<HostProcess> launch(const Device& device, std::vector<std::string> options = {}) const;
+  /// The same for an application of any kind.
+  std::unique_ptr<HostProcess> start(const std::string& program, std::vector<std::string> arguments) const;
 
   /// Waits until the backend has recorded so many events in all.
   void awaitEvents(std::size_t count) const;

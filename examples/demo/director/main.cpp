@@ -13,6 +13,7 @@
 #include "Narrator.h"
 #include "Scenes.h"
 #include "Stage.h"
+#include "WindowScenes.h"
 
 namespace {
 
@@ -24,6 +25,9 @@ constexpr const char* usage =
 
   --sandbox PATH   the corvane-sandbox to start as the backend
   --data FOLDER    where the backend and the applications keep their files while the demo runs
+  --window PATH    plays the shop with a window that is there instead of the scenes on the console: on the
+                   user's screen, or with --pictures on one that nobody sees
+  --pictures FOLDER  where to keep the pictures of that
 
 Exits with 0 when every outcome is as it should be.
 )";
@@ -31,6 +35,8 @@ Exits with 0 when every outcome is as it should be.
 struct Options {
   std::string sandbox;
   std::filesystem::path data;
+  std::string window;
+  std::filesystem::path pictures;
 };
 
 std::optional<Options> readArguments(int count, char** arguments) {
@@ -39,8 +45,10 @@ std::optional<Options> readArguments(int count, char** arguments) {
     const std::string name = arguments[i];
     if (name == "--sandbox") options.sandbox = arguments[i + 1];
     if (name == "--data") options.data = arguments[i + 1];
+    if (name == "--window") options.window = arguments[i + 1];
+    if (name == "--pictures") options.pictures = arguments[i + 1];
   }
-  if (count != 5 || options.sandbox.empty() || options.data.empty()) return std::nullopt;
+  if (count % 2 == 0 || options.sandbox.empty() || options.data.empty()) return std::nullopt;
   return options;
 }
 
@@ -68,14 +76,14 @@ class RunFolder {
   bool kept_ = false;
 };
 
-int tellVerdict(const Narrator& narrator, RunFolder& folder, Clock::duration elapsed) {
+int tellVerdict(const Narrator& narrator, RunFolder& folder, Clock::duration elapsed,
+                const char* application) {
   const double seconds = std::chrono::duration<double>(elapsed).count();
   if (narrator.failures().empty()) {
     std::printf(
         "\nAll %ld checks hold (%.1f s). Nothing is left running.\n"
-        "The application is examples/demo/host/main.cpp; the scenes are "
-        "examples/demo/director/*Scenes.cpp.\n",
-        narrator.checks(), seconds);
+        "The application is %s; the scenes are examples/demo/director/*Scenes.cpp.\n",
+        narrator.checks(), seconds, application);
     return EXIT_SUCCESS;
   }
   folder.keep();
@@ -86,19 +94,31 @@ int tellVerdict(const Narrator& narrator, RunFolder& folder, Clock::duration ela
   return EXIT_FAILURE;
 }
 
-int play(const Options& options, const Interrupt& interrupt) {
-  const auto begin = Clock::now();
-  RunFolder folder(options.data);
-  Narrator narrator;
-  Stage stage(options.sandbox, folder.path(), interrupt, narrator);
-  stage.startBackend();
+void playConsole(Stage& stage) {
+  Narrator& narrator = stage.narrator();
   narrator.title("Corvane: an application, its links and its events, in twelve scenes");
   narrator.say(
       "Lines that begin with [Corvane] are the library's own, \"host:\" is what its callbacks were given, "
       "and");
   narrator.say("\"backend:\" is what corvane-sandbox recorded at " + stage.backend().baseURL() + ".");
   playScenes(stage);
-  return tellVerdict(narrator, folder, Clock::now() - begin);
+}
+
+int play(const Options& options, const Interrupt& interrupt) {
+  const auto begin = Clock::now();
+  RunFolder folder(options.data);
+  Narrator narrator;
+  Stage stage(options.sandbox, folder.path(), interrupt, narrator);
+  stage.startBackend();
+  if (options.window.empty()) {
+    playConsole(stage);
+  } else if (options.pictures.empty()) {
+    showWindow(stage, options.window);
+  } else {
+    playWindowScenes(stage, options.window, options.pictures);
+  }
+  return tellVerdict(narrator, folder, Clock::now() - begin,
+                     options.window.empty() ? "examples/demo/host/main.cpp" : "examples/qt-shop");
 }
 
 }  // namespace

@@ -1,15 +1,16 @@
-#include "Browser.h"
+#include "process/Browser.h"
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace corvane::test {
@@ -32,9 +33,14 @@ std::string Browser::executable() {
   return "";
 }
 
-Browser::Browser() {
+Browser::Browser(std::filesystem::path profile, Screen screen) : profile_(std::move(profile)) {
+  std::filesystem::create_directories(profile_);
+  start(screen);
+  beginTab(screen);
+}
+
+void Browser::start(Screen screen) {
   std::vector<std::string> words = {executable(),
-                                    "--headless",
                                     "--no-sandbox",
                                     "--disable-gpu",
                                     "--no-first-run",
@@ -42,8 +48,9 @@ Browser::Browser() {
                                     "--disable-dev-shm-usage",
                                     "--no-proxy-server",
                                     "--host-resolver-rules=MAP phone.local 127.0.0.1",
-                                    "--user-data-dir=" + profile_.path().string(),
+                                    "--user-data-dir=" + profile_.string(),
                                     "--remote-debugging-pipe"};
+  words.push_back(screen == Screen::none ? "--headless" : "--no-startup-window");
   std::vector<char*> arguments;
   for (auto& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
@@ -53,6 +60,7 @@ Browser::Browser() {
   pipe_ = ends[0];
   pid_ = fork();
   if (pid_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
     // The browser reads from 3 and writes to 4, which may be the ends themselves.
     const int end = fcntl(ends[1], F_DUPFD, 10);
     dup2(end, 3);
@@ -62,7 +70,6 @@ Browser::Browser() {
     _exit(127);
   }
   close(ends[1]);
-  beginTab();
 }
 
 Browser::~Browser() {
@@ -72,14 +79,18 @@ Browser::~Browser() {
   // The browser's own helpers may outlive it by a moment and still write there.
   std::error_code error;
   for (int tries = 0; tries == 0 || (error && tries < 100); ++tries)
-    std::filesystem::remove_all(profile_.path(), error);
+    std::filesystem::remove_all(profile_, error);
 }
 
-void Browser::beginTab() {
-  const json target = command("Target.createTarget", {{"url", "about:blank"}});
+void Browser::beginTab(Screen screen) {
+  json page = {{"url", "about:blank"}};
+  if (screen == Screen::display)
+    page.update({{"newWindow", true}, {"left", 0}, {"top", 0}, {"width", 500}, {"height", 780}});
+  const json target = command("Target.createTarget", page);
   session_ =
       command("Target.attachToTarget", {{"targetId", target["targetId"]}, {"flatten", true}})["sessionId"];
   command("Page.enable", json::object());
+  if (screen == Screen::display) return;
   command("Emulation.setFocusEmulationEnabled", {{"enabled", true}});
   command("Emulation.setDeviceMetricsOverride",
           {{"width", 390}, {"height", 844}, {"deviceScaleFactor", 1}, {"mobile", true}});
@@ -134,6 +145,17 @@ void Browser::press(const std::string& selector) {
     if (evaluate("window.pressed")) return;
   }
   throw std::runtime_error("browser: nothing to press at " + selector);
+}
+
+Browser::Point Browser::placeOnDisplay(const std::string& selector) {
+  const json place =
+      evaluate("(() => { const element = document.querySelector(" + quoted(selector) +
+               ");"
+               " const box = element.getBoundingClientRect();"
+               " const frame = (outerWidth - innerWidth) / 2;"
+               " return {x: screenX + frame + box.x + box.width / 2,"
+               " y: screenY + outerHeight - innerHeight - frame + box.y + box.height / 2}; })()");
+  return {static_cast<int>(place["x"].get<double>()), static_cast<int>(place["y"].get<double>())};
 }
 
 void Browser::type(const std::string& selector, const std::string& text) {

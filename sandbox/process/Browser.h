@@ -2,22 +2,27 @@
 
 #include <sys/types.h>
 
+#include <filesystem>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-#include "support/TemporaryFolder.h"
-
 namespace corvane::test {
 
-/// A headless Chromium with one tab of a phone's size, steered through its DevTools pipe. Everything throws
-/// `std::runtime_error` when the browser fails, or says nothing for a minute.
+/// A Chromium with one page of a phone's size, steered through its DevTools pipe, to visit the sandbox's
+/// pages with. Everything throws `std::runtime_error` when the browser fails, or says nothing for a minute.
 class Browser {
  public:
+  enum class Screen {
+    none,     ///< It shows nothing, and has a clipboard of its own.
+    display,  ///< A window at the display's upper left corner, and the display's clipboard.
+  };
+
   /// The browser's path, empty when this machine has none.
   static std::string executable();
 
-  /// A new browser with an empty profile. The name `phone.local` leads to this machine.
-  Browser();
+  /// A new browser, which keeps its files in the folder `profile`, made for it and removed with it. The name
+  /// `phone.local` leads to this machine.
+  explicit Browser(std::filesystem::path profile, Screen screen = Screen::none);
   ~Browser();
   Browser(const Browser&) = delete;
   Browser& operator=(const Browser&) = delete;
@@ -31,18 +36,24 @@ class Browser {
   void awaitTrue(const std::string& expression);
   /// Presses the middle of the first element that the selector finds, as a finger does.
   void press(const std::string& selector);
+  struct Point {
+    int x, y;
+  };
+  /// Where the middle of the first element that the selector finds is on the display.
+  Point placeOnDisplay(const std::string& selector);
   /// Types into the field that the selector finds.
   void type(const std::string& selector, const std::string& text);
 
  private:
-  TemporaryFolder profile_;
-  void beginTab();
+  void start(Screen screen);
+  void beginTab(Screen screen);
   /// Goes to the tab once there is one, and there to the browser when the command is the browser's.
   nlohmann::json command(const std::string& method, const nlohmann::json& parameters);
   void awaitEvent(const std::string& method);
   void send(const nlohmann::json& message);
   nlohmann::json nextMessage();
 
+  const std::filesystem::path profile_;
   pid_t pid_ = -1;
   int pipe_ = -1;
   int lastNumber_ = 0;
