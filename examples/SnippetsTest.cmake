@@ -1,4 +1,4 @@
-# Fails unless every ```cpp block of the PAGES shows what is compiled. A comment in the line before the block says
+# Fails unless every ```cpp and ```qml block of the PAGES shows what is compiled. A comment in the line before the block says
 # what that is, by a path below ROOT:
 #
 #   <!-- examples/snippets/console.cpp console -->   the region between two lines "//! [console]"
@@ -43,10 +43,12 @@ foreach(page IN LISTS PAGES)
   file(READ "${ROOT}/${page}" rest)
   set(rest "\n${rest}")
   while(TRUE)
-    string(FIND "${rest}" "\n```cpp\n" begin)
-    if(begin EQUAL -1)
+    # Both marks are of one length.
+    string(REGEX MATCH "\n```(cpp|qml)\n" mark "${rest}")
+    if(NOT mark)
       break()
     endif()
+    string(FIND "${rest}" "${mark}" begin)
     string(SUBSTRING "${rest}" 0 ${begin} before)
     math(EXPR begin "${begin} + 8")
     string(SUBSTRING "${rest}" ${begin} -1 rest)
