@@ -71,32 +71,13 @@ std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions 
   const platform::SKANManager skanManager{logger, platform::SKAdNetwork(machine.adNetwork),
                                           machine.operatingSystemVersion};
   const Consent consent{flags, options.requireConsent};
-  const auto installTracking = std::make_shared<InstallTracking>(
-      InstallTracking::Collaborators{.core = core,
-                                     .api = api,
-                                     .logger = logger,
-                                     .deviceInfo = info,
-                                     .deviceId = deviceId,
-                                     .flagStore = flags,
-                                     .consent = consent,
-                                     .clickToken = {options.clickTokenSource, flags, pasteboard, logger},
-                                     .eventQueue = queue});
+  const ClientParts parts{core, api, logger, info, deviceId, consent};
+  const ClickToken clickToken{options.clickTokenSource, flags, pasteboard, logger};
+  const auto installTracking =
+      std::make_shared<InstallTracking>(InstallTracking::Collaborators{parts, flags, clickToken, queue});
   const auto deepLinkHandling =
-      std::make_shared<DeepLinkHandling>(DeepLinkHandling::Collaborators{.core = core,
-                                                                         .api = api,
-                                                                         .logger = logger,
-                                                                         .deviceInfo = info,
-                                                                         .deviceId = deviceId,
-                                                                         .consent = consent,
-                                                                         .linkDomains = options.linkDomains});
-  const auto eventTracking =
-      std::make_shared<EventTracking>(EventTracking::Collaborators{.core = core,
-                                                                   .api = api,
-                                                                   .logger = logger,
-                                                                   .deviceInfo = info,
-                                                                   .deviceId = deviceId,
-                                                                   .consent = consent,
-                                                                   .eventQueue = queue});
+      std::make_shared<DeepLinkHandling>(DeepLinkHandling::Collaborators{parts, options.linkDomains});
+  const auto eventTracking = std::make_shared<EventTracking>(EventTracking::Collaborators{parts, queue});
   return std::make_unique<Corvane::Client>(Corvane::Client{
       std::move(options), logger, api, identity, info, deviceId, attManager, skanManager, flags, queue,
       pasteboard, executor, core, consent, installTracking, deepLinkHandling, eventTracking});

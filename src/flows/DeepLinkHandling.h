@@ -7,11 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "api/CorvaneAPI.h"
-#include "core/ClientCore.h"
-#include "core/Consent.h"
+#include "flows/ClientParts.h"
 #include "flows/LinkURL.h"
-#include "foundation/DeviceInfo.h"
 
 namespace corvane {
 
@@ -24,14 +21,7 @@ namespace corvane {
 /// and strongly while it does.
 class DeepLinkHandling : public std::enable_shared_from_this<DeepLinkHandling> {
  public:
-  /// What the client hands to this flow.
-  struct Collaborators {
-    std::shared_ptr<ClientCore> core;
-    CorvaneAPI api;
-    CorvaneLogger logger;
-    DeviceInfo deviceInfo;
-    std::string deviceId;
-    Consent consent;
+  struct Collaborators : ClientParts {
     std::vector<std::string> linkDomains;
   };
 

@@ -5,12 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "api/CorvaneAPI.h"
-#include "core/ClientCore.h"
-#include "core/Consent.h"
 #include "corvane/CorvaneEventResult.h"
+#include "flows/ClientParts.h"
 #include "flows/EventQueue.h"
-#include "foundation/DeviceInfo.h"
 
 namespace corvane {
 
@@ -22,14 +19,7 @@ namespace corvane {
 /// while it does.
 class EventTracking : public std::enable_shared_from_this<EventTracking> {
  public:
-  /// What the client hands to this flow.
-  struct Collaborators {
-    std::shared_ptr<ClientCore> core;
-    CorvaneAPI api;
-    CorvaneLogger logger;
-    DeviceInfo deviceInfo;
-    std::string deviceId;
-    Consent consent;
+  struct Collaborators : ClientParts {
     std::shared_ptr<EventQueue> eventQueue;
   };
 

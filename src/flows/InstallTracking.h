@@ -6,12 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "api/CorvaneAPI.h"
-#include "core/ClientCore.h"
-#include "core/Consent.h"
 #include "flows/ClickToken.h"
+#include "flows/ClientParts.h"
 #include "flows/EventQueue.h"
-#include "foundation/DeviceInfo.h"
 #include "foundation/FlagStore.h"
 
 namespace corvane {
@@ -24,15 +21,8 @@ namespace corvane {
 /// none of them can stop.
 class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
  public:
-  /// What the client hands to this flow.
-  struct Collaborators {
-    std::shared_ptr<ClientCore> core;
-    CorvaneAPI api;
-    CorvaneLogger logger;
-    DeviceInfo deviceInfo;
-    std::string deviceId;
+  struct Collaborators : ClientParts {
     std::shared_ptr<FlagStore> flagStore;
-    Consent consent;
     ClickToken clickToken;
     std::shared_ptr<EventQueue> eventQueue;
   };

@@ -9,6 +9,7 @@
 
 #include "core/ClientCore.h"
 #include "core/Consent.h"
+#include "flows/ClientParts.h"
 #include "flows/EventQueue.h"
 #include "support/FakeBackground.h"
 #include "support/ManualExecutor.h"
@@ -42,6 +43,10 @@ struct FlowFixture : ::testing::Test {
       main->run();
     }
     background->run();
+  }
+
+  ClientParts parts(bool requireConsent) const {
+    return {core, api, logger, DeviceInfo{.bundleId = "app"}, "D", Consent{flags, requireConsent}};
   }
 
   void setConsent(bool granted) { Consent{flags, true}.store(granted); }

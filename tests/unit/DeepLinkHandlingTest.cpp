@@ -14,13 +14,7 @@ constexpr const char* kURL = "https://Go.example/s%26x=1/more?path=/sale";
 struct DeepLink : test::FlowFixture {
   std::shared_ptr<DeepLinkHandling> makeFlow(bool requireConsent = false) const {
     return std::make_shared<DeepLinkHandling>(
-        DeepLinkHandling::Collaborators{.core = core,
-                                        .api = api,
-                                        .logger = logger,
-                                        .deviceInfo = {.bundleId = "app"},
-                                        .deviceId = "D",
-                                        .consent = {flags, requireConsent},
-                                        .linkDomains = {"go.example"}});
+        DeepLinkHandling::Collaborators{parts(requireConsent), {"go.example"}});
   }
 };
 

@@ -14,13 +14,7 @@ using Lines = std::vector<std::string>;
 
 struct Events : test::FlowFixture {
   std::shared_ptr<EventTracking> makeFlow(bool requireConsent = false) const {
-    return std::make_shared<EventTracking>(EventTracking::Collaborators{.core = core,
-                                                                        .api = api,
-                                                                        .logger = logger,
-                                                                        .deviceInfo = {.bundleId = "app"},
-                                                                        .deviceId = "D",
-                                                                        .consent = {flags, requireConsent},
-                                                                        .eventQueue = queue});
+    return std::make_shared<EventTracking>(EventTracking::Collaborators{parts(requireConsent), queue});
   }
 
   EventQueueEntries stored() const {

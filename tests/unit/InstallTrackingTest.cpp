@@ -41,16 +41,8 @@ struct Install : test::FlowFixture {
     core->onLink(
         [this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
-    flow = std::make_shared<InstallTracking>(
-        InstallTracking::Collaborators{.core = core,
-                                       .api = api,
-                                       .logger = logger,
-                                       .deviceInfo = {.bundleId = "app"},
-                                       .deviceId = "D",
-                                       .flagStore = flags,
-                                       .consent = {flags, requireConsent},
-                                       .clickToken = {source, flags, pasteboard, logger},
-                                       .eventQueue = queue});
+    flow = std::make_shared<InstallTracking>(InstallTracking::Collaborators{
+        parts(requireConsent), flags, ClickToken{source, flags, pasteboard, logger}, queue});
   }
 
   bool flag(std::string_view key) const { return flags->boolForKey(key); }

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "api/CorvaneAPI.h"
+#include "core/ClientCore.h"
+#include "core/Consent.h"
+#include "foundation/CorvaneLogger.h"
+#include "foundation/DeviceInfo.h"
+
+namespace corvane {
+
+/// What the client hands to each of its flows; each adds what only it needs.
+struct ClientParts {
+  std::shared_ptr<ClientCore> core;
+  CorvaneAPI api;
+  CorvaneLogger logger;
+  DeviceInfo deviceInfo;
+  std::string deviceId;
+  Consent consent;
+};
+
+}  // namespace corvane
