@@ -76,14 +76,20 @@ struct Surroundings {
   const char* scheme = "";  // where it is not the server's own
 };
 
+/// g++ 12's AddressSanitizer forks with its own locks held by other threads, and the child waits for them for
+/// ever: about once in ten forks for the lock of the store of stacks. Without stacks that is not taken.
+void forkWithoutWaitingForAddressSanitizer() {
+  if (!underAddressSanitizer) return;
+  const char* const given = std::getenv("ASAN_OPTIONS");
+  setenv("ASAN_OPTIONS", (std::string(given ? given : "") + ":malloc_context_size=0").c_str(), 1);
+}
+
 class Exit : public testing::TestWithParam<Surroundings> {};
 
 TEST_P(Exit, IsCleanWithInstallsInFlight) {
   static constexpr std::array endings{"return", "exit", "exit on a thread"};
   const Surroundings& around = GetParam();
-  if (underAddressSanitizer && around.also == std::string("fork"))
-    GTEST_SKIP() << "g++ 12's AddressSanitizer forks with its own locks held by other threads; its child "
-                    "then waits for them for ever";
+  if (around.also == std::string("fork")) forkWithoutWaitingForAddressSanitizer();
   const TLSIdentity identity;
   LoopbackServer server(around.handler, around.tls ? &identity : nullptr);
   const std::string url = *around.scheme ? around.scheme + std::to_string(server.port()) : server.url("");
