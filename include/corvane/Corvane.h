@@ -212,6 +212,11 @@ class CORVANE_API Corvane {
   void trackEvent(std::string_view name, std::optional<double> value, std::nullptr_t currency) = delete;
   CorvaneTask<CorvaneEventResult> trackEventAsync(std::string_view name, std::optional<double> value,
                                                   std::nullptr_t currency) = delete;
+  // The value comes first, and is whole.
+  template <class T>
+    requires(!std::is_integral_v<T>)
+  void updateConversionValue(T value,
+                             std::optional<CorvaneCoarseConversionValue> coarse = std::nullopt) = delete;
   // A text is no `force`: without these, a lone literal would convert to true.
   template <class T>
     requires(!std::is_same_v<T, bool>)

@@ -13,7 +13,8 @@
 ///
 /// All are called on the thread that called `Corvane::registerForSKAdAttribution` or
 /// `Corvane::updateConversionValue`, perhaps on several at once, under no lock of the library, and should
-/// return at once. What they throw is logged as their error. The library shares ownership with the client.
+/// return at once. What they throw before they have answered is logged as their error. The library shares
+/// ownership with the client.
 class CORVANE_API CorvaneAdNetworkProvider {
  public:
   /// Called once with the error's description in the user's language, or none for success, on any thread,

@@ -14,8 +14,8 @@
 /// It goes with `clickTokenSource` `pasteButton`, and works with `automatic` too; with `none` the install
 /// ignores the text.
 ///
-/// Usable from any thread. Destroy it on the main thread, where `onToken` runs: then `onToken` is not called,
-/// nor anything that it owns touched, after the coordinator is gone.
+/// `paste` may be called from any thread. Destroy the coordinator on the main thread, where `onToken` runs:
+/// then `onToken` is not called, nor anything that it owns touched, after the coordinator is gone.
 class CORVANE_API CorvanePasteCoordinator {
  public:
   using TokenCallback = std::function<void(const std::string& text)>;

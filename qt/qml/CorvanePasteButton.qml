@@ -1,6 +1,6 @@
 import QtQuick
 import QtQuick.Controls
-import Corvane
+import Corvane.Internal
 
 // A button that hands the clipboard's text to the library, and then to `onToken`: the install is tracked with
 // the click token that the text holds, when it holds one.
@@ -9,8 +9,8 @@ import Corvane
 //
 // The clipboard is read when the button is pressed, once; until then only the formats on offer are looked at,
 // so that the button can look disabled where there is nothing to paste. Pressed by a pointer, Space or Enter. It
-// follows the application's palette, font and style; `text` may be set, as may everything that a Button has.
-// A host that sets `enabled` itself includes `canPaste`.
+// has the application's palette and font and the paddings of its style, in the shape of a capsule; `text` may be
+// set, as may everything that a Button has. A host that sets `enabled` itself includes `canPaste`.
 Button {
     id: control
 
@@ -29,7 +29,7 @@ Button {
 
     Accessible.role: Accessible.Button
     Accessible.name: control.text
-    Accessible.onPressAction: control.clicked()
+    Accessible.onPressAction: if (control.enabled) control.clicked()
 
     onClicked: source.paste()
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) control.clicked() }
@@ -37,7 +37,9 @@ Button {
 
     contentItem: Text {
         text: control.text
+        textFormat: Text.PlainText
         font: control.font
+        opacity: control.enabled ? 1 : 0.4
         color: control.highlighted ? control.palette.highlightedText : control.palette.buttonText
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
@@ -54,7 +56,7 @@ Button {
         border.color: control.visualFocus ? control.palette.text : Qt.darker(base, 1.2)
     }
 
-    CorvanePasteSource {
+    PasteSource {
         id: source
         onToken: text => control.token(text)
     }

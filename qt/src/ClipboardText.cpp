@@ -14,7 +14,7 @@ QClipboard* applicationClipboard() {
 bool clipboardOffersText() {
   QClipboard* const clipboard = applicationClipboard();
   const QMimeData* const content = clipboard != nullptr ? clipboard->mimeData() : nullptr;
-  return content != nullptr && content->hasText();
+  return content != nullptr && content->hasFormat("text/plain");
 }
 
 std::optional<std::string> clipboardText() {

@@ -1,5 +1,6 @@
 #include "CorvaneQt/QtMainExecutor.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QThread>
@@ -47,7 +48,10 @@ struct QtMainExecutor::State {
 class QtMainExecutor::Receiver : public QObject {
  public:
   Receiver(std::shared_ptr<State> state, QObject* application)
-      : QObject(application), state_(std::move(state)) {}
+      : QObject(application), state_(std::move(state)) {
+    // Before the application's children go: the event dispatcher, which a post wakes, goes before this one.
+    connect(application, &QObject::destroyed, this, [this] { detach(); });
+  }
 
   /// What still waits for it is deleted by ~QObject.
   ~Receiver() override { detach(); }
@@ -56,15 +60,21 @@ class QtMainExecutor::Receiver : public QObject {
     if (event->type() != kCall) return QObject::event(event);
     const auto function = std::move(static_cast<Call*>(event)->function);
     if (!isAttached()) return true;  // refused: `function` dies here
+    // A loop that the function may open sees what was queued before it only when it is woken.
+    QAbstractEventDispatcher::instance()->wakeUp();
+    run(function);
+    return true;
+  }
+
+ private:
+  /// Nothing leaves it: an exception of the handler ends the program here, not in the middle of Qt.
+  void run(const std::function<void()>& function) const noexcept {
     try {
       function();
     } catch (...) {
       state_->handler(std::current_exception());
     }
-    return true;
   }
-
- private:
   void detach() {
     const std::lock_guard lock(state_->mutex);
     if (state_->receiver == this) state_->receiver = nullptr;

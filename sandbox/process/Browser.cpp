@@ -36,7 +36,12 @@ std::string Browser::executable() {
 Browser::Browser(std::filesystem::path profile, Screen screen) : profile_(std::move(profile)) {
   std::filesystem::create_directories(profile_);
   start(screen);
-  beginTab(screen);
+  try {
+    beginTab(screen);
+  } catch (...) {
+    end();
+    throw;
+  }
 }
 
 void Browser::start(Screen screen) {
@@ -73,6 +78,10 @@ void Browser::start(Screen screen) {
 }
 
 Browser::~Browser() {
+  end();
+}
+
+void Browser::end() {
   kill(pid_, SIGTERM);
   waitpid(pid_, nullptr, 0);
   close(pipe_);
@@ -186,7 +195,7 @@ void Browser::send(const json& message) {
   const std::string text = message.dump();
   const std::size_t size = text.size() + 1;  // the NUL ends a message
   for (std::size_t sent = 0; sent < size;) {
-    const ssize_t count = write(pipe_, text.c_str() + sent, size - sent);
+    const ssize_t count = ::send(pipe_, text.c_str() + sent, size - sent, MSG_NOSIGNAL);
     if (count <= 0) throw std::runtime_error("browser: it has gone");
     sent += static_cast<std::size_t>(count);
   }

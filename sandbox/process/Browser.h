@@ -46,6 +46,7 @@ class Browser {
 
  private:
   void start(Screen screen);
+  void end();
   void beginTab(Screen screen);
   /// Goes to the tab once there is one, and there to the browser when the command is the browser's.
   nlohmann::json command(const std::string& method, const nlohmann::json& parameters);

@@ -1,4 +1,5 @@
 #include <stdexcept>
+#include <thread>
 
 #include "client/Application.h"
 
@@ -56,7 +57,22 @@ TEST_F(Paste, TracksTheInstallWithTheTextOfTheFirstItemThatHasOneAndHandsItToThe
   EXPECT_EQ(installs[0]["match"], "deterministic");
 }
 
-TEST_F(Paste, OfATextWithoutATokenOrWithTheSourceNoneStillTracksTheInstall) {
+TEST_F(Paste, OfATextWithoutATokenTracksTheInstallOnce) {
+  const auto client = launch();
+  sandbox.click("summer");
+  paste();
+  std::thread([this] { item->answer("hello"); }).join();
+  EXPECT_EQ(awaitCalls(3), (Lines{"token hello", "attributed", "/offers/7"}));
+  paste();
+  item->answer("");
+  EXPECT_EQ(awaitCalls(1), Lines{"token "});
+  EXPECT_TRUE(client->trackInstallAsync(false).get().attributed());
+  const auto records = sandbox.records();
+  ASSERT_EQ(records["arrivals"].size(), 1U);
+  EXPECT_FALSE(records["installs"][0]["request"].contains("clickId"));
+}
+
+TEST_F(Paste, WithTheSourceNoneTracksTheInstallWithoutTheToken) {
   options.clickTokenSource = CorvaneClickTokenSource::none;
   const auto client = launch();
   const std::string text = sandbox.click("summer").text;
@@ -64,9 +80,6 @@ TEST_F(Paste, OfATextWithoutATokenOrWithTheSourceNoneStillTracksTheInstall) {
   item->answer(text);
   EXPECT_EQ(awaitCalls(3), (Lines{"token " + text, "attributed", "/offers/7"}));
   EXPECT_FALSE(sandbox.records()["installs"][0]["request"].contains("clickId"));
-  paste();
-  item->answer("");
-  EXPECT_EQ(awaitCalls(1), Lines{"token "});
 }
 
 TEST_F(Paste, OfNothingOrOfWhatCannotBeLoadedDoesNothing) {

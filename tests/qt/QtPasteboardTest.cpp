@@ -6,6 +6,7 @@
 
 #include "CorvaneQt/QtMainExecutor.h"
 #include "qt/QtApplication.h"
+#include "qt/WatchedText.h"
 
 namespace corvane::test {
 namespace {
@@ -38,9 +39,12 @@ TEST_F(Pasteboard, ReadsAndEmptiesTheClipboardOnTheMainThread) {
 }
 
 TEST_F(Pasteboard, HoldsNoTextForAThreadThatTheMainThreadWaitsForOrThatOutlivesIt) {
-  QGuiApplication::clipboard()->setText("text");
+  int reads = 0;
+  QGuiApplication::clipboard()->setMimeData(new WatchedText(reads));
   QtPasteboard impatient(std::make_shared<CorvaneQt::QtMainExecutor>(), 10ms);
   EXPECT_EQ(std::async(std::launch::async, [&] { return impatient.string(); }).get(), std::nullopt);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(reads, 0) << "it was read though nobody waited for it any more";
   auto text = read();
   application.reset();
   EXPECT_EQ(text.get(), std::nullopt);

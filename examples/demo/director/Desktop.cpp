@@ -1,5 +1,7 @@
 #include "Desktop.h"
 
+#include <sys/wait.h>
+
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -15,8 +17,8 @@ std::string quoted(const std::string& word) {
   return result + "'";
 }
 
-/// What the program prints, and whether it succeeded.
-std::pair<std::string, bool> run(const std::vector<std::string>& command) {
+/// What the program prints, and its exit status; -1 where it was killed.
+std::pair<std::string, int> run(const std::vector<std::string>& command) {
   std::string line;
   for (const std::string& word : command) line += quoted(word) + " ";
   FILE* const output = popen((line + "2>/dev/null").c_str(), "r");
@@ -25,9 +27,9 @@ std::pair<std::string, bool> run(const std::vector<std::string>& command) {
   std::array<char, 4096> buffer;
   while (const auto size = std::fread(buffer.data(), 1, buffer.size(), output))
     printed.append(buffer.data(), size);
-  const bool succeeded = pclose(output) == 0;
+  const int status = pclose(output);
   while (printed.ends_with('\n')) printed.pop_back();
-  return {std::move(printed), succeeded};
+  return {std::move(printed), WIFEXITED(status) ? WEXITSTATUS(status) : -1};
 }
 
 std::unique_ptr<HostProcess> start(const std::vector<std::string>& words, const Interrupt& interrupt) {
@@ -41,8 +43,8 @@ std::unique_ptr<HostProcess> start(const std::vector<std::string>& words, const 
 }  // namespace
 
 std::string outputOf(const std::vector<std::string>& command) {
-  auto [printed, succeeded] = run(command);
-  if (!succeeded) throw std::runtime_error(command.front() + " failed");
+  auto [printed, status] = run(command);
+  if (status != 0) throw std::runtime_error(command.front() + " failed");
   return printed;
 }
 
@@ -59,8 +61,9 @@ Desktop::Desktop(const Interrupt& interrupt)
 }
 
 std::string Desktop::awaitWindow(const std::string& title) const {
-  const std::string found =
-      outputOf({"timeout", "60", "xdotool", "search", "--sync", "--onlyvisible", "--name", title});
+  const auto [found, status] =
+      run({"timeout", "60", "xdotool", "search", "--sync", "--onlyvisible", "--name", title});
+  if (status != 0) throw std::runtime_error("no window appears whose title holds " + title);
   return found.substr(0, found.find('\n'));
 }
 
@@ -77,11 +80,21 @@ void Desktop::closeWindow(const std::string& window) const {
 
 void Desktop::keepPicture(const std::string& window, const std::filesystem::path& file) const {
   outputOf({"xdotool", "windowactivate", "--sync", window});
-  outputOf({"import", "-window", window, file});
+  // Two pictures in a row that are the same, pixel by pixel: nothing fades or moves any more.
+  std::string before, now;
+  for (int tries = 0; before.empty() || now != before; ++tries) {
+    if (tries == 100) throw std::runtime_error("the window never comes to rest");
+    before = now;
+    outputOf({"import", "-window", window, file});
+    now = outputOf({"identify", "-format", "%#", file});
+  }
 }
 
 std::string Desktop::clipboard() const {
-  return run({"timeout", "10", "xclip", "-selection", "clipboard", "-out"}).first;
+  const auto [text, status] = run({"timeout", "10", "xclip", "-selection", "clipboard", "-out"});
+  constexpr int timedOut = 124;
+  if (status == timedOut) throw std::runtime_error("the clipboard's owner does not answer");
+  return text;  // of a clipboard without text xclip says by another status that there is none
 }
 
 }  // namespace corvane::demo

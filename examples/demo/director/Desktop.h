@@ -26,7 +26,7 @@ class Desktop {
   /// Asks the window to close, as its frame's button does.
   void closeWindow(const std::string& window) const;
 
-  /// Waits until nothing changes on the screen, and keeps what the window shows as a PNG file.
+  /// Waits until nothing changes in the window, and keeps what it shows as a PNG file.
   void keepPicture(const std::string& window, const std::filesystem::path& file) const;
 
   /// The clipboard's text; empty where it holds none.

@@ -90,6 +90,7 @@ class Visit {
     desktop_.press(x, y, shopWindow_);
     const json install = awaitInstall(stage_, pressed);
     shop_->waitFor("shop: screen product 7");
+    shop_->waitFor("shop: buy button at");
     keepPicture(shopWindow_, "shop-product.png");
     stage_.newRecords();
     narrator_.check("the install was attributed to that very click",

@@ -20,6 +20,10 @@ inline QString toQString(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
+inline QString toQString(const char* text) {
+  return QString::fromUtf8(text);
+}
+
 inline QString toQString(const std::string& text) {
   return QString::fromStdString(text);
 }

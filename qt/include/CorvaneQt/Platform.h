@@ -11,7 +11,8 @@ namespace CorvaneQt {
 ///
 ///   Corvane::setPlatform(CorvaneQt::platform());
 ///
-/// Pages that `import Corvane` need no more than that this module is linked.
+/// A `CorvanePasteButton` needs it too, or a platform of the host's own whose main executor is the
+/// application's thread: its `onToken` comes from there.
 CorvanePlatform platform();
 
 /// Registers the QML module `Corvane` with its type `CorvanePasteButton`. It happens by itself when the

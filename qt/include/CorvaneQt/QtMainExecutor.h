@@ -25,8 +25,8 @@ class QtMainExecutor final : public CorvaneExecutor {
  public:
   using ExceptionHandler = std::function<void(std::exception_ptr)>;
 
-  /// On the thread of the application object, while there is one; throws `std::logic_error` otherwise. The
-  /// handler may throw no more than the callback could: what leaves it ends the program.
+  /// On the thread of the application object, while there is one; throws `std::logic_error` otherwise. What
+  /// the handler throws itself ends the program.
   explicit QtMainExecutor(ExceptionHandler handler = {});
   /// On any thread. What waits is destroyed, on the main thread.
   ~QtMainExecutor() override;
