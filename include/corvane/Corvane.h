@@ -130,8 +130,8 @@ class CORVANE_API Corvane {
 
   /// Handles the URL that opened the running application, when it is a tracking link: true means that it is
   /// one and that its handling has begun, false that it is not one and that nothing else will happen. Sends
-  /// and stores nothing itself. Never fails; a URL of up to 64 KiB takes microseconds, a longer one is no
-  /// link.
+  /// and stores nothing itself. Never fails. A URL of an ordinary length takes microseconds, one of 64 KiB at
+  /// most a millisecond; a longer one is no link.
   ///
   /// The link is recorded by the backend or, while consent is required and missing, only looked up. It
   /// becomes `lastDeepLink()` and reaches the host through `onLink` with source `reengagement`. Where the
@@ -142,7 +142,7 @@ class CORVANE_API Corvane {
   /// that is or is below one of `linkDomains`, where there are any. White space around the text is dropped.
   /// What the RFC does not allow is percent-encoded first, as campaign links hold unexpanded macros and free
   /// text; then the URL is read, its segments split at "/" and decoded. Empty segments are skipped. A first
-  /// segment that is then "." or "..", holds "/" or "", or is not UTF-8 is no slug. "+" stays "+".
+  /// segment that is then "." or "..", holds "/" or "\", or is not UTF-8 is no slug. "+" stays "+".
   ///
   /// | text                                         | handled | host            | slug       | path item  |
   /// |----------------------------------------------|---------|-----------------|------------|------------|
@@ -155,7 +155,7 @@ class CORVANE_API Corvane {
   /// | `shop:///abc`, `shop:abc`                    | yes     | none            | `abc`      |            |
   /// | `shop://open/abc`                            | yes     | `open`          | `abc`      |            |
   /// | `https://go.example`, `https://go.example//` | no      |                 |            |            |
-  /// | `https://go.example/%2e%2E/abc`, `…/a%2Fb`   | no      |                 |            |            |
+  /// | `https://go.example/%2e%2E/abc`, `…/a%2Fb`, `…/a%5Cb` | no |             |            |            |
   /// | `https://go.example/%FF`                     | no      |                 |            |            |
   /// | `go.example/summer`, `/summer`, ``           | no      |                 |            |            |
   ///
@@ -170,10 +170,11 @@ class CORVANE_API Corvane {
   ///
   /// An event that fails, for whatever reason, is kept in the preferences file with the key that it was sent
   /// with, and goes to `onError`. The next success, `configure`, a grant and a counted install send what is
-  /// kept again, so that the backend records each event once. At most 100 are kept; beyond that the oldest
-  /// go. An event that has no JSON form, as its value is not finite or a text is not UTF-8, fails and is not
-  /// kept. While consent is required and missing, events are dropped. What is in flight when the process
-  /// exits is kept; when it is killed, what has failed by then is.
+  /// kept again, so that the backend records each event once. At most 100 are kept, and of those no more than
+  /// 4 MiB; beyond that the oldest go, and a single event larger than that is not kept. An event that has no
+  /// JSON form, as its value is not finite or a text is not UTF-8, fails and is not kept. While consent is
+  /// required and missing, events are dropped. What is in flight when the process exits is kept; when it is
+  /// killed, what has failed by then is.
   void trackEvent(std::string_view name, std::optional<double> value = std::nullopt,
                   std::optional<std::string_view> currency = std::nullopt);
 

@@ -54,11 +54,13 @@ void Corvane::setPlatform(CorvanePlatform platform) {
 }
 
 void Corvane::resetForTesting() {
-  const auto defaults = corvane::standardStores(corvane::currentPlatform().get()).defaults;
+  const auto stores = corvane::standardStores(corvane::currentPlatform().get());
+  // What waits in memory for the file goes too.
+  stores.eventQueue->clear();
   const auto full = [](std::string_view key) { return std::string(keys::prefix) + "." + std::string(key); };
   for (const auto key : {keys::installTracked, keys::deferredRouted, keys::lastAttribution, keys::eventQueue,
                          keys::consentSet, keys::consentGranted, keys::deviceId})
-    defaults->removeObjectForKey(full(key));
+    stores.defaults->removeObjectForKey(full(key));
   corvane::writeToStandardOutput(
       "[Corvane] Reset for testing — next launch will send a fresh install event\n");
 }

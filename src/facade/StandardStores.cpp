@@ -26,7 +26,10 @@ struct Current {
 Current& current() {
   static Current* const made = [] {
     platform::runAtExit([] {
-      if (const auto stores = current().get(); stores.eventQueue) stores.eventQueue->writePending();
+      const auto stores = current().get();
+      if (!stores.eventQueue) return;
+      stores.defaults->waitForHolderAgain();
+      stores.eventQueue->writePending();
     });
     return new Current();
   }();

@@ -36,10 +36,8 @@ bool DeepLinkHandling::handleDeepLink(std::string_view url) {
 CorvaneTask<CorvaneDeepLink> DeepLinkHandling::handleDeepLinkAsync(std::string_view url) {
   auto state = std::make_shared<TaskState<CorvaneDeepLink>>(c.core->mainThread());
   if (auto parsed = accept(url)) {
-    Body<CorvaneDeepLink> body = [weak = weak_from_this(),
+    Body<CorvaneDeepLink> body = [self = shared_from_this(),
                                   link = *std::move(parsed)]() -> asio::awaitable<CorvaneDeepLink> {
-      const auto self = weak.lock();
-      if (!self) throw CorvaneCancellationError();
       co_return co_await self->handle(link);
     };
     start(c.api.background, state, std::move(body));

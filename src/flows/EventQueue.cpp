@@ -28,9 +28,11 @@ asio::awaitable<void> EventQueue::resend(std::shared_ptr<const Claim> snapshot, 
     if (delivered) {
       storage->remove(entry.id);
     } else {
+      snapshot->noteFailure(entry.id);
       logger.debug([&] { return "Queued event " + entry.request.name + " still failing"; });
     }
   }
+  if (snapshot->release()) flush(api);
 }
 
 asio::awaitable<bool> EventQueue::deliver(const Entry& entry, const CorvaneAPI& api) const {

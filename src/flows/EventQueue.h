@@ -22,8 +22,8 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
   /// own id; delivered ones are removed. Nothing is reported to the host.
   ///
   /// Does not wait for another flush, and leaves out what another is sending, so that an entry which
-  /// keeps failing costs one post at a time however often a flush is started:
-  /// docs/adr/0008-an-entry-is-sent-by-one-flush.md.
+  /// keeps failing costs one post at a time however often a flush is started. The other tries once more at
+  /// its end what had failed already when it was left out: docs/adr/0008-an-entry-is-sent-by-one-flush.md.
   void flush(const CorvaneAPI& api);
 
   /// Adds one entry; completes when it is stored. To be awaited on the background thread.

@@ -13,19 +13,21 @@ void EventQueueChanges::add(StoredEvent event) {
 }
 
 void EventQueueChanges::remove(const std::string& id) {
-  const auto addedHere = std::erase_if(added_, [&](const StoredEvent& event) { return event.id == id; });
-  if (addedHere == 0 && !cleared_) removed_.insert(id);
+  std::erase_if(added_, [&](const StoredEvent& event) { return event.id == id; });
+  removed_.insert(id);
 }
 
 void EventQueueChanges::clear() {
   cleared_ = true;
-  removed_.clear();
   added_.clear();
 }
 
 StoredEvents EventQueueChanges::appliedTo(StoredEvents events) const {
   if (cleared_) events.clear();
-  std::erase_if(events, [&](const StoredEvent& event) { return removed_.contains(event.id); });
+  std::erase_if(events, [&](const StoredEvent& event) {
+    return removed_.contains(event.id) ||
+           std::ranges::find(added_, event.id, &StoredEvent::id) != added_.end();
+  });
   if (added_.empty()) return events;
   events.insert(events.end(), added_.begin(), added_.end());
   pushOutOldest(events);

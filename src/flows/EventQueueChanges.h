@@ -29,6 +29,8 @@ struct EventQueueBounds {
 /// What is still to be done to the stored queue, as a value: to whatever the queue holds by then, it removes,
 /// then adds. So it can wait for a file that somebody else holds, and be merged with what others wrote.
 ///
+/// Applied twice it says the same: of a write that failed nobody knows whether it went through.
+///
 /// It holds no more entries than a queue may, as more of them would push each other out.
 class EventQueueChanges {
  public:

@@ -42,8 +42,23 @@ EventQueueStorage::Claim::Claim(std::shared_ptr<EventQueueStorage> storage, Even
     : storage_(std::move(storage)), entries_(std::move(entries)) {}
 
 EventQueueStorage::Claim::~Claim() {
+  release();
+}
+
+void EventQueueStorage::Claim::noteFailure(const std::string& id) const {
   const std::lock_guard guard(storage_->lock);
-  for (const EventQueueEntry& entry : entries_) storage_->beingSent_.erase(entry.id);
+  storage_->beingSent_[id].failed = true;
+}
+
+bool EventQueueStorage::Claim::release() const {
+  if (released_.exchange(true)) return false;
+  bool wantedAgain = false;
+  const std::lock_guard guard(storage_->lock);
+  for (const EventQueueEntry& entry : entries_) {
+    const auto attempt = storage_->beingSent_.extract(entry.id);
+    wantedAgain |= attempt && attempt.mapped().wantedAgain;
+  }
+  return wantedAgain;
 }
 
 EventQueueStorage::EventQueueStorage(std::shared_ptr<FlagStore> store_, std::shared_ptr<DataUpdates> updates_,
@@ -59,10 +74,17 @@ std::shared_ptr<const EventQueueStorage::Claim> EventQueueStorage::claim() {
   {
     const std::lock_guard guard(lock);
     entries = load();
-    std::erase_if(entries, [&](const EventQueueEntry& entry) { return beingSent_.contains(entry.id); });
-    for (const EventQueueEntry& entry : entries) beingSent_.insert(entry.id);
+    std::erase_if(entries, [&](const EventQueueEntry& entry) { return isBeingSent(entry.id); });
+    for (const EventQueueEntry& entry : entries) beingSent_.emplace(entry.id, Attempt());
   }
   return std::make_shared<const Claim>(shared_from_this(), std::move(entries));
+}
+
+bool EventQueueStorage::isBeingSent(const std::string& id) {
+  const auto attempt = beingSent_.find(id);
+  if (attempt == beingSent_.end()) return false;
+  attempt->second.wantedAgain |= attempt->second.failed;
+  return true;
 }
 
 asio::awaitable<void> EventQueueStorage::enqueue(EventQueueEntry entry, Background& background) {

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <boost/asio/awaitable.hpp>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,8 @@ class EventQueueStorage : public std::enable_shared_from_this<EventQueueStorage>
   static constexpr std::size_t maxItems = 100;
   static constexpr std::size_t maxBytes = std::size_t{4} << 20;
 
-  /// Entries that one flush is sending. Until it is destroyed, no other flush of this process is given them.
+  /// Entries that one flush is sending. Until it is released or destroyed, no other flush of this process is
+  /// given them.
   class Claim {
    public:
     Claim(std::shared_ptr<EventQueueStorage> storage, EventQueueEntries entries);
@@ -43,9 +45,16 @@ class EventQueueStorage : public std::enable_shared_from_this<EventQueueStorage>
 
     const EventQueueEntries& entries() const { return entries_; }
 
+    /// Says that this entry was tried, and is still to be delivered.
+    void noteFailure(const std::string& id) const;
+    /// Lets the entries go. True when another flush came for one of them after it had failed, and went away
+    /// without it: the holder of the claim owes it another attempt.
+    bool release() const;
+
    private:
     std::shared_ptr<EventQueueStorage> storage_;
     EventQueueEntries entries_;
+    mutable std::atomic<bool> released_ = false;
   };
 
   EventQueueStorage(std::shared_ptr<FlagStore> store, std::shared_ptr<DataUpdates> updates, std::string key);
@@ -70,6 +79,7 @@ class EventQueueStorage : public std::enable_shared_from_this<EventQueueStorage>
  private:
   // The caller holds `lock`.
   EventQueueEntries load() const;
+  bool isBeingSent(const std::string& id);
   void save();
 
   StoredEvents read(const std::optional<std::string>& bytes) const;
@@ -82,7 +92,11 @@ class EventQueueStorage : public std::enable_shared_from_this<EventQueueStorage>
   std::mutex lock;
   EventQueueChanges pending_{{.items = maxItems, .bytes = maxBytes}};
   std::vector<std::function<void()>> waitingToBeStored_;
-  std::set<std::string> beingSent_;
+  struct Attempt {
+    bool failed = false;
+    bool wantedAgain = false;
+  };
+  std::map<std::string, Attempt> beingSent_;
   /// What was written last, and what it says, so that it need not be read again.
   std::optional<std::string> lastBytes_;
   StoredEvents lastEvents_;

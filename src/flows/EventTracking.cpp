@@ -29,10 +29,8 @@ asio::awaitable<void> EventTracking::discardOutcome(Weak weak, Event event) {
 
 CorvaneTask<CorvaneEventResult> EventTracking::trackEventAsync(Event event) {
   auto state = std::make_shared<TaskState<CorvaneEventResult>>(c.core->mainThread());
-  Body<CorvaneEventResult> body = [weak = weak_from_this(),
+  Body<CorvaneEventResult> body = [self = shared_from_this(),
                                    event = std::move(event)]() -> asio::awaitable<CorvaneEventResult> {
-    const auto self = weak.lock();
-    if (!self) throw CorvaneCancellationError();
     co_return co_await self->track(event);
   };
   start(c.api.background, state, std::move(body));

@@ -121,6 +121,8 @@ std::optional<PreferenceValue> PreferencesConnection::read(std::string_view key)
   const StatementUse use(select_.get());
   bindText(select_.get(), 1, key);
   const int code = sqlite3_step(select_.get());
+  // A value that nobody here has written: it reads as absent, and may be replaced.
+  if (code == SQLITE_TOOBIG) return std::nullopt;
   check(code);
   return code == SQLITE_ROW ? columnValue(select_.get()) : std::nullopt;
 }

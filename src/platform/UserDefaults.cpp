@@ -180,6 +180,11 @@ bool UserDefaults::updateData(std::string_view key, const DataChange& change) {
   return done;
 }
 
+void UserDefaults::waitForHolderAgain() {
+  const std::lock_guard lock(mutex_);
+  onlyTryUntil_ = {};
+}
+
 bool UserDefaults::synchronize() {
   const auto entered = Clock::now();
   std::unique_lock lock(mutex_);

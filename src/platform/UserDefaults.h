@@ -62,6 +62,9 @@ class UserDefaults {
   /// Waits the full 200 ms for another holder, whatever happened before.
   bool synchronize();
 
+  /// The next access waits for a process that holds the file, even if one before it waited in vain.
+  void waitForHolderAgain();
+
   /// `synchronize` for every object of the process: the last chance of what waits, at its end. Costs nothing
   /// where nothing waits.
   static void synchronizeAll();

@@ -156,6 +156,20 @@ TEST_F(Application, APlaceThatCannotBeWrittenIsSaidOnceAndCostsNothingElse) {
   EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_granted"));
 }
 
+TEST_F(ApplicationWithBackend, AResetReachesTheEventsThatLiveInMemoryOnly) {
+  platform.preferencesFile = "/proc/no such place/preferences.sqlite";
+  Corvane::setPlatform(platform);
+  auto client = launch();
+  sandbox.faults({{"path", "/v1/events"}, {"status", 503}, {"times", 3}});
+  client->trackEvent("before");
+  awaitCalls(1);
+  Corvane::resetForTesting();
+  client = launch();
+  client->trackEventAsync("after").get();
+  client->trackEventAsync("last").get();
+  for (const auto& event : sandbox.records()["events"]) EXPECT_NE(event["request"]["name"], "before");
+}
+
 TEST_F(Application, WithoutProvidersThePlatformsServicesAnswerNoAndSaySo) {
   CapturedOutput output;
   const auto client = launch();

@@ -108,14 +108,16 @@ TEST_F(DeepLink, ThatIsNotOursIsLeftAlone) {
                    "[Corvane] [DEBUG] Not a Corvane link — ignoring: no\\nURL"}));
 }
 
-TEST_F(DeepLink, OfAClientThatIsGoneDoesNothing) {
+TEST_F(DeepLink, OfAClientThatIsGoneIsHandledOnlyWhereSomebodyHoldsATask) {
   auto flow = makeFlow();
   EXPECT_TRUE(flow->handleDeepLink(kURL));
-  const auto task = flow->handleDeepLinkAsync(kURL);
   flow.reset();
   run();
   EXPECT_TRUE(http->sent.empty());
-  EXPECT_THROW(task.get(), CorvaneCancellationError);
+  http->answer(500, "");
+  const auto task = makeFlow()->handleDeepLinkAsync(kURL);
+  run();
+  EXPECT_EQ(task.get().path(), "/sale");
 }
 
 }  // namespace

@@ -98,6 +98,35 @@ TEST_F(Queue, AFlushLeavesOutWhatAnotherIsSendingAndTheNextTriesItAgain) {
   EXPECT_EQ(sentKeys().at(4), "A");
 }
 
+TEST_F(Queue, AFlushTriesOnceMoreWhatHadFailedWhenAnotherCame) {
+  flags->setData(kStored, kKey);
+  queue->flush(api);
+  http->answer(500, "");
+  background->run();
+  EXPECT_EQ(sentKeys(), (Lines{"A", "B"}));
+  queue->flush(api);
+  for (int i = 0; i < 3; ++i) http->answer(200, "");
+  background->run();
+  EXPECT_EQ(sentKeys(), (Lines{"A", "B", "C", "A"}));
+  EXPECT_EQ(storedIds(), Lines());
+}
+
+TEST(QueueChanges, AppliedTwiceSayTheSame) {
+  EventQueueChanges changes({.items = 3, .bytes = 100});
+  const StoredEvents before{{"A", "a"}, {"B", "b"}};
+  changes.add({"C", "c"});
+  changes.add({"D", "d"});
+  changes.remove("B");
+  const StoredEvents once = changes.appliedTo(before);
+  EXPECT_EQ(once, (StoredEvents{{"A", "a"}, {"C", "c"}, {"D", "d"}}));
+  EXPECT_EQ(changes.appliedTo(once), once);
+  // The write went through unseen, and then the event was delivered.
+  changes.remove("C");
+  EXPECT_EQ(changes.appliedTo(once), (StoredEvents{{"A", "a"}, {"D", "d"}}));
+  changes.clear();
+  EXPECT_EQ(changes.appliedTo(once), StoredEvents());
+}
+
 TEST_F(Queue, ADenialDuringAFlushEmptiesItForGood) {
   flags->setData(kStored, kKey);
   queue->flush(api);

@@ -122,5 +122,27 @@ TEST_F(Events, ThatAreCancelledOrCutOffByTheExitAreQueued) {
   EXPECT_EQ(flags->updates, 1) << "what the exit fails is stored in one transaction";
 }
 
+TEST_F(Events, AreStoredBeforeTheHostHearsOfTheirFailure) {
+  struct Witness : test::ManualExecutor {
+    void post(std::function<void()> function) override {
+      storedThen = flags->dataForKey("event_queue").has_value();
+      ManualExecutor::post(std::move(function));
+    }
+    std::shared_ptr<FlagStore> flags;
+    bool storedThen = false;
+  };
+  const auto witness = std::make_shared<Witness>();
+  witness->flags = flags;
+  core = std::make_shared<ClientCore>(MainThread(witness), std::nullopt);
+  core->onError([](const std::exception&) {});
+  auto flow = makeFlow();
+  flow->trackEventAsync({.name = "purchase", .value = std::nullopt, .currency = std::nullopt});
+  flow.reset();
+  http->answer(500, "");
+  run();
+  EXPECT_TRUE(witness->storedThen);
+  EXPECT_EQ(stored().size(), 1U) << "an awaitable event needs no client";
+}
+
 }  // namespace
 }  // namespace corvane
