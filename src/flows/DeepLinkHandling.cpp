@@ -19,7 +19,7 @@ CorvaneDeepLink urlOnlyLink(const ParsedLink& parsed) {
 }  // namespace
 
 bool DeepLinkHandling::handleDeepLink(std::string_view url) {
-  auto parsed = accept(url);
+  auto parsed = parseLinkURL(url, c.linkDomains);
   if (!parsed) {
     c.logger.debug([&] {
       const auto read = readOutsideURL(url);
@@ -35,7 +35,7 @@ bool DeepLinkHandling::handleDeepLink(std::string_view url) {
 
 CorvaneTask<CorvaneDeepLink> DeepLinkHandling::handleDeepLinkAsync(std::string_view url) {
   auto state = std::make_shared<TaskState<CorvaneDeepLink>>(c.core->mainThread());
-  if (auto parsed = accept(url)) {
+  if (auto parsed = parseLinkURL(url, c.linkDomains)) {
     Body<CorvaneDeepLink> body = [self = shared_from_this(),
                                   link = *std::move(parsed)]() -> asio::awaitable<CorvaneDeepLink> {
       co_return co_await self->handle(link);
@@ -45,12 +45,6 @@ CorvaneTask<CorvaneDeepLink> DeepLinkHandling::handleDeepLinkAsync(std::string_v
     state->complete(CorvaneError::notACorvaneURL());
   }
   return CorvaneTask<CorvaneDeepLink>(state);
-}
-
-std::optional<ParsedLink> DeepLinkHandling::accept(std::string_view url) const {
-  auto parsed = parseLinkURL(url);
-  if (parsed && !matchesLinkDomains(parsed->host, c.linkDomains)) parsed.reset();
-  return parsed;
 }
 
 asio::awaitable<void> DeepLinkHandling::reportFailure(Weak weak, ParsedLink parsed) {

@@ -33,7 +33,6 @@ class DeepLinkHandling : public std::enable_shared_from_this<DeepLinkHandling> {
  private:
   using Weak = std::weak_ptr<DeepLinkHandling>;
 
-  std::optional<ParsedLink> accept(std::string_view url) const;
   static boost::asio::awaitable<void> reportFailure(Weak weak, ParsedLink parsed);
   boost::asio::awaitable<CorvaneDeepLink> handle(ParsedLink parsed);
   boost::asio::awaitable<CorvaneDeepLink> resolve(const ParsedLink& parsed) const;

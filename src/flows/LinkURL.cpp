@@ -37,9 +37,10 @@ std::optional<std::string> lastPathItemIn(std::string_view query) {
 
 }  // namespace
 
-std::optional<ParsedLink> parseLinkURL(std::string_view text) {
+std::optional<ParsedLink> parseLinkURL(std::string_view text, const std::vector<std::string>& domains) {
   auto url = readOutsideURL(text);
-  if (!url) return std::nullopt;
+  // Most URLs that an application opens are not links; the host tells soonest.
+  if (!url || !matchesLinkDomains(url->host, domains)) return std::nullopt;
   auto slug = slugIn(url->path());
   if (!slug) return std::nullopt;
   auto path = lastPathItemIn(url->query());
