@@ -159,7 +159,7 @@ class CORVANE_API Corvane {
   /// | `https://go.example/%FF`                     | no      |                 |            |            |
   /// | `go.example/summer`, `/summer`, ``           | no      |                 |            |            |
   ///
-  /// (Without `linkDomains`: with some, a link without a host is none of theirs.)
+  /// (Blank: there is none. Without `linkDomains`: with some, a link without a host is none of theirs.)
   bool handleDeepLink(std::string_view url);
 
   /// The same; the task gives the link when `onLink` has returned, or fails with

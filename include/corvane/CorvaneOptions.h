@@ -26,7 +26,8 @@ struct CorvaneOptions {
 
   CorvaneRetryPolicy retryPolicy = CorvaneRetryPolicy::default_;
 
-  /// The hosts whose URLs are tracking links, sub-domains included, in any letter case. Empty: every host.
+  /// The hosts whose URLs are tracking links, sub-domains included, in any letter case. Empty: every host,
+  /// and URLs without one. Name them where the application opens URLs of its own, too.
   std::vector<std::string> linkDomains = {};
 
   /// Whether `configure`, and `setConsent(true)`, track the install by themselves.

@@ -90,6 +90,7 @@ bool EventQueueStorage::isBeingSent(const std::string& id) {
 asio::awaitable<void> EventQueueStorage::enqueue(EventQueueEntry entry, Background& background) {
   auto event = storedFormOf(entry);
   if (!event) co_return;
+  // `resume` lets this task go on; `storeAndResume` calls it, with those of all that came before the write.
   std::function<void(std::function<void()>)> start = [&](std::function<void()> resume) {
     bool first = false;
     {

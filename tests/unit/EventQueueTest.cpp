@@ -138,6 +138,16 @@ TEST_F(Queue, ADenialDuringAFlushEmptiesItForGood) {
   EXPECT_EQ(flags->dataForKey(kKey), std::nullopt);
 }
 
+TEST_F(Queue, StoresWhatFailsWhenTheBackgroundTakesNoMoreWork) {
+  spawn(background, [this]() -> boost::asio::awaitable<void> {
+    background->refusing = true;
+    EventQueue::Entry entry{.id = "A", .request = {.identifier = "app", .name = "n"}};
+    co_await queue->enqueue(std::move(entry), *background);
+  });
+  background->run();
+  EXPECT_EQ(storedIds(), Lines{"A"});
+}
+
 TEST_F(Queue, TheOldestMakesRoomAtTheCostOfOneWrite) {
   for (int i = 0; i < 101; ++i) enqueue(std::to_string(i));
   EXPECT_EQ(flags->updates, 101);

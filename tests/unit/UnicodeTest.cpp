@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
+
 #include "foundation/URL.h"
 #include "foundation/UUID.h"
 
@@ -16,6 +19,16 @@ TEST(Trimming, RemovesUnicodeWhiteSpaceAndLineBreaksAtBothEnds) {
   // U+200B is no white space, a control character is none, and what is not UTF-8 stays.
   for (const char* kept : {"\xE2\x80\x8Bk\xE2\x80\x8B", "\x01k\x1F", "\x80k\x85", "\xE2\x80", "\xC2 x"})
     EXPECT_EQ(trimmed(kept), kept);
+}
+
+TEST(LetterCase, IsTheSameUnderALocaleWithRulesOfItsOwn) {
+  setenv("LC_ALL", "tr_TR.UTF-8", 1);
+  std::setlocale(LC_ALL, "");
+  EXPECT_EQ(uppercased("i"), "I");
+  EXPECT_EQ(uppercased("i\u00e9\u00df\ufb01"), "I\u00c9SSFI");
+  EXPECT_EQ(lowercased("I\u00c9"), "i\u00e9");
+  std::setlocale(LC_ALL, "C");
+  unsetenv("LC_ALL");
 }
 
 TEST(UUID, IsRandomVersion4InUpperCase) {

@@ -123,6 +123,14 @@ long HostProcess::count(std::string_view text) const {
                        [text](const std::string& line) { return line.find(text) != line.npos; });
 }
 
+bool HostProcess::printedInOrder(std::string_view first, std::string_view second) const {
+  const auto holds = [](std::string_view text) {
+    return [text](const std::string& line) { return line.find(text) != line.npos; };
+  };
+  const auto found = std::find_if(lines_.begin(), lines_.end(), holds(first));
+  return std::find_if(found, lines_.end(), holds(second)) != lines_.end();
+}
+
 const std::string& HostProcess::lastLine(std::string_view text) const {
   const auto last = std::find_if(lines_.rbegin(), lines_.rend(),
                                  [text](const std::string& line) { return line.find(text) != line.npos; });

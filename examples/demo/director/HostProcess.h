@@ -39,6 +39,8 @@ class HostProcess {
 
   /// How many of the lines so far hold `text`.
   long count(std::string_view text) const;
+  /// Whether a line that holds `first` was printed before one that holds `second`.
+  bool printedInOrder(std::string_view first, std::string_view second) const;
   /// The latest line that holds `text`; throws where there is none.
   const std::string& lastLine(std::string_view text) const;
 
