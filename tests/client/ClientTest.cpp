@@ -167,7 +167,8 @@ TEST_F(ApplicationWithBackend, AResetReachesTheEventsThatLiveInMemoryOnly) {
   client = launch();
   client->trackEventAsync("after").get();
   client->trackEventAsync("last").get();
-  for (const auto& event : sandbox.records()["events"]) EXPECT_NE(event["request"]["name"], "before");
+  const json records = sandbox.records();
+  for (const json& event : records["events"]) EXPECT_NE(event["request"]["name"], "before");
 }
 
 TEST_F(Application, WithoutProvidersThePlatformsServicesAnswerNoAndSaySo) {
