@@ -8,7 +8,8 @@ enum class CorvaneClickTokenSource {
   /// read.
   /// Goes with `autoTrackInstall` off: an automatic run would be counted before the user can paste.
   pasteButton,
-  /// The library reads the pasteboard on the first launch, and takes a text that the host hands in.
+  /// The library reads the pasteboard whenever it tracks the install by itself, until a campaign's link was
+  /// routed; and it takes a text that the host hands in.
   automatic,
   /// No token at all; a text that is handed in is ignored.
   none,

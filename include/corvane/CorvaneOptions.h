@@ -34,7 +34,8 @@ struct CorvaneOptions {
   bool autoTrackInstall = true;
 
   /// With `pasteButton`, set `autoTrackInstall` to false: an automatic run would be counted before the user
-  /// can paste. With `automatic` the pasteboard is emptied only when it holds a click token.
+  /// can paste. With `automatic` the pasteboard is emptied only when it, or a text that is
+  /// handed in, holds a click token.
   CorvaneClickTokenSource clickTokenSource = CorvaneClickTokenSource::automatic;
 
   /// Whether counting and recording wait for `Corvane::setConsent(true)`.

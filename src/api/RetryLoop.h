@@ -33,8 +33,8 @@ struct RetryLoop {
   struct Attempt;
 
   boost::asio::awaitable<Attempt> attempt(const URLRequest& request) const;
-  double delayAfter(const Attempt& outcome, std::int64_t number) const;
-  void logRetry(const Attempt& outcome, const URLRequest& request, std::int64_t number, double delay) const;
+  double delayAfter(const Attempt& tried, std::int64_t number) const;
+  void logRetry(const Attempt& tried, const URLRequest& request, std::int64_t number, double delay) const;
   boost::asio::awaitable<bool> mayGoOnAfter(double delay) const;
 };
 

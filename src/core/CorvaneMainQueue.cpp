@@ -7,8 +7,6 @@
 #include <mutex>
 #include <utility>
 
-#include "corvane/CorvanePasteboard.h"
-
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -23,7 +21,6 @@ std::uint64_t currentThread() {
 }  // namespace
 
 CorvaneExecutor::~CorvaneExecutor() = default;
-CorvanePasteboard::~CorvanePasteboard() = default;
 
 /// The lock guards every field; functions run, are copied and die outside it.
 struct CorvaneMainQueue::State {

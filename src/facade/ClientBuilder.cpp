@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "corvane/CorvaneMainQueue.h"
+#include "facade/CurrentPlatform.h"
 #include "facade/StandardStores.h"
 #include "flows/ClickToken.h"
 #include "foundation/APIBaseURL.h"
@@ -40,10 +40,6 @@ std::optional<CorvaneAttribution> storedAttribution(const FlagStore& store) {
 }
 
 }  // namespace
-
-std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& machine) {
-  return machine.mainExecutor ? machine.mainExecutor : CorvaneMainQueue::main();
-}
 
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
                                              const CorvanePlatform& machine) {

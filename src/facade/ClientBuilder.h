@@ -9,9 +9,6 @@
 
 namespace corvane {
 
-/// The main executor that `machine` names, or the library's own queue.
-std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& machine);
-
 /// Puts a client together: the composition root, the one place where the flows meet the platform. Reads and
 /// writes the preferences, sends nothing, cannot fail.
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,

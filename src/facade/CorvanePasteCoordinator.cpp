@@ -6,7 +6,6 @@
 
 #include "corvane/Corvane.h"
 #include "facade/Client.h"
-#include "facade/ClientBuilder.h"
 #include "facade/CurrentPlatform.h"
 #include "foundation/AnsweredOnce.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "corvane/CorvanePlatform.h"
 #include "facade/SharedSlot.h"
 
@@ -8,5 +10,8 @@ namespace corvane {
 /// What `Corvane::setPlatform` named last. Never destroyed: a host may use the library while static objects
 /// die.
 SharedSlot<CorvanePlatform>& currentPlatform();
+
+/// The main executor that `machine` names, or the library's own queue.
+std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& machine);
 
 }  // namespace corvane

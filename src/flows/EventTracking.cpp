@@ -1,7 +1,6 @@
 #include "flows/EventTracking.h"
 
 #include <utility>
-#include <variant>
 
 #include "core/Operation.h"
 #include "foundation/UUID.h"

@@ -30,9 +30,9 @@ class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
   explicit InstallTracking(Collaborators collaborators) : c(std::move(collaborators)) {}
 
   void trackInstall(bool force);
-  void trackInstall(std::string clickToken, bool force);
+  void trackInstall(std::string text, bool force);
   CorvaneTask<CorvaneAttribution> trackInstallAsync(bool force);
-  CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string clickToken, bool force);
+  CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string text, bool force);
 
  private:
   using Token = std::optional<std::string>;

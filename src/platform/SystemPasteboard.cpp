@@ -1,5 +1,7 @@
 #include "platform/SystemPasteboard.h"
 
+CorvanePasteboard::~CorvanePasteboard() = default;
+
 namespace corvane::platform {
 
 std::optional<std::string> SystemPasteboard::string() const {

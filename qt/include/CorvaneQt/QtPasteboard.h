@@ -17,9 +17,9 @@ namespace CorvaneQt {
 /// or is gone, there is no text. So a main thread that waits for the library holds up the library's other
 /// work once, for that long, and nothing stands still. `clear` does not wait.
 ///
-/// With `clickTokenSource` `automatic` the library reads it once, at the first launch: where the event loop
-/// does not run by then, that install goes without its click token for good. Call `configure` after what
-/// takes long.
+/// With `clickTokenSource` `automatic` the library reads it before it reports the install: where the event
+/// loop does not run by then, that install goes without its click token for good. Call `configure` after
+/// what takes long.
 class QtPasteboard final : public CorvanePasteboard {
  public:
   /// `main` is normally the `QtMainExecutor` of the same application. `patience` is how long a read may wait.
