@@ -8,26 +8,26 @@
 #include "Host.h"
 #include "RawStore.h"
 #include "Server.h"
-#include "core/Operation.h"
+#include "async/BackgroundTask.h"
+#include "facade/ProcessRuntime.h"
 #include "foundation/CorvaneLogger.h"
-#include "platform/ProcessRuntime.h"
 
 namespace corvane::bench {
 namespace {
 
-constexpr int kCalls = 200;
-constexpr int kBurst = 10'000;
-constexpr const char* kLink = "https://go.example.com/summer/x?path=/sale&utm_source=mail";
-constexpr const char* kForeignLink = "https://www.example.org/summer/x?path=/sale&utm_source=mail";
+constexpr int callsPerRun = 200;
+constexpr int burstSize = 10'000;
+constexpr const char* trackingLink = "https://go.example.com/summer/x?path=/sale&utm_source=mail";
+constexpr const char* foreignLink = "https://www.example.org/summer/x?path=/sale&utm_source=mail";
 
 std::function<void()> emptyPost() {
-  return [] { platform::processBackground()->post([] {}); };
+  return [] { processBackground()->post([] {}); };
 }
 
 /// Calls of `step`, each finding the machine as `before` has left it, and the background thread asleep.
 Measure idle(std::function<void()> before, std::function<void()> step) {
   return [before = std::move(before), step = std::move(step)](Samples& samples) {
-    for (int call = 0; call < kCalls; ++call) {
+    for (int call = 0; call < callsPerRun; ++call) {
       before();
       letItSleep();
       time(samples, step);
@@ -36,7 +36,7 @@ Measure idle(std::function<void()> before, std::function<void()> step) {
 }
 
 /// Calls of `step`, one right after the other.
-Measure busy(std::function<void()> step, int calls = kBurst) {
+Measure busy(std::function<void()> step, int calls = burstSize) {
   return [step = std::move(step), calls](Samples& samples) {
     letItSleep();
     for (int call = 0; call < calls; ++call) time(samples, step);
@@ -50,10 +50,10 @@ Measure inFlight(const std::shared_ptr<Corvane>& client) {
     server().hold(true);
     letItSleep();
     const long before = server().answered();
-    for (int call = 0; call < kBurst; ++call)
+    for (int call = 0; call < burstSize; ++call)
       time(samples, [&] { client->trackEvent("purchase", 9.99, "EUR"); });
     server().hold(false);
-    while (server().answered() < before + kBurst) letItSleep();
+    while (server().answered() < before + burstSize) letItSleep();
   };
 }
 
@@ -97,23 +97,23 @@ void addTracking(Comparisons& comparisons) {
 
 void addLinks(Comparisons& comparisons) {
   const auto client = configure({.linkDomains = {"go.example.com"}, .requireConsent = true}, "links.sqlite");
-  const std::function<void()> before = [client] { client->handleDeepLinkAsync(kLink).get(); };
+  const std::function<void()> before = [client] { client->handleDeepLinkAsync(trackingLink).get(); };
   const auto parse = [](const char* url) {
     const std::string text = url;
     return boost::urls::parse_uri(text).has_value();
   };
   comparisons.add({"`handleDeepLink`, rejected", "parsing the URL",
-                   busy([client] { client->handleDeepLink(kForeignLink); }, 1000),
-                   busy([parse] { parse(kForeignLink); }, 1000), ratioAtMost(2), false,
-                   allocationsOf([client] { client->handleDeepLink(kForeignLink); })});
+                   busy([client] { client->handleDeepLink(foreignLink); }, 1000),
+                   busy([parse] { parse(foreignLink); }, 1000), ratioAtMost(2), false,
+                   allocationsOf([client] { client->handleDeepLink(foreignLink); })});
   comparisons.add({"`handleDeepLink`, accepted", "parsing the URL, and an empty post",
-                   idle(before, [client] { client->handleDeepLink(kLink); }),
+                   idle(before, [client] { client->handleDeepLink(trackingLink); }),
                    idle(before,
                         [parse] {
-                          parse(kLink);
-                          platform::processBackground()->post([] {});
+                          parse(trackingLink);
+                          processBackground()->post([] {});
                         }),
-                   ratioAtMost(2), false, allocationsOf([client] { client->handleDeepLink(kLink); })});
+                   ratioAtMost(2), false, allocationsOf([client] { client->handleDeepLink(trackingLink); })});
 }
 
 void addState(Comparisons& comparisons) {

@@ -16,8 +16,8 @@
 namespace corvane::bench {
 namespace {
 
-constexpr const char* kLibrary = "--footprint";
-constexpr const char* kBare = "--bare-footprint";
+constexpr const char* libraryMode = "--footprint";
+constexpr const char* bareMode = "--bare-footprint";
 
 long residentKilobytes() {
   long pages = 0, ignored = 0;
@@ -83,16 +83,16 @@ std::map<std::string, long> figuresOf(const std::string& command) {
 }  // namespace
 
 bool isFootprintOption(const char* option) {
-  return std::string_view(option) == kLibrary || std::string_view(option) == kBare;
+  return std::string_view(option) == libraryMode || std::string_view(option) == bareMode;
 }
 
 int runFootprint(const char* option) {
-  return std::string_view(option) == kBare ? runBare() : runLibrary();
+  return std::string_view(option) == bareMode ? runBare() : runLibrary();
 }
 
 void sayFootprint(Comparisons& comparisons, const char* program) {
-  auto library = figuresOf(std::string(program) + " " + kLibrary);
-  auto bare = figuresOf(std::string(program) + " " + kBare);
+  auto library = figuresOf(std::string(program) + " " + libraryMode);
+  auto bare = figuresOf(std::string(program) + " " + bareMode);
   comparisons.say("resident memory after `configure` and 1,000 events",
                   std::to_string(library["resident"]) + " KB; a bare libcurl program " +
                       std::to_string(bare["resident"]) + " KB; " +

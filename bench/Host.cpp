@@ -9,9 +9,9 @@
 #include <thread>
 
 #include "Server.h"
+#include "facade/ProcessRuntime.h"
 #include "foundation/APIBaseURL.h"
-#include "platform/ProcessRuntime.h"
-#include "platform/UserDefaults.h"
+#include "platform/preferences/UserDefaults.h"
 
 std::string corvane::defaultAPIBaseURL() {
   return bench::server().url();
@@ -44,7 +44,7 @@ std::shared_ptr<Corvane> quietClient() {
 
 void letItSleep() {
   std::promise<void> done;
-  platform::processBackground()->post([&] { done.set_value(); });
+  processBackground()->post([&] { done.set_value(); });
   done.get_future().wait();
   std::this_thread::sleep_for(std::chrono::microseconds(200));
 }

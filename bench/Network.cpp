@@ -7,14 +7,14 @@
 #include "Host.h"
 #include "RawHTTP.h"
 #include "RawStore.h"
-#include "flows/EventQueueCodec.h"
-#include "platform/UserDefaults.h"
+#include "flows/EventStoreCodec.h"
+#include "platform/preferences/UserDefaults.h"
 
 namespace corvane::bench {
 namespace {
 
-constexpr int kPosts = 200;
-constexpr int kWide = 2000;
+constexpr int postsPerRun = 200;
+constexpr int wideRun = 2000;
 
 CorvaneTask<CorvaneEventResult> track(Corvane& client) {
   return client.trackEventAsync("purchase", 9.99, "EUR");
@@ -22,19 +22,19 @@ CorvaneTask<CorvaneEventResult> track(Corvane& client) {
 
 void addOneByOne(Comparisons& comparisons, const std::shared_ptr<Corvane>& client) {
   const Measure subject = [client](Samples& samples) {
-    for (int i = 0; i < kPosts; ++i) time(samples, [&] { track(*client).get(); });
+    for (int i = 0; i < postsPerRun; ++i) time(samples, [&] { track(*client).get(); });
   };
   const auto thread = std::make_shared<EasyThread>();
   comparisons.add({"`trackEventAsync(…).get()`, one by one", "libcurl on a thread that is woken for each",
                    subject,
                    [thread](Samples& samples) {
-                     for (int i = 0; i < kPosts; ++i) time(samples, [&] { thread->post(); });
+                     for (int i = 0; i < postsPerRun; ++i) time(samples, [&] { thread->post(); });
                    },
                    ratioAtMost(1.2)});
   const auto loop = std::make_shared<EasyLoop>();
   comparisons.add({"the same, for comparison", "a bare easy handle in a loop", subject,
                    [loop](Samples& samples) {
-                     for (int i = 0; i < kPosts; ++i) time(samples, [&] { loop->post(); });
+                     for (int i = 0; i < postsPerRun; ++i) time(samples, [&] { loop->post(); });
                    },
                    none()});
 }
@@ -47,7 +47,7 @@ void addWide(Comparisons& comparisons, const std::shared_ptr<Corvane>& client) {
                          Samples whole;
                          time(whole, [&] {
                            std::deque<CorvaneTask<CorvaneEventResult>> flying;
-                           for (int i = 0; i < kWide; ++i) {
+                           for (int i = 0; i < wideRun; ++i) {
                              flying.push_back(track(*client));
                              if (flying.size() < 64) continue;
                              flying.front().get();
@@ -55,13 +55,13 @@ void addWide(Comparisons& comparisons, const std::shared_ptr<Corvane>& client) {
                            }
                            for (const auto& task : flying) task.get();
                          });
-                         samples.push_back(whole[0] / kWide);
+                         samples.push_back(whole[0] / wideRun);
                        },
                    .floor =
                        [](Samples& samples) {
                          Samples whole;
-                         time(whole, [] { postOnMulti(kWide, 64); });
-                         samples.push_back(whole[0] / kWide);
+                         time(whole, [] { postOnMulti(wideRun, 64); });
+                         samples.push_back(whole[0] / wideRun);
                        },
                    .target = rateAtLeast(0.85),
                    .isRate = true});

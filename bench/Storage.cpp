@@ -7,9 +7,9 @@
 #include "Groups.h"
 #include "Host.h"
 #include "RawStore.h"
-#include "flows/EventQueueCodec.h"
-#include "flows/EventQueueStorage.h"
-#include "platform/UserDefaultsFlagStore.h"
+#include "flows/EventStore.h"
+#include "flows/EventStoreCodec.h"
+#include "platform/preferences/UserDefaultsFlagStore.h"
 
 namespace corvane::bench {
 namespace {
@@ -62,8 +62,7 @@ struct FullQueue {
   Inline background;
   std::shared_ptr<platform::UserDefaultsFlagStore> flags = std::make_shared<platform::UserDefaultsFlagStore>(
       platform::UserDefaults::open(folder() / "full.sqlite"), "io.corvane");
-  std::shared_ptr<EventQueueStorage> storage =
-      std::make_shared<EventQueueStorage>(flags, flags, "event_queue");
+  std::shared_ptr<EventStore> storage = std::make_shared<EventStore>(flags, flags, "event_queue");
   int last = 0;
 };
 

@@ -11,8 +11,9 @@ function(corvane_compile target)
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    # Optimised, g++ 12 takes the inside of std::string's operator+ for an overlapping copy (GCC bug 105651).
-    target_compile_options(${target} PRIVATE -Wno-restrict)
+    # Optimised, g++ 12 takes the inside of std::string's operator+ for an overlapping copy (GCC bug 105651), and
+    # at -O1 the operators new and delete of Asio's coroutine frames for a mismatch.
+    target_compile_options(${target} PRIVATE -Wno-restrict -Wno-mismatched-new-delete)
   endif()
   if(CORVANE_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
@@ -21,9 +22,8 @@ function(corvane_compile target)
     target_compile_options(${target} PRIVATE -fsanitize=${CORVANE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${CORVANE_SANITIZE})
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-      # Asio 1.81 uses std::atomic_thread_fence, which g++ 12 cannot instrument and warns of; and with a sanitizer's
-      # inlining g++ 12 takes the operators new and delete of Asio's coroutine frames for a mismatch.
-      target_compile_options(${target} PRIVATE -Wno-tsan -Wno-mismatched-new-delete)
+      # Asio 1.81 uses std::atomic_thread_fence, which g++ 12 cannot instrument and warns of.
+      target_compile_options(${target} PRIVATE -Wno-tsan)
     endif()
   endif()
   # Boost 1.81 decides about coroutines by feature macros; its headers are not ours to warn about.

@@ -8,10 +8,6 @@
 #include "corvane/CorvaneExecutor.h"
 #include "corvane/CorvaneExport.h"
 
-namespace corvane {
-class TaskWaiting;
-}
-
 /// A main executor for hosts without one: a queue that the host runs, or pumps from a loop of its own.
 ///
 /// The queue belongs to one thread: the first that calls `Corvane::configure` with it, until another calls
@@ -29,6 +25,9 @@ class CORVANE_API CorvaneMainQueue final : public CorvaneExecutor {
 
   void post(std::function<void()> function) override;
   bool isCurrentThread() const override;
+  /// Makes the calling thread the queue's own, unless the queue belongs to a thread already.
+  void adoptCurrentThread() override;
+  bool runUntil(const std::function<bool()>& isDone, std::chrono::steady_clock::time_point deadline) override;
 
   /// Runs functions as they come until `stop()`, sleeping in between. An exception of a function leaves
   /// through `run`; the queue keeps the rest, and `run` may be called again.
@@ -49,12 +48,6 @@ class CORVANE_API CorvaneMainQueue final : public CorvaneExecutor {
   void onWakeUp(std::function<void()> hook);
 
  private:
-  friend class Corvane;
-  friend class corvane::TaskWaiting;
-
-  void adoptCurrentThread();
-  bool drainUntil(const std::function<bool()>& done, std::chrono::steady_clock::time_point deadline);
-
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -12,12 +12,12 @@
 namespace CorvaneQt {
 namespace {
 
-const QEvent::Type kCall = static_cast<QEvent::Type>(QEvent::registerEventType());
+const QEvent::Type callEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
 /// A function on its way to the main thread. Qt owns it from `postEvent` on, and deletes it undelivered with
 /// its receiver.
 struct Call : QEvent {
-  explicit Call(std::function<void()> f) : QEvent(kCall), function(std::move(f)) {}
+  explicit Call(std::function<void()> f) : QEvent(callEvent), function(std::move(f)) {}
   std::function<void()> function;
 };
 
@@ -57,7 +57,7 @@ class QtMainExecutor::Receiver : public QObject {
   ~Receiver() override { detach(); }
 
   bool event(QEvent* event) override {
-    if (event->type() != kCall) return QObject::event(event);
+    if (event->type() != callEvent) return QObject::event(event);
     const auto function = std::move(static_cast<Call*>(event)->function);
     if (!isAttached()) return true;  // refused: `function` dies here
     // A loop that the function may open sees what was queued before it only when it is woken.

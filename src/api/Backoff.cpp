@@ -12,7 +12,7 @@ namespace corvane {
 namespace {
 
 /// A century: far beyond any wait that is meant, and far enough from the clock's end to be added to now.
-constexpr std::chrono::nanoseconds kLongestWait = std::chrono::hours(24 * 365 * 100);
+constexpr std::chrono::nanoseconds longestWait = std::chrono::hours(24 * 365 * 100);
 
 locale_t posixLocale() {
   static const locale_t posix = newlocale(LC_ALL_MASK, "C", nullptr);
@@ -48,7 +48,7 @@ std::optional<double> parseRetryAfter(const std::string& text) {
 std::chrono::nanoseconds waitDuration(double delay) {
   if (!(delay > 0)) return std::chrono::nanoseconds::zero();
   const double nanoseconds = delay * 1e9;
-  if (nanoseconds >= static_cast<double>(kLongestWait.count())) return kLongestWait;
+  if (nanoseconds >= static_cast<double>(longestWait.count())) return longestWait;
   return std::chrono::nanoseconds(static_cast<std::int64_t>(nanoseconds));
 }
 

@@ -4,7 +4,7 @@
 
 #include "api/RetryLoop.h"
 #include "corvane/CorvaneError.h"
-#include "foundation/Unicode.h"
+#include "foundation/text/Unicode.h"
 #include "model/CodecFailure.h"
 
 namespace corvane {
@@ -13,10 +13,10 @@ namespace asio = boost::asio;
 
 namespace {
 
-constexpr std::string_view kResolvePath = "/v1/links/resolve";
-constexpr std::string_view kOpenPath = "/v1/events/open";
-constexpr std::string_view kInstallPath = "/v1/events/install";
-constexpr std::string_view kEventPath = "/v1/events";
+constexpr std::string_view resolvePath = "/v1/links/resolve";
+constexpr std::string_view openPath = "/v1/events/open";
+constexpr std::string_view installPath = "/v1/events/install";
+constexpr std::string_view eventPath = "/v1/events";
 
 template <class Request>
 std::string encodeBody(const Request& body) {
@@ -47,7 +47,8 @@ Answer interpret(HTTPResponse response, Answer (*decode)(std::string_view)) {
 }  // namespace
 
 template <class Request>
-URLRequest CorvaneAPI::makeRequest(std::string_view path, const Request& body, Text idempotencyKey) const {
+URLRequest CorvaneAPI::makeRequest(std::string_view path, const Request& body,
+                                   std::optional<std::string> idempotencyKey) const {
   URLRequest request{.url = baseURL + std::string(path), .method = "POST", .headers = {}, .body = {}};
   if (!isURL(request.url)) throw CorvaneError::invalidURL(request.url);
   request.headers.emplace_back("Content-Type", "application/json");
@@ -71,31 +72,36 @@ asio::awaitable<Answer> CorvaneAPI::perform(URLRequest request, Answer (*decode)
   co_return interpret(std::move(response), decode);
 }
 
-asio::awaitable<DeepLinkDTO> CorvaneAPI::resolveLink(Text url, Text host, Text slug) const {
-  logger.debug([] { return "GET " + std::string(kResolvePath); });
+asio::awaitable<DeepLinkDTO> CorvaneAPI::resolveLink(std::optional<std::string> url,
+                                                     std::optional<std::string> host,
+                                                     std::optional<std::string> slug) const {
+  logger.debug([] { return "GET " + std::string(resolvePath); });
   std::vector<QueryItem> items;
   if (url) items.emplace_back("url", *std::move(url));
   if (host) items.emplace_back("host", *std::move(host));
   if (slug) items.emplace_back("slug", *std::move(slug));
-  URLRequest request = makeGetRequest(kResolvePath, items);
+  URLRequest request = makeGetRequest(resolvePath, items);
   co_return co_await perform(std::move(request), decodeDeepLink);
 }
 
-asio::awaitable<EventResultDTO> CorvaneAPI::sendOpen(OpenRequest body, Text idempotencyKey) const {
-  logger.debug([] { return "POST " + std::string(kOpenPath); });
-  URLRequest request = makeRequest(kOpenPath, body, std::move(idempotencyKey));
+asio::awaitable<EventResultDTO> CorvaneAPI::sendOpen(OpenRequest body,
+                                                     std::optional<std::string> idempotencyKey) const {
+  logger.debug([] { return "POST " + std::string(openPath); });
+  URLRequest request = makeRequest(openPath, body, std::move(idempotencyKey));
   co_return co_await perform(std::move(request), decodeEventResult);
 }
 
-asio::awaitable<EventResultDTO> CorvaneAPI::sendInstall(InstallRequest body, Text idempotencyKey) const {
-  logger.debug([] { return "POST " + std::string(kInstallPath); });
-  URLRequest request = makeRequest(kInstallPath, body, std::move(idempotencyKey));
+asio::awaitable<EventResultDTO> CorvaneAPI::sendInstall(InstallRequest body,
+                                                        std::optional<std::string> idempotencyKey) const {
+  logger.debug([] { return "POST " + std::string(installPath); });
+  URLRequest request = makeRequest(installPath, body, std::move(idempotencyKey));
   co_return co_await perform(std::move(request), decodeEventResult);
 }
 
-asio::awaitable<EventAckDTO> CorvaneAPI::sendEvent(EventRequest body, Text idempotencyKey) const {
-  logger.debug([] { return "POST " + std::string(kEventPath); });
-  URLRequest request = makeRequest(kEventPath, body, std::move(idempotencyKey));
+asio::awaitable<EventAckDTO> CorvaneAPI::sendEvent(EventRequest body,
+                                                   std::optional<std::string> idempotencyKey) const {
+  logger.debug([] { return "POST " + std::string(eventPath); });
+  URLRequest request = makeRequest(eventPath, body, std::move(idempotencyKey));
   try {
     co_return co_await perform(std::move(request), decodeEventAck);
   } catch (const CorvaneError& error) {

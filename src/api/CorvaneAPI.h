@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "api/HTTPClient.h"
+#include "async/Background.h"
 #include "corvane/CorvaneRetryPolicy.h"
-#include "foundation/Background.h"
 #include "foundation/CorvaneLogger.h"
-#include "foundation/URL.h"
+#include "foundation/text/URL.h"
 #include "model/Answers.h"
 #include "model/Requests.h"
 
@@ -32,18 +32,22 @@ struct CorvaneAPI {
   std::optional<std::string> apiKey;
   CorvaneRetryPolicy retryPolicy = CorvaneRetryPolicy::default_;
 
-  using Text = std::optional<std::string>;
-
   /// Looks a link up without recording anything. Carries no key.
-  boost::asio::awaitable<DeepLinkDTO> resolveLink(Text url, Text host, Text slug) const;
-  boost::asio::awaitable<EventResultDTO> sendOpen(OpenRequest request, Text idempotencyKey) const;
-  boost::asio::awaitable<EventResultDTO> sendInstall(InstallRequest request, Text idempotencyKey) const;
+  boost::asio::awaitable<DeepLinkDTO> resolveLink(std::optional<std::string> url,
+                                                  std::optional<std::string> host,
+                                                  std::optional<std::string> slug) const;
+  boost::asio::awaitable<EventResultDTO> sendOpen(OpenRequest request,
+                                                  std::optional<std::string> idempotencyKey) const;
+  boost::asio::awaitable<EventResultDTO> sendInstall(InstallRequest request,
+                                                     std::optional<std::string> idempotencyKey) const;
   /// An empty answer is success, without an id.
-  boost::asio::awaitable<EventAckDTO> sendEvent(EventRequest request, Text idempotencyKey) const;
+  boost::asio::awaitable<EventAckDTO> sendEvent(EventRequest request,
+                                                std::optional<std::string> idempotencyKey) const;
 
  private:
   template <class Request>
-  URLRequest makeRequest(std::string_view path, const Request& body, Text idempotencyKey) const;
+  URLRequest makeRequest(std::string_view path, const Request& body,
+                         std::optional<std::string> idempotencyKey) const;
   URLRequest makeGetRequest(std::string_view path, const std::vector<QueryItem>& items) const;
   template <class Answer>
   boost::asio::awaitable<Answer> perform(URLRequest request, Answer (*decode)(std::string_view)) const;

@@ -7,7 +7,7 @@
 #include "api/Backoff.h"
 #include "corvane/CorvaneCancellationError.h"
 #include "corvane/CorvaneError.h"
-#include "foundation/URL.h"
+#include "foundation/text/URL.h"
 
 namespace corvane {
 
@@ -32,8 +32,8 @@ asio::awaitable<HTTPResponse> RetryLoop::send(URLRequest request) const {
     if (number >= policy.maxAttempts || !tried.mayBeRetried()) co_return std::move(tried).result();
     const double delay = delayAfter(tried, number);
     logRetry(tried, request, number, delay);
-    const bool goOn = co_await mayGoOnAfter(delay);
-    if (!goOn) co_return std::move(tried).result();
+    const bool retry = co_await waitBeforeRetry(delay);
+    if (!retry) co_return std::move(tried).result();
   }
 }
 
@@ -68,7 +68,7 @@ void RetryLoop::logRetry(const Attempt& tried, const URLRequest& request, std::i
 }
 
 /// Waits, and tells whether there is to be another try: not when the process exits.
-asio::awaitable<bool> RetryLoop::mayGoOnAfter(double delay) const {
+asio::awaitable<bool> RetryLoop::waitBeforeRetry(double delay) const {
   const WaitEnd end = co_await background.wait(waitDuration(delay));
   if (end == WaitEnd::cancelled) throw CorvaneCancellationError();
   co_return end == WaitEnd::elapsed;

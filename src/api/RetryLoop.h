@@ -3,8 +3,8 @@
 #include <boost/asio/awaitable.hpp>
 
 #include "api/HTTPClient.h"
+#include "async/Background.h"
 #include "corvane/CorvaneRetryPolicy.h"
-#include "foundation/Background.h"
 #include "foundation/CorvaneLogger.h"
 
 namespace corvane {
@@ -35,7 +35,7 @@ struct RetryLoop {
   boost::asio::awaitable<Attempt> attempt(const URLRequest& request) const;
   double delayAfter(const Attempt& tried, std::int64_t number) const;
   void logRetry(const Attempt& tried, const URLRequest& request, std::int64_t number, double delay) const;
-  boost::asio::awaitable<bool> mayGoOnAfter(double delay) const;
+  boost::asio::awaitable<bool> waitBeforeRetry(double delay) const;
 };
 
 }  // namespace corvane

@@ -36,9 +36,9 @@ ClientCore::ClientCore(MainThread main, std::optional<CorvaneAttribution> restor
     : main_(std::move(main)), _lastAttribution(std::move(restored)) {}
 
 ClientCore::~ClientCore() {
-  if (attributionCallback || linkCallback || errorCallback)
-    main_.post(
-        [a = std::move(attributionCallback), l = std::move(linkCallback), e = std::move(errorCallback)] {});
+  if (attributionCallback_ || linkCallback_ || errorCallback_)
+    main_.post([a = std::move(attributionCallback_), l = std::move(linkCallback_),
+                e = std::move(errorCallback_)] {});
 }
 
 void ClientCore::onAttribution(AttributionCallback callback) {
@@ -46,8 +46,8 @@ void ClientCore::onAttribution(AttributionCallback callback) {
   const auto registered = replacement;
   std::optional<CorvaneAttribution> known;
   {
-    const std::lock_guard guard(lock);
-    attributionCallback.swap(replacement);
+    const std::lock_guard lock(mutex_);
+    attributionCallback_.swap(replacement);
     if (registered) known = _lastAttribution;
     if (known) _lastDeliveredAttribution = known;
     if (known && _deliveryPending) _replayedBeforeDelivery = true;
@@ -60,8 +60,8 @@ void ClientCore::onLink(LinkCallback callback) {
   const auto registered = replacement;
   std::optional<CorvaneDeepLink> parked;
   {
-    const std::lock_guard guard(lock);
-    linkCallback.swap(replacement);
+    const std::lock_guard lock(mutex_);
+    linkCallback_.swap(replacement);
     if (registered) parked.swap(_pendingDeferredLink);
   }
   if (parked) postLink(registered, *std::move(parked));
@@ -69,15 +69,15 @@ void ClientCore::onLink(LinkCallback callback) {
 
 void ClientCore::onError(ErrorCallback callback) {
   auto replacement = shared(std::move(callback));
-  const std::lock_guard guard(lock);
-  errorCallback.swap(replacement);
+  const std::lock_guard lock(mutex_);
+  errorCallback_.swap(replacement);
 }
 
 void ClientCore::deliverAttribution(const CorvaneAttribution& attribution, bool routeDeepLink) {
   std::shared_ptr<const AttributionCallback> hostAttribution;
   std::shared_ptr<const LinkCallback> hostLink;
   {
-    const std::lock_guard guard(lock);
+    const std::lock_guard lock(mutex_);
     const bool changed = _lastDeliveredAttribution != attribution;
     _lastDeliveredAttribution = attribution;
     _deliveryPending = false;
@@ -85,8 +85,8 @@ void ClientCore::deliverAttribution(const CorvaneAttribution& attribution, bool 
     if (!changed && !replayed) return;
     // A verdict that was replayed waits in the queue by now: its link is queued behind it.
     if (changed) {
-      hostAttribution = attributionCallback;
-      hostLink = linkCallback;
+      hostAttribution = attributionCallback_;
+      hostLink = linkCallback_;
     }
   }
   const auto callHost = [&] {
@@ -107,8 +107,8 @@ void ClientCore::routeDeferredLink(const CorvaneDeepLink& link,
   if (registered) return (*registered)(link, CorvaneLinkSource::deferred);
   std::shared_ptr<const LinkCallback> meanwhile;
   {
-    const std::lock_guard guard(lock);
-    meanwhile = linkCallback;
+    const std::lock_guard lock(mutex_);
+    meanwhile = linkCallback_;
     if (!meanwhile) _pendingDeferredLink = link;
   }
   if (meanwhile) postLink(std::move(meanwhile), link);
@@ -122,15 +122,15 @@ void ClientCore::postLink(std::shared_ptr<const LinkCallback> callback, CorvaneD
 
 void ClientCore::parkDeferredLink(const CorvaneDeepLink& link) {
   std::optional replacement(link);
-  const std::lock_guard guard(lock);
+  const std::lock_guard lock(mutex_);
   _pendingDeferredLink.swap(replacement);
 }
 
 void ClientCore::deliverReengagementLink(const CorvaneDeepLink& link) {
   std::shared_ptr<const LinkCallback> callback;
   {
-    const std::lock_guard guard(lock);
-    callback = linkCallback;
+    const std::lock_guard lock(mutex_);
+    callback = linkCallback_;
   }
   if (callback) (*callback)(link, CorvaneLinkSource::reengagement);
 }
@@ -138,45 +138,45 @@ void ClientCore::deliverReengagementLink(const CorvaneDeepLink& link) {
 void ClientCore::deliverError(Failure failure) {
   std::shared_ptr<const ErrorCallback> callback;
   {
-    const std::lock_guard guard(lock);
-    callback = errorCallback;
+    const std::lock_guard lock(mutex_);
+    callback = errorCallback_;
   }
   if (callback) main_.post([callback, failure = std::move(failure)] { (*callback)(asException(failure)); });
 }
 
 std::optional<CorvaneAttribution> ClientCore::lastAttribution() const {
-  const std::lock_guard guard(lock);
+  const std::lock_guard lock(mutex_);
   return _lastAttribution;
 }
 
 void ClientCore::setLastAttribution(CorvaneAttribution attribution) {
   std::optional replacement(std::move(attribution));
-  const std::lock_guard guard(lock);
+  const std::lock_guard lock(mutex_);
   _lastAttribution.swap(replacement);
   _deliveryPending = true;
 }
 
 std::optional<CorvaneDeepLink> ClientCore::lastDeepLink() const {
-  const std::lock_guard guard(lock);
+  const std::lock_guard lock(mutex_);
   return _lastDeepLink;
 }
 
 void ClientCore::setLastDeepLink(CorvaneDeepLink link) {
   std::optional replacement(std::move(link));
-  const std::lock_guard guard(lock);
+  const std::lock_guard lock(mutex_);
   _lastDeepLink.swap(replacement);
 }
 
 std::shared_ptr<ClientCore::InstallTask> ClientCore::installTaskOr(
     const std::shared_ptr<InstallTask>& candidate) {
-  const std::lock_guard guard(lock);
+  const std::lock_guard lock(mutex_);
   if (!_installTask) _installTask = candidate;
   return _installTask;
 }
 
 void ClientCore::clearInstallTask() {
   std::shared_ptr<InstallTask> ended;
-  const std::lock_guard guard(lock);
+  const std::lock_guard lock(mutex_);
   ended.swap(_installTask);
 }
 

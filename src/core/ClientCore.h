@@ -5,9 +5,9 @@
 #include <mutex>
 #include <optional>
 
-#include "api/Failure.h"
-#include "core/MainThread.h"
-#include "core/TaskState.h"
+#include "async/Failure.h"
+#include "async/MainThread.h"
+#include "async/TaskState.h"
 #include "corvane/CorvaneAttribution.h"
 #include "corvane/CorvaneDeepLink.h"
 #include "corvane/CorvaneLinkSource.h"
@@ -69,10 +69,10 @@ class ClientCore {
   void postLink(std::shared_ptr<const LinkCallback> callback, CorvaneDeepLink link) const;
 
   const MainThread main_;
-  mutable std::mutex lock;
-  std::shared_ptr<const AttributionCallback> attributionCallback;
-  std::shared_ptr<const LinkCallback> linkCallback;
-  std::shared_ptr<const ErrorCallback> errorCallback;
+  mutable std::mutex mutex_;
+  std::shared_ptr<const AttributionCallback> attributionCallback_;
+  std::shared_ptr<const LinkCallback> linkCallback_;
+  std::shared_ptr<const ErrorCallback> errorCallback_;
   std::optional<CorvaneAttribution> _lastAttribution;
   std::optional<CorvaneDeepLink> _lastDeepLink;
   std::optional<CorvaneAttribution> _lastDeliveredAttribution;

@@ -3,32 +3,40 @@
 #include <optional>
 #include <utility>
 
+#include "api/transport/URLSessionHTTPClient.h"
 #include "facade/CurrentPlatform.h"
+#include "facade/ProcessRuntime.h"
 #include "facade/StandardStores.h"
 #include "flows/ClickToken.h"
 #include "foundation/APIBaseURL.h"
+#include "foundation/DeviceIdentity.h"
 #include "foundation/StoreKeys.h"
 #include "model/CodecFailure.h"
 #include "model/ResultJSON.h"
-#include "platform/ProcessRuntime.h"
-#include "platform/SystemPasteboard.h"
-#include "platform/URLSession.h"
-#include "platform/URLSessionHTTPClient.h"
-#include "platform/UserDefaultsStringStore.h"
+#include "platform/services/SystemPasteboard.h"
 
 namespace corvane {
 namespace {
 
 std::shared_ptr<HTTPClient> makeHTTPClient(double requestTimeout) {
-  auto configuration = platform::URLSessionConfiguration::default_();
-  configuration.timeoutIntervalForRequest = requestTimeout;
-  configuration.timeoutIntervalForResource = requestTimeout;
-  configuration.waitsForConnectivity = true;
-  return std::make_shared<platform::URLSessionHTTPClient>(
-      std::make_shared<platform::URLSession>(configuration), platform::processBackground()->executor());
+  platform::URLSession session{.configuration = platform::URLSessionConfiguration::default_()};
+  session.configuration.timeoutIntervalForRequest = requestTimeout;
+  session.configuration.timeoutIntervalForResource = requestTimeout;
+  session.configuration.waitsForConnectivity = true;
+  return std::make_shared<platform::URLSessionHTTPClient>(std::move(session),
+                                                          processBackground()->executor());
 }
 
-/// The verdict of an earlier launch; one that cannot be read counts as none.
+CorvaneAPI makeAPI(std::string apiKey, const CorvaneOptions& options, CorvaneLogger logger) {
+  return {.baseURL = defaultAPIBaseURL(),
+          .http = makeHTTPClient(options.requestTimeout),
+          .background = processBackground(),
+          .logger = logger,
+          .apiKey = std::move(apiKey),
+          .retryPolicy = options.retryPolicy};
+}
+
+/// The attribution result of an earlier launch; none where it cannot be read.
 std::optional<CorvaneAttribution> storedAttribution(const FlagStore& store) {
   const auto data = store.dataForKey(keys::lastAttribution);
   if (!data) return std::nullopt;
@@ -39,44 +47,59 @@ std::optional<CorvaneAttribution> storedAttribution(const FlagStore& store) {
   }
 }
 
+/// What the flows share. The device id is read, or created and stored.
+ClientParts makeParts(std::string apiKey, const CorvaneOptions& options, const CorvanePlatform& platform,
+                      const StandardStores& stores, CorvaneLogger logger) {
+  const DeviceIdentity identity{.store = stores.strings, .key = std::string(keys::deviceId)};
+  return {.core = std::make_shared<ClientCore>(MainThread(mainExecutor(platform)),
+                                               storedAttribution(*stores.flags)),
+          .api = makeAPI(std::move(apiKey), options, logger),
+          .logger = logger,
+          .deviceInfo = {.bundleId = platform.applicationIdentifier},
+          .deviceId = identity.deviceIdOrCreate(),
+          .consent = {.flagStore = stores.flags, .required = options.requireConsent}};
+}
+
+std::shared_ptr<InstallTracking> makeInstallTracking(const ClientParts& parts, const CorvaneOptions& options,
+                                                     const CorvanePlatform& platform,
+                                                     const StandardStores& stores,
+                                                     const std::shared_ptr<EventQueue>& queue) {
+  const ClickToken clickToken{.source = options.clickTokenSource,
+                              .flagStore = stores.flags,
+                              .pasteboard = std::make_shared<platform::SystemPasteboard>(platform.pasteboard),
+                              .logger = parts.logger};
+  return std::make_shared<InstallTracking>(
+      InstallTracking::Collaborators{parts, stores.flags, clickToken, queue});
+}
+
 }  // namespace
 
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
-                                             const CorvanePlatform& machine) {
-  const CorvaneLogger logger{options.logEnabled, options.logLevel};
-  const auto [defaults, flags, queueStorage] = standardStores(machine);
-  defaults->reportProblemsTo([logger](const std::string& text) { logger.warning([&] { return text; }); });
-
-  const CorvaneAPI api{.baseURL = defaultAPIBaseURL(),
-                       .http = makeHTTPClient(options.requestTimeout),
-                       .background = platform::processBackground(),
-                       .logger = logger,
-                       .apiKey = std::move(apiKey),
-                       .retryPolicy = options.retryPolicy};
-  const DeviceIdentity identity{
-      std::make_shared<platform::UserDefaultsStringStore>(defaults, std::string(keys::prefix)),
-      std::string(keys::deviceId)};
-  const DeviceInfo info{.bundleId = machine.applicationIdentifier};
-  const auto queue = std::make_shared<EventQueue>(queueStorage, logger);
-  const std::string deviceId = identity.deviceIdOrCreate();
-  const auto pasteboard = std::make_shared<platform::SystemPasteboard>(machine.pasteboard);
-  const auto executor = mainExecutor(machine);
-  const auto core = std::make_shared<ClientCore>(MainThread(executor), storedAttribution(*flags));
-  const auto attManager = std::make_shared<platform::ATTManager>(
-      logger, platform::ATTrackingManager(machine.trackingAuthorization), core->mainThread());
-  const platform::SKANManager skanManager{logger, platform::SKAdNetwork(machine.adNetwork),
-                                          machine.operatingSystemVersion};
-  const Consent consent{flags, options.requireConsent};
-  const ClientParts parts{core, api, logger, info, deviceId, consent};
-  const ClickToken clickToken{options.clickTokenSource, flags, pasteboard, logger};
-  const auto installTracking =
-      std::make_shared<InstallTracking>(InstallTracking::Collaborators{parts, flags, clickToken, queue});
-  const auto deepLinkHandling =
+                                             const CorvanePlatform& platform) {
+  const StandardStores stores = standardStores(platform);
+  const CorvaneLogger logger{.enabled = options.logEnabled, .minimumLevel = options.logLevel};
+  stores.maintenance->reportProblemsTo(
+      [logger](const std::string& text) { logger.warning([&] { return text; }); });
+  const ClientParts parts = makeParts(std::move(apiKey), options, platform, stores, logger);
+  const auto queue = std::make_shared<EventQueue>(stores.events, logger);
+  auto installTracking = makeInstallTracking(parts, options, platform, stores, queue);
+  auto deepLinkHandling =
       std::make_shared<DeepLinkHandling>(DeepLinkHandling::Collaborators{parts, options.linkDomains});
-  const auto eventTracking = std::make_shared<EventTracking>(EventTracking::Collaborators{parts, queue});
   return std::make_unique<Corvane::Client>(Corvane::Client{
-      std::move(options), logger, api, identity, info, deviceId, attManager, skanManager, flags, queue,
-      pasteboard, executor, core, consent, installTracking, deepLinkHandling, eventTracking});
+      .options = std::move(options),
+      .logger = logger,
+      .api = parts.api,
+      .mainExecutor = mainExecutor(platform),
+      .core = parts.core,
+      .consent = parts.consent,
+      .eventQueue = queue,
+      .attManager = {logger, platform.trackingAuthorization, parts.core->mainThread()},
+      .skanManager = {.logger = logger,
+                      .provider = platform.adNetwork,
+                      .systemVersion = platform.operatingSystemVersion},
+      .installTracking = std::move(installTracking),
+      .deepLinkHandling = std::move(deepLinkHandling),
+      .eventTracking = std::make_shared<EventTracking>(EventTracking::Collaborators{parts, queue})});
 }
 
 }  // namespace corvane

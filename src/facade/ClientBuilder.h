@@ -12,6 +12,6 @@ namespace corvane {
 /// Puts a client together: the composition root, the one place where the flows meet the platform. Reads and
 /// writes the preferences, sends nothing, cannot fail.
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
-                                             const CorvanePlatform& machine);
+                                             const CorvanePlatform& platform);
 
 }  // namespace corvane

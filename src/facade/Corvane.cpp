@@ -2,16 +2,12 @@
 
 #include <utility>
 
-#include "corvane/CorvaneMainQueue.h"
 #include "facade/ClientBuilder.h"
 #include "facade/CurrentPlatform.h"
 #include "facade/SharedSlot.h"
 #include "facade/StandardStores.h"
 #include "foundation/StandardOutput.h"
-#include "foundation/StoreKeys.h"
-#include "foundation/Unicode.h"
-
-namespace keys = corvane::keys;
+#include "foundation/text/Unicode.h"
 
 namespace {
 
@@ -28,8 +24,7 @@ std::shared_ptr<Corvane> Corvane::configure(std::string_view apiKey, CorvaneOpti
   if (key.empty()) throw CorvaneError::missingAPIKey();
 
   const CorvanePlatform platform = corvane::currentPlatform().get();
-  const auto executor = corvane::mainExecutor(platform);
-  if (auto* const queue = dynamic_cast<CorvaneMainQueue*>(executor.get())) queue->adoptCurrentThread();
+  corvane::mainExecutor(platform)->adoptCurrentThread();
 
   const std::shared_ptr<Corvane> made(
       new Corvane(corvane::buildClient(std::move(key), std::move(options), platform)));
@@ -54,13 +49,7 @@ void Corvane::setPlatform(CorvanePlatform platform) {
 }
 
 void Corvane::resetForTesting() {
-  const auto stores = corvane::standardStores(corvane::currentPlatform().get());
-  // What waits in memory for the file goes too.
-  stores.eventQueue->clear();
-  const auto full = [](std::string_view key) { return std::string(keys::prefix) + "." + std::string(key); };
-  for (const auto key : {keys::installTracked, keys::deferredRouted, keys::lastAttribution, keys::eventQueue,
-                         keys::consentSet, keys::consentGranted, keys::deviceId})
-    stores.defaults->removeObjectForKey(full(key));
+  corvane::removeEverything(corvane::standardStores(corvane::currentPlatform().get()));
   corvane::writeToStandardOutput(
       "[Corvane] Reset for testing — next launch will send a fresh install event\n");
 }
@@ -140,11 +129,11 @@ CorvaneTask<CorvaneEventResult> Corvane::trackEventAsync(std::string_view name, 
 }
 
 void Corvane::requestTrackingAuthorization(std::function<void(bool isAuthorized)> completion) {
-  client_->attManager->requestAuthorization(std::move(completion));
+  client_->attManager.requestAuthorization(std::move(completion));
 }
 
 CorvaneTask<bool> Corvane::requestTrackingAuthorizationAsync() {
-  return client_->attManager->requestAuthorizationAsync();
+  return client_->attManager.requestAuthorizationAsync();
 }
 
 void Corvane::registerForSKAdAttribution() {

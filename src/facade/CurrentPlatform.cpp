@@ -9,8 +9,8 @@ SharedSlot<CorvanePlatform>& currentPlatform() {
   return *slot;
 }
 
-std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& machine) {
-  return machine.mainExecutor ? machine.mainExecutor : CorvaneMainQueue::main();
+std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform) {
+  return platform.mainExecutor ? platform.mainExecutor : CorvaneMainQueue::main();
 }
 
 }  // namespace corvane

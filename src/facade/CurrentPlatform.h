@@ -11,7 +11,7 @@ namespace corvane {
 /// die.
 SharedSlot<CorvanePlatform>& currentPlatform();
 
-/// The main executor that `machine` names, or the library's own queue.
-std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& machine);
+/// The main executor that `platform` names, or the library's own queue.
+std::shared_ptr<CorvaneExecutor> mainExecutor(const CorvanePlatform& platform);
 
 }  // namespace corvane

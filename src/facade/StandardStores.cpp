@@ -1,59 +1,96 @@
 #include "facade/StandardStores.h"
 
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "facade/ProcessRuntime.h"
 #include "foundation/StoreKeys.h"
-#include "platform/PreferencesPath.h"
-#include "platform/ProcessRuntime.h"
+#include "platform/preferences/PreferencesPath.h"
+#include "platform/preferences/UserDefaults.h"
+#include "platform/preferences/UserDefaultsFlagStore.h"
+#include "platform/preferences/UserDefaultsStringStore.h"
 
 namespace corvane {
 namespace {
 
-/// The stores in use. Never destroyed: background work may outlive every static object.
-struct Current {
-  std::mutex mutex;
-  /// Guarded by `mutex`.
-  StandardStores stores;
+StandardStores openStores(const std::filesystem::path& file) {
+  const auto defaults = platform::UserDefaults::open(file);
+  const std::string prefix(keys::prefix);
+  const auto flags = std::make_shared<platform::UserDefaultsFlagStore>(defaults, prefix);
+  return {.strings = std::make_shared<platform::UserDefaultsStringStore>(defaults, prefix),
+          .flags = flags,
+          .events = std::make_shared<EventStore>(flags, flags, std::string(keys::eventQueue)),
+          .maintenance = defaults};
+}
 
-  StandardStores get() {
-    const std::lock_guard lock(mutex);
-    return stores;
+/// The stores of this process. Never destroyed: background work may outlive every static object.
+class OpenStores {
+ public:
+  static OpenStores& shared() {
+    static OpenStores* const made = [] {
+      runAtExit([] { shared().writeAtExit(); });
+      return new OpenStores();
+    }();
+    return *made;
   }
+
+  StandardStores of(const std::filesystem::path& file) {
+    StandardStores opened = openStores(file);
+    StandardStores replaced;
+    const std::lock_guard lock(mutex_);
+    if (current_.maintenance != opened.maintenance) {
+      replaced = std::exchange(current_, std::move(opened));
+      std::erase_if(known_, [](const Known& known) { return known.maintenance.expired(); });
+      known_.push_back({current_.events, current_.maintenance});
+    }
+    return current_;
+  }
+
+ private:
+  /// Stores that were replaced live on with the clients that use them.
+  struct Known {
+    std::weak_ptr<EventStore> events;
+    std::weak_ptr<StoreMaintenance> maintenance;
+  };
+
+  void writeAtExit() {
+    std::vector<Known> known;
+    {
+      const std::lock_guard lock(mutex_);
+      known = known_;
+    }
+    for (const Known& stores : known) {
+      const auto maintenance = stores.maintenance.lock();
+      if (!maintenance) continue;
+      maintenance->waitForHolderAgain();
+      if (const auto events = stores.events.lock()) events->writePending();
+      maintenance->synchronize();
+    }
+  }
+
+  std::mutex mutex_;
+  /// Guarded by `mutex_`.
+  StandardStores current_;
+  std::vector<Known> known_;
 };
-
-Current& current() {
-  static Current* const made = [] {
-    platform::runAtExit([] {
-      const auto stores = current().get();
-      if (!stores.eventQueue) return;
-      stores.defaults->waitForHolderAgain();
-      stores.eventQueue->writePending();
-    });
-    return new Current();
-  }();
-  return *made;
-}
-
-StandardStores makeStores(std::shared_ptr<platform::UserDefaults> defaults) {
-  auto flags = std::make_shared<platform::UserDefaultsFlagStore>(defaults, std::string(keys::prefix));
-  auto queue = std::make_shared<EventQueueStorage>(flags, flags, std::string(keys::eventQueue));
-  return {std::move(defaults), std::move(flags), std::move(queue)};
-}
 
 }  // namespace
 
 StandardStores standardStores(const CorvanePlatform& platform) {
-  const auto file = platform.preferencesFile.empty()
-                        ? platform::defaultPreferencesFile(platform.applicationIdentifier)
-                        : platform.preferencesFile;
-  auto defaults = platform::UserDefaults::open(file);
-  StandardStores replaced;
-  const std::lock_guard lock(current().mutex);
-  StandardStores& stores = current().stores;
-  if (stores.defaults != defaults) replaced = std::exchange(stores, makeStores(std::move(defaults)));
-  return stores;
+  return OpenStores::shared().of(platform.preferencesFile.empty()
+                                     ? platform::defaultPreferencesFile(platform.applicationIdentifier)
+                                     : platform.preferencesFile);
+}
+
+void removeEverything(const StandardStores& stores) {
+  stores.events->clear();
+  for (const auto key : {keys::installTracked, keys::deferredRouted, keys::lastAttribution, keys::eventQueue,
+                         keys::consentSet, keys::consentGranted})
+    stores.flags->removeValue(key);
+  stores.strings->removeValue(keys::deviceId);
 }
 
 }  // namespace corvane

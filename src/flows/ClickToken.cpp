@@ -7,8 +7,8 @@
 namespace corvane {
 namespace {
 
-constexpr std::string_view kMarker = "cv_click=";
-constexpr std::size_t kTokenLength = 32;
+constexpr std::string_view tokenMarker = "cv_click=";
+constexpr std::size_t tokenLength = 32;
 
 bool isTokenDigit(char character) {
   return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
@@ -17,9 +17,10 @@ bool isTokenDigit(char character) {
 }  // namespace
 
 std::optional<std::string> findClickToken(std::string_view text) {
-  for (auto at = text.find(kMarker); at != text.npos; at = text.find(kMarker, at + kMarker.size())) {
-    const std::string_view token = text.substr(at + kMarker.size(), kTokenLength);
-    if (token.size() == kTokenLength && std::ranges::all_of(token, isTokenDigit)) return std::string(token);
+  for (auto at = text.find(tokenMarker); at != text.npos;
+       at = text.find(tokenMarker, at + tokenMarker.size())) {
+    const std::string_view token = text.substr(at + tokenMarker.size(), tokenLength);
+    if (token.size() == tokenLength && std::ranges::all_of(token, isTokenDigit)) return std::string(token);
   }
   return std::nullopt;
 }

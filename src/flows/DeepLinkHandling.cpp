@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "core/Operation.h"
-#include "foundation/URL.h"
-#include "foundation/UUID.h"
+#include "async/BackgroundTask.h"
+#include "foundation/text/URL.h"
+#include "foundation/text/UUID.h"
 
 namespace corvane {
 
@@ -19,55 +19,55 @@ CorvaneDeepLink urlOnlyLink(const ParsedLink& parsed) {
 }  // namespace
 
 bool DeepLinkHandling::handleDeepLink(std::string_view url) {
-  auto parsed = parseLinkURL(url, c.linkDomains);
+  auto parsed = parseLinkURL(url, parts_.linkDomains);
   if (!parsed) {
-    c.logger.debug([&] {
+    parts_.logger.debug([&] {
       const auto read = readOutsideURL(url);
       return "Not a Corvane link — ignoring: " + (read ? read->text : std::string(url));
     });
     return false;
   }
-  spawn(c.api.background, [weak = weak_from_this(), link = *std::move(parsed)]() mutable {
-    return reportFailure(weak, std::move(link));
+  spawn(parts_.api.background, [weak = weak_from_this(), link = *std::move(parsed)]() mutable {
+    return runDetached(weak, std::move(link));
   });
   return true;
 }
 
 CorvaneTask<CorvaneDeepLink> DeepLinkHandling::handleDeepLinkAsync(std::string_view url) {
-  auto state = std::make_shared<TaskState<CorvaneDeepLink>>(c.core->mainThread());
-  if (auto parsed = parseLinkURL(url, c.linkDomains)) {
+  auto state = std::make_shared<TaskState<CorvaneDeepLink>>(parts_.core->mainThread());
+  if (auto parsed = parseLinkURL(url, parts_.linkDomains)) {
     Body<CorvaneDeepLink> body = [self = shared_from_this(),
                                   link = *std::move(parsed)]() -> asio::awaitable<CorvaneDeepLink> {
       co_return co_await self->handle(link);
     };
-    start(c.api.background, state, std::move(body));
+    start(parts_.api.background, state, std::move(body));
   } else {
     state->complete(CorvaneError::notACorvaneURL());
   }
   return CorvaneTask<CorvaneDeepLink>(state);
 }
 
-asio::awaitable<void> DeepLinkHandling::reportFailure(Weak weak, ParsedLink parsed) {
+asio::awaitable<void> DeepLinkHandling::runDetached(Weak weak, ParsedLink parsed) {
   const auto self = weak.lock();
   if (!self) co_return;
   try {
     co_await self->handle(std::move(parsed));
   } catch (...) {
     const Failure failure = currentFailure();
-    self->c.logger.error([&] { return "Deep link handling failed: " + descriptionOf(failure); });
-    self->c.core->deliverError(failure);
+    self->parts_.logger.error([&] { return "Deep link handling failed: " + descriptionOf(failure); });
+    self->parts_.core->deliverError(failure);
   }
 }
 
 asio::awaitable<CorvaneDeepLink> DeepLinkHandling::handle(ParsedLink parsed) {
-  c.logger.debug([&] { return "Handling deep link: " + parsed.url; });
-  const bool recorded = c.consent.hasConsent();
+  parts_.logger.debug([&] { return "Handling deep link: " + parsed.url; });
+  const bool recorded = parts_.consent.hasConsent();
   asio::awaitable<CorvaneDeepLink> answer = recorded ? record(parsed) : resolve(parsed);
   const CorvaneDeepLink link = co_await std::move(answer);
-  c.core->setLastDeepLink(link);
-  c.logger.debug([&] { return "Deep link resolved → path: " + link.path(); });
-  std::function<void()> deliver = [core = c.core, link] { core->deliverReengagementLink(link); };
-  co_await c.core->mainThread().call(*c.api.background, std::move(deliver));
+  parts_.core->setLastDeepLink(link);
+  parts_.logger.debug([&] { return "Deep link resolved → path: " + link.path(); });
+  std::function<void()> deliver = [core = parts_.core, link] { core->deliverReengagementLink(link); };
+  co_await parts_.core->mainThread().call(*parts_.api.background, std::move(deliver));
   co_return link;
 }
 
@@ -77,12 +77,13 @@ asio::awaitable<CorvaneDeepLink> DeepLinkHandling::resolve(const ParsedLink& par
   std::optional<std::string> host = parsed.host;
   std::optional<std::string> slug = parsed.slug;
   try {
-    DeepLinkDTO answer = co_await c.api.resolveLink(std::move(url), std::move(host), std::move(slug));
-    c.logger.debug([] { return "Re-engagement resolved route-only — consent not granted (not recorded)"; });
+    DeepLinkDTO answer = co_await parts_.api.resolveLink(std::move(url), std::move(host), std::move(slug));
+    parts_.logger.debug(
+        [] { return "Re-engagement resolved route-only — consent not granted (not recorded)"; });
     co_return toDeepLink(std::move(answer));
   } catch (...) {
     const Failure failure = currentFailure();
-    c.logger.debug([&] {
+    parts_.logger.debug([&] {
       return "Re-engagement resolve failed (no consent) — routing by URL only: " + descriptionOf(failure);
     });
   }
@@ -93,24 +94,24 @@ asio::awaitable<CorvaneDeepLink> DeepLinkHandling::record(const ParsedLink& pars
   OpenRequest request = makeRequest(parsed);
   std::optional<std::string> idempotencyKey = randomUUIDText();
   try {
-    EventResultDTO answer = co_await c.api.sendOpen(std::move(request), std::move(idempotencyKey));
+    EventResultDTO answer = co_await parts_.api.sendOpen(std::move(request), std::move(idempotencyKey));
     if (answer.deepLink) co_return toDeepLink(*std::move(answer.deepLink));
   } catch (...) {
     const Failure failure = currentFailure();
-    c.logger.warning([&] {
+    parts_.logger.warning([&] {
       return "Deep-link open failed — delivering a URL-only link (campaign/customData will be empty): " +
              descriptionOf(failure);
     });
-    c.core->deliverError(failure);
+    parts_.core->deliverError(failure);
   }
   co_return urlOnlyLink(parsed);
 }
 
 OpenRequest DeepLinkHandling::makeRequest(const ParsedLink& parsed) const {
-  return {.identifier = c.deviceInfo.bundleId,
-          .platform = c.deviceInfo.platform,
+  return {.identifier = parts_.deviceInfo.bundleId,
+          .platform = parts_.deviceInfo.platform,
           .clickId = std::nullopt,
-          .deviceId = c.deviceId,
+          .deviceId = parts_.deviceId,
           .host = parsed.host,
           .slug = parsed.slug};
 }

@@ -25,7 +25,7 @@ class DeepLinkHandling : public std::enable_shared_from_this<DeepLinkHandling> {
     std::vector<std::string> linkDomains;
   };
 
-  explicit DeepLinkHandling(Collaborators collaborators) : c(std::move(collaborators)) {}
+  explicit DeepLinkHandling(Collaborators collaborators) : parts_(std::move(collaborators)) {}
 
   bool handleDeepLink(std::string_view url);
   CorvaneTask<CorvaneDeepLink> handleDeepLinkAsync(std::string_view url);
@@ -33,13 +33,13 @@ class DeepLinkHandling : public std::enable_shared_from_this<DeepLinkHandling> {
  private:
   using Weak = std::weak_ptr<DeepLinkHandling>;
 
-  static boost::asio::awaitable<void> reportFailure(Weak weak, ParsedLink parsed);
+  static boost::asio::awaitable<void> runDetached(Weak weak, ParsedLink parsed);
   boost::asio::awaitable<CorvaneDeepLink> handle(ParsedLink parsed);
   boost::asio::awaitable<CorvaneDeepLink> resolve(const ParsedLink& parsed) const;
   boost::asio::awaitable<CorvaneDeepLink> record(const ParsedLink& parsed) const;
   OpenRequest makeRequest(const ParsedLink& parsed) const;
 
-  const Collaborators c;
+  const Collaborators parts_;
 };
 
 }  // namespace corvane

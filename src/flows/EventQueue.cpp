@@ -3,19 +3,20 @@
 #include <optional>
 #include <utility>
 
-#include "core/Operation.h"
+#include "async/BackgroundTask.h"
 
 namespace corvane {
 
 namespace asio = boost::asio;
 
-EventQueue::EventQueue(std::shared_ptr<EventQueueStorage> storage_, CorvaneLogger logger_)
-    : storage(std::move(storage_)), logger(logger_) {}
+EventQueue::EventQueue(std::shared_ptr<EventStore> events, CorvaneLogger logger)
+    : events_(std::move(events)), logger_(logger) {}
 
 void EventQueue::flush(const CorvaneAPI& api) {
-  const std::shared_ptr<const Claim> snapshot = storage->claim();
+  const std::shared_ptr<const Claim> snapshot = events_->claim();
   if (snapshot->entries().empty()) return;
-  logger.debug([&] { return "Flushing " + std::to_string(snapshot->entries().size()) + " queued event(s)"; });
+  logger_.debug(
+      [&] { return "Flushing " + std::to_string(snapshot->entries().size()) + " queued event(s)"; });
   spawn(api.background, [weak = weak_from_this(), snapshot, api]() -> asio::awaitable<void> {
     const auto queue = weak.lock();
     if (queue) co_await queue->resend(snapshot, api);
@@ -26,10 +27,10 @@ asio::awaitable<void> EventQueue::resend(std::shared_ptr<const Claim> snapshot, 
   for (const Entry& entry : snapshot->entries()) {
     const bool delivered = co_await deliver(entry, api);
     if (delivered) {
-      storage->remove(entry.id);
+      events_->remove(entry.id);
     } else {
       snapshot->noteFailure(entry.id);
-      logger.debug([&] { return "Queued event " + entry.request.name + " still failing"; });
+      logger_.debug([&] { return "Queued event " + entry.request.name + " still failing"; });
     }
   }
   if (snapshot->release()) flush(api);
@@ -47,11 +48,11 @@ asio::awaitable<bool> EventQueue::deliver(const Entry& entry, const CorvaneAPI& 
 }
 
 asio::awaitable<void> EventQueue::enqueue(Entry entry, Background& background) {
-  co_await storage->enqueue(std::move(entry), background);
+  co_await events_->enqueue(std::move(entry), background);
 }
 
 void EventQueue::clear() {
-  storage->clear();
+  events_->clear();
 }
 
 }  // namespace corvane

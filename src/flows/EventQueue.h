@@ -5,7 +5,7 @@
 #include <string>
 
 #include "api/CorvaneAPI.h"
-#include "flows/EventQueueStorage.h"
+#include "flows/EventStore.h"
 #include "foundation/CorvaneLogger.h"
 
 namespace corvane {
@@ -16,7 +16,7 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
  public:
   using Entry = EventQueueEntry;
 
-  EventQueue(std::shared_ptr<EventQueueStorage> storage, CorvaneLogger logger);
+  EventQueue(std::shared_ptr<EventStore> events, CorvaneLogger logger);
 
   /// Resends the entries of this moment in the background, one after the other in their order, each with its
   /// own id; delivered ones are removed. Nothing is reported to the host.
@@ -33,13 +33,13 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
   void clear();
 
  private:
-  using Claim = EventQueueStorage::Claim;
+  using Claim = EventStore::Claim;
 
   boost::asio::awaitable<void> resend(std::shared_ptr<const Claim> snapshot, CorvaneAPI api);
   boost::asio::awaitable<bool> deliver(const Entry& entry, const CorvaneAPI& api) const;
 
-  const std::shared_ptr<EventQueueStorage> storage;
-  const CorvaneLogger logger;
+  const std::shared_ptr<EventStore> events_;
+  const CorvaneLogger logger_;
 };
 
 }  // namespace corvane

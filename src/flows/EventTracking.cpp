@@ -2,22 +2,22 @@
 
 #include <utility>
 
-#include "core/Operation.h"
-#include "foundation/UUID.h"
-#include "foundation/Unicode.h"
+#include "async/BackgroundTask.h"
+#include "foundation/text/UUID.h"
+#include "foundation/text/Unicode.h"
 
 namespace corvane {
 
 namespace asio = boost::asio;
 
 void EventTracking::trackEvent(Event event) {
-  spawn(c.api.background, [weak = weak_from_this(), event = std::move(event)]() mutable {
-    return discardOutcome(weak, std::move(event));
+  spawn(parts_.api.background, [weak = weak_from_this(), event = std::move(event)]() mutable {
+    return runDetached(weak, std::move(event));
   });
 }
 
 /// A failure was logged, queued and reported by then.
-asio::awaitable<void> EventTracking::discardOutcome(Weak weak, Event event) {
+asio::awaitable<void> EventTracking::runDetached(Weak weak, Event event) {
   const auto self = weak.lock();
   if (!self) co_return;
   try {
@@ -27,19 +27,19 @@ asio::awaitable<void> EventTracking::discardOutcome(Weak weak, Event event) {
 }
 
 CorvaneTask<CorvaneEventResult> EventTracking::trackEventAsync(Event event) {
-  auto state = std::make_shared<TaskState<CorvaneEventResult>>(c.core->mainThread());
+  auto state = std::make_shared<TaskState<CorvaneEventResult>>(parts_.core->mainThread());
   Body<CorvaneEventResult> body = [self = shared_from_this(),
                                    event = std::move(event)]() -> asio::awaitable<CorvaneEventResult> {
     co_return co_await self->track(event);
   };
-  start(c.api.background, state, std::move(body));
+  start(parts_.api.background, state, std::move(body));
   return CorvaneTask<CorvaneEventResult>(state);
 }
 
 asio::awaitable<CorvaneEventResult> EventTracking::track(Event event) {
   const std::string name = event.name;
-  if (!c.consent.hasConsent()) {
-    c.logger.debug([&] { return "Event '" + name + "' dropped — consent not granted"; });
+  if (!parts_.consent.hasConsent()) {
+    parts_.logger.debug([&] { return "Event '" + name + "' dropped — consent not granted"; });
     co_return CorvaneEventResult(std::nullopt, false);
   }
   const EventQueue::Entry entry{.id = randomUUIDText(), .request = makeRequest(std::move(event))};
@@ -47,30 +47,30 @@ asio::awaitable<CorvaneEventResult> EventTracking::track(Event event) {
   try {
     EventRequest request = entry.request;
     std::optional<std::string> id = entry.id;
-    const EventAckDTO ack = co_await c.api.sendEvent(std::move(request), std::move(id));
-    c.eventQueue->flush(c.api);
+    const EventAckDTO ack = co_await parts_.api.sendEvent(std::move(request), std::move(id));
+    parts_.eventQueue->flush(parts_.api);
     co_return CorvaneEventResult(ack.id, ack.attributed);
   } catch (...) {
     failure = currentFailure();
   }
-  c.logger.warning(
+  parts_.logger.warning(
       [&] { return "Event '" + name + "' failed; queued for retry: " + descriptionOf(*failure); });
   // Stored before anybody hears of the failure: what was reported is not lost whatever comes.
-  co_await c.eventQueue->enqueue(entry, *c.api.background);
-  c.core->deliverError(*failure);
+  co_await parts_.eventQueue->enqueue(entry, *parts_.api.background);
+  parts_.core->deliverError(*failure);
   throwFailure(*failure);
 }
 
 EventRequest EventTracking::makeRequest(Event event) const {
   std::optional<std::string> currency;
   if (event.currency) currency = uppercased(*event.currency);
-  return {.identifier = c.deviceInfo.bundleId,
+  return {.identifier = parts_.deviceInfo.bundleId,
           .name = std::move(event.name),
           .value = event.value,
           .currency = std::move(currency),
-          .platform = c.deviceInfo.platform,
+          .platform = parts_.deviceInfo.platform,
           .clickId = std::nullopt,
-          .deviceId = c.deviceId};
+          .deviceId = parts_.deviceId};
 }
 
 }  // namespace corvane

@@ -30,7 +30,7 @@ class EventTracking : public std::enable_shared_from_this<EventTracking> {
     std::optional<std::string> currency;
   };
 
-  explicit EventTracking(Collaborators collaborators) : c(std::move(collaborators)) {}
+  explicit EventTracking(Collaborators collaborators) : parts_(std::move(collaborators)) {}
 
   void trackEvent(Event event);
   CorvaneTask<CorvaneEventResult> trackEventAsync(Event event);
@@ -38,11 +38,11 @@ class EventTracking : public std::enable_shared_from_this<EventTracking> {
  private:
   using Weak = std::weak_ptr<EventTracking>;
 
-  static boost::asio::awaitable<void> discardOutcome(Weak weak, Event event);
+  static boost::asio::awaitable<void> runDetached(Weak weak, Event event);
   boost::asio::awaitable<CorvaneEventResult> track(Event event);
   EventRequest makeRequest(Event event) const;
 
-  const Collaborators c;
+  const Collaborators parts_;
 };
 
 }  // namespace corvane

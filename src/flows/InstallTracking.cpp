@@ -3,7 +3,7 @@
 #include <atomic>
 #include <utility>
 
-#include "core/Operation.h"
+#include "async/BackgroundTask.h"
 #include "foundation/StoreKeys.h"
 #include "model/CodecFailure.h"
 #include "model/ResultJSON.h"
@@ -31,34 +31,34 @@ CorvaneTask<CorvaneAttribution> InstallTracking::trackInstallAsync(std::string t
 }
 
 void InstallTracking::startDetached(TokenSource source, bool force) {
-  spawn(c.api.background, [weak = weak_from_this(), source = std::move(source), force] {
-    return reportFailure(weak, source, force);
+  spawn(parts_.api.background, [weak = weak_from_this(), source = std::move(source), force] {
+    return runDetached(weak, source, force);
   });
 }
 
-asio::awaitable<void> InstallTracking::reportFailure(Weak weak, TokenSource source, bool force) {
+asio::awaitable<void> InstallTracking::runDetached(Weak weak, TokenSource source, bool force) {
   const Self self = weak.lock();
   if (!self) co_return;
   try {
-    Token token = source(self->c.clickToken);
+    Token token = source(self->parts_.clickToken);
     co_await self->trackInstallCore(std::move(token), force);
   } catch (...) {
     const Failure failure = currentFailure();
-    self->c.logger.error([&] { return "Install tracking failed: " + descriptionOf(failure); });
-    self->c.core->deliverError(failure);
+    self->parts_.logger.error([&] { return "Install tracking failed: " + descriptionOf(failure); });
+    self->parts_.core->deliverError(failure);
   }
 }
 
 CorvaneTask<CorvaneAttribution> InstallTracking::startAwaited(TokenSource source, bool force) {
-  auto state = std::make_shared<ClientCore::InstallTask>(c.core->mainThread());
+  auto state = std::make_shared<ClientCore::InstallTask>(parts_.core->mainThread());
   Body<CorvaneAttribution> body = [weak = weak_from_this(), source = std::move(source),
                                    force]() -> asio::awaitable<CorvaneAttribution> {
     const Self self = weak.lock();
     if (!self) throw CorvaneCancellationError();
-    Token token = source(self->c.clickToken);
+    Token token = source(self->parts_.clickToken);
     co_return co_await self->trackInstallCore(std::move(token), force);
   };
-  start(c.api.background, state, std::move(body));
+  start(parts_.api.background, state, std::move(body));
   return CorvaneTask<CorvaneAttribution>(state);
 }
 
@@ -72,19 +72,19 @@ asio::awaitable<CorvaneAttribution> InstallTracking::trackInstallCore(Token toke
 
 /// What a call that is not forced gives where there is nothing to report; none where there is.
 std::optional<CorvaneAttribution> InstallTracking::skipResult() const {
-  if (c.flagStore->boolForKey(keys::installTracked)) {
-    c.logger.info([] { return "Install already tracked — skipping network call"; });
-  } else if (!c.consent.hasConsent() && c.flagStore->boolForKey(keys::deferredRouted)) {
-    c.logger.info([] { return "Deferred link already routed — holding for consent before counting"; });
+  if (parts_.flagStore->boolForKey(keys::installTracked)) {
+    parts_.logger.info([] { return "Install already tracked — skipping network call"; });
+  } else if (!parts_.consent.hasConsent() && parts_.flagStore->boolForKey(keys::deferredRouted)) {
+    parts_.logger.info([] { return "Deferred link already routed — holding for consent before counting"; });
   } else {
     return std::nullopt;
   }
-  return c.core->lastAttribution().value_or(CorvaneAttribution(std::nullopt, false, std::nullopt));
+  return parts_.core->lastAttribution().value_or(CorvaneAttribution(std::nullopt, false, std::nullopt));
 }
 
 std::shared_ptr<ClientCore::InstallTask> InstallTracking::startOrJoin(Token token) {
-  const auto candidate = std::make_shared<ClientCore::InstallTask>(c.core->mainThread());
-  auto run = c.core->installTaskOr(candidate);
+  const auto candidate = std::make_shared<ClientCore::InstallTask>(parts_.core->mainThread());
+  auto run = parts_.core->installTaskOr(candidate);
   if (run != candidate) return run;
   Body<CorvaneAttribution> body = [weak = weak_from_this(),
                                    token = std::move(token)]() -> asio::awaitable<CorvaneAttribution> {
@@ -92,7 +92,7 @@ std::shared_ptr<ClientCore::InstallTask> InstallTracking::startOrJoin(Token toke
     if (!self) throw CorvaneCancellationError();
     co_return co_await self->runInstall(token);
   };
-  start(c.api.background, run, std::move(body), [weak = std::weak_ptr(c.core)] {
+  start(parts_.api.background, run, std::move(body), [weak = std::weak_ptr(parts_.core)] {
     if (const auto core = weak.lock()) core->clearInstallTask();
   });
   return run;
@@ -100,20 +100,20 @@ std::shared_ptr<ClientCore::InstallTask> InstallTracking::startOrJoin(Token toke
 
 asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
   // Read once: what is sent and every decision below agree, whatever the user answers meanwhile.
-  const bool consent = c.consent.hasConsent();
-  const bool routed = c.flagStore->boolForKey(keys::deferredRouted);
-  c.logger.info(
+  const bool consent = parts_.consent.hasConsent();
+  const bool routed = parts_.flagStore->boolForKey(keys::deferredRouted);
+  parts_.logger.info(
       [&] { return std::string("Sending install event… (consent: ") + (consent ? "true)" : "false)"); });
 
   InstallRequest request = makeRequest(token, consent);
-  std::optional<std::string> idempotencyKey = "install:" + c.deviceId;
-  EventResultDTO answer = co_await c.api.sendInstall(std::move(request), std::move(idempotencyKey));
+  std::optional<std::string> idempotencyKey = "install:" + parts_.deviceId;
+  EventResultDTO answer = co_await parts_.api.sendInstall(std::move(request), std::move(idempotencyKey));
 
   std::optional<CorvaneDeepLink> link;
   if (answer.deepLink) link = toDeepLink(*std::move(answer.deepLink));
   const CorvaneAttribution attribution(answer.id, consent && answer.attributed, std::move(link));
   persistAttribution(attribution);
-  const bool routeDeepLink = decideRouting(attribution, token, consent, routed);
+  const bool routeDeepLink = recordOutcome(attribution, token, consent, routed);
 
   co_await deliver(attribution, routeDeepLink);
   co_return attribution;
@@ -123,19 +123,19 @@ asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
 /// store already says that it was routed.
 asio::awaitable<void> InstallTracking::deliver(CorvaneAttribution attribution, bool routeDeepLink) const {
   const auto delivered = std::make_shared<std::atomic<bool>>(false);
-  std::function<void()> run = [core = c.core, attribution, routeDeepLink, delivered] {
+  std::function<void()> run = [core = parts_.core, attribution, routeDeepLink, delivered] {
     *delivered = true;
     core->deliverAttribution(attribution, routeDeepLink);
   };
-  co_await c.core->mainThread().call(*c.api.background, std::move(run));
-  if (!*delivered && routeDeepLink) c.core->parkDeferredLink(*attribution.deepLink());
+  co_await parts_.core->mainThread().call(*parts_.api.background, std::move(run));
+  if (!*delivered && routeDeepLink) parts_.core->parkDeferredLink(*attribution.deepLink());
 }
 
 InstallRequest InstallTracking::makeRequest(const Token& token, bool consent) const {
-  return {.identifier = c.deviceInfo.bundleId,
-          .platform = c.deviceInfo.platform,
+  return {.identifier = parts_.deviceInfo.bundleId,
+          .platform = parts_.deviceInfo.platform,
           .clickId = token,
-          .deviceId = c.deviceId,
+          .deviceId = parts_.deviceId,
           .consent = consent};
 }
 
@@ -146,31 +146,31 @@ void InstallTracking::persistAttribution(const CorvaneAttribution& attribution) 
   } catch (const EncodingFailure&) {
     // Without a stored form the verdict lives in memory only.
   }
-  c.core->setLastAttribution(attribution);
-  c.flagStore->setData(data, keys::lastAttribution);
+  parts_.core->setLastAttribution(attribution);
+  parts_.flagStore->setData(data, keys::lastAttribution);
 }
 
 /// Counts the install where it may be counted, and decides whether the deferred link is to be routed: the
 /// first time that there is one, with or without consent.
-bool InstallTracking::decideRouting(const CorvaneAttribution& attribution, const Token& token, bool consent,
+bool InstallTracking::recordOutcome(const CorvaneAttribution& attribution, const Token& token, bool consent,
                                     bool routed) {
   const auto& link = attribution.deepLink();
   const bool route = !routed && link && link->hasRoutableDestination();
-  if (route) c.flagStore->setBool(true, keys::deferredRouted);
+  if (route) parts_.flagStore->setBool(true, keys::deferredRouted);
   if (consent) {
     count(attribution, token);
   } else if (route) {
-    c.logger.info([] { return "Install not counted (no consent) — routing the deferred link only"; });
+    parts_.logger.info([] { return "Install not counted (no consent) — routing the deferred link only"; });
   } else {
-    c.logger.info([] { return "Install not counted (no consent) — no deferred link to route"; });
+    parts_.logger.info([] { return "Install not counted (no consent) — no deferred link to route"; });
   }
   return route;
 }
 
 void InstallTracking::count(const CorvaneAttribution& attribution, const Token& token) {
-  c.flagStore->setBool(true, keys::installTracked);
-  c.eventQueue->flush(c.api);
-  c.logger.info([&]() -> std::string {
+  parts_.flagStore->setBool(true, keys::installTracked);
+  parts_.eventQueue->flush(parts_.api);
+  parts_.logger.info([&]() -> std::string {
     if (!attribution.attributed()) return "Organic install (no attribution match)";
     return token ? "Install attributed (deterministic click token)" : "Install attributed";
   });

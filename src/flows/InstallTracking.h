@@ -27,7 +27,7 @@ class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
     std::shared_ptr<EventQueue> eventQueue;
   };
 
-  explicit InstallTracking(Collaborators collaborators) : c(std::move(collaborators)) {}
+  explicit InstallTracking(Collaborators collaborators) : parts_(std::move(collaborators)) {}
 
   void trackInstall(bool force);
   void trackInstall(std::string text, bool force);
@@ -42,7 +42,7 @@ class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
 
   void startDetached(TokenSource source, bool force);
   CorvaneTask<CorvaneAttribution> startAwaited(TokenSource source, bool force);
-  static boost::asio::awaitable<void> reportFailure(Weak weak, TokenSource source, bool force);
+  static boost::asio::awaitable<void> runDetached(Weak weak, TokenSource source, bool force);
 
   boost::asio::awaitable<CorvaneAttribution> trackInstallCore(Token token, bool force);
   std::optional<CorvaneAttribution> skipResult() const;
@@ -52,10 +52,10 @@ class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
   boost::asio::awaitable<void> deliver(CorvaneAttribution attribution, bool routeDeepLink) const;
   InstallRequest makeRequest(const Token& token, bool consent) const;
   void persistAttribution(const CorvaneAttribution& attribution);
-  bool decideRouting(const CorvaneAttribution& attribution, const Token& token, bool consent, bool routed);
+  bool recordOutcome(const CorvaneAttribution& attribution, const Token& token, bool consent, bool routed);
   void count(const CorvaneAttribution& attribution, const Token& token);
 
-  const Collaborators c;
+  const Collaborators parts_;
 };
 
 }  // namespace corvane

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "foundation/URL.h"
-#include "foundation/Unicode.h"
+#include "foundation/text/URL.h"
+#include "foundation/text/Unicode.h"
 
 namespace corvane {
 namespace {

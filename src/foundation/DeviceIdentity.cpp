@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "foundation/UUID.h"
+#include "foundation/text/UUID.h"
 
 namespace corvane {
 

@@ -6,7 +6,7 @@
 namespace corvane::json {
 namespace {
 
-constexpr int kDeepest = 64;
+constexpr int maxDepth = 64;
 
 /// nlohmann's texts begin with "[json.exception.parse_error.101] ", which tells a reader nothing.
 std::string reasonOf(const Value::exception& failure) {
@@ -17,7 +17,7 @@ std::string reasonOf(const Value::exception& failure) {
 
 Value parse(std::string_view bytes) {
   const auto refuseDeepNesting = [](int depth, Value::parse_event_t, Value&) {
-    if (depth > kDeepest) throw DecodingFailure("the JSON is nested too deeply");
+    if (depth > maxDepth) throw DecodingFailure("the JSON is nested too deeply");
     return true;
   };
   // The JSON library takes NUL for the end of its input; in JSON it can stand nowhere.

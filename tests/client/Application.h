@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "corvane.h"
-#include "platform/UserDefaults.h"
+#include "platform/preferences/UserDefaults.h"
 #include "process/SandboxProcess.h"
 #include "support/BaseURL.h"
 #include "support/TemporaryFolder.h"

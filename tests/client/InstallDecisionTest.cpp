@@ -45,19 +45,19 @@ TEST_P(InstallDecision, CountsAndRoutesByConsentAndLink) {
                                    std::string("[Corvane] [INFO] ") + row.line}));
 }
 
-const Lines kVerdict{"attributed"}, kVerdictAndLink{"attributed", "/offers/7"};
-const Lines kOrganic{"organic"}, kOrganicAndLink{"organic", "/offers/7"};
-constexpr const char* kScreen = "/offers/7";
-constexpr const char* kCounted = "Install attributed (deterministic click token)";
-constexpr const char* kNotCounted = "Install not counted (no consent) — no deferred link to route";
-constexpr const char* kLinkOnly = "Install not counted (no consent) — routing the deferred link only";
+const Lines attributed{"attributed"}, attributedAndLink{"attributed", "/offers/7"};
+const Lines organic{"organic"}, organicAndLink{"organic", "/offers/7"};
+constexpr const char* screenPath = "/offers/7";
+constexpr const char* counted = "Install attributed (deterministic click token)";
+constexpr const char* notCounted = "Install not counted (no consent) — no deferred link to route";
+constexpr const char* linkOnly = "Install not counted (no consent) — routing the deferred link only";
 INSTANTIATE_TEST_SUITE_P(Table, InstallDecision,
-                         testing::Values(Row{true, true, kScreen, true, kVerdict, kCounted},
-                                         Row{true, false, kScreen, true, kVerdictAndLink, kCounted},
-                                         Row{true, false, "/", false, kVerdict, kCounted},
-                                         Row{false, true, kScreen, true, kOrganic, kNotCounted},
-                                         Row{false, false, kScreen, true, kOrganicAndLink, kLinkOnly},
-                                         Row{false, false, "/", false, kOrganic, kNotCounted}));
+                         testing::Values(Row{true, true, screenPath, true, attributed, counted},
+                                         Row{true, false, screenPath, true, attributedAndLink, counted},
+                                         Row{true, false, "/", false, attributed, counted},
+                                         Row{false, true, screenPath, true, organic, notCounted},
+                                         Row{false, false, screenPath, true, organicAndLink, linkOnly},
+                                         Row{false, false, "/", false, organic, notCounted}));
 
 }  // namespace
 }  // namespace corvane

@@ -9,8 +9,8 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 
-#include "flows/EventQueueCodec.h"
-#include "platform/UserDefaults.h"
+#include "flows/EventStoreCodec.h"
+#include "platform/preferences/UserDefaults.h"
 #include "support/BaseURL.h"
 #include "support/Build.h"
 #include "support/Gate.h"
@@ -23,9 +23,9 @@ namespace {
 using nlohmann::json;
 using Lines = std::vector<std::string>;
 
-constexpr int kEvents = underSanitizer ? 1'000 : 10'000;
+constexpr int eventCount = underSanitizer ? 1'000 : 10'000;
 /// How many exchanges the transport has at once, and so how many connections.
-constexpr std::size_t kConnections = 8;
+constexpr std::size_t maxConnections = 8;
 
 /// A host that tracks thousands of events in a loop on its main thread.
 struct Burst : testing::Test {
@@ -45,7 +45,7 @@ struct Burst : testing::Test {
   /// Tracks them all, and waits until each has succeeded or failed.
   void track(Corvane& client) {
     const auto begin = std::chrono::steady_clock::now();
-    for (int i = 0; i < kEvents; ++i) {
+    for (int i = 0; i < eventCount; ++i) {
       const std::string name = "e" + std::to_string(i);
       client.trackEventAsync(name).whenDone([this, name](const CorvaneTask<CorvaneEventResult>& task) {
         try {
@@ -54,14 +54,14 @@ struct Burst : testing::Test {
         } catch (const CorvaneError&) {
           failed.push_back(name);
         }
-        if (succeeded + failed.size() == kEvents) CorvaneMainQueue::main()->stop();
+        if (succeeded + failed.size() == eventCount) CorvaneMainQueue::main()->stop();
       });
     }
     const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - begin;
-    std::printf("%d calls: %.2f us each\n", kEvents, taken.count() / kEvents);
+    std::printf("%d calls: %.2f us each\n", eventCount, taken.count() / eventCount);
     tracked.open();
     CorvaneMainQueue::main()->run();
-    EXPECT_EQ(succeeded + failed.size(), static_cast<std::size_t>(kEvents));
+    EXPECT_EQ(succeeded + failed.size(), static_cast<std::size_t>(eventCount));
   }
 
   Lines queuedNames() const {
@@ -97,16 +97,16 @@ TEST_F(Burst, OfEventsIsRecordedOnceEachByABackendThatIsSlowAtFirst) {
   });
   const auto client = configure(server.url(""));
   track(*client);
-  EXPECT_EQ(succeeded, static_cast<std::size_t>(kEvents));
-  EXPECT_EQ(count(server.requests()).size(), static_cast<std::size_t>(kEvents));
-  EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(kEvents));
-  EXPECT_LE(server.connectionsAccepted(), kConnections);
+  EXPECT_EQ(succeeded, static_cast<std::size_t>(eventCount));
+  EXPECT_EQ(count(server.requests()).size(), static_cast<std::size_t>(eventCount));
+  EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(eventCount));
+  EXPECT_LE(server.connectionsAccepted(), maxConnections);
 }
 
 TEST_F(Burst, OfEventsLeavesTheLastHundredFailuresWhenTheBackendIsDown) {
   const auto client = configure("http://127.0.0.1:1");
   track(*client);
-  ASSERT_EQ(failed.size(), static_cast<std::size_t>(kEvents));
+  ASSERT_EQ(failed.size(), static_cast<std::size_t>(eventCount));
   EXPECT_EQ(queuedNames(), Lines(failed.end() - 100, failed.end()));
 }
 
@@ -125,17 +125,17 @@ TEST_F(Burst, OfSuccessesSendsWhatTheBackendRefusesForEverOneAtATime) {
   LoopbackServer server([&](const LoopbackRequest& request) {
     std::unique_lock lock(mutex);
     if (request.body.find("\"name\":\"r") == std::string::npos) {
-      if (++answered == kEvents / 2) resentByHalf = resent;
+      if (++answered == eventCount / 2) resentByHalf = resent;
       half.notify_all();
       return LoopbackAnswer::of(200, "");
     }
     ++resent;
-    half.wait(lock, [&] { return answered >= kEvents / 2; });
+    half.wait(lock, [&] { return answered >= eventCount / 2; });
     return LoopbackAnswer::of(400);
   });
   const auto client = configure(server.url(""));
   track(*client);
-  EXPECT_EQ(succeeded, static_cast<std::size_t>(kEvents));
+  EXPECT_EQ(succeeded, static_cast<std::size_t>(eventCount));
   const std::size_t needless = server.requests().size() - succeeded;
   std::printf("%zu successes beside 5 refused entries: %zu needless posts\n", succeeded, needless);
   {
@@ -143,7 +143,7 @@ TEST_F(Burst, OfSuccessesSendsWhatTheBackendRefusesForEverOneAtATime) {
     EXPECT_EQ(resentByHalf, 1) << "an entry that one flush was sending was sent by another too";
   }
   EXPECT_LT(needless, succeeded);
-  EXPECT_LE(server.connectionsAccepted(), kConnections);
+  EXPECT_LE(server.connectionsAccepted(), maxConnections);
   EXPECT_EQ(queuedNames(), refused);
 }
 

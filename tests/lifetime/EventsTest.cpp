@@ -11,11 +11,11 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "flows/EventQueueCodec.h"
-#include "flows/EventQueueStorage.h"
+#include "flows/EventStore.h"
+#include "flows/EventStoreCodec.h"
 #include "lifetime/ChildProcess.h"
-#include "platform/UserDefaults.h"
-#include "platform/UserDefaultsFlagStore.h"
+#include "platform/preferences/UserDefaults.h"
+#include "platform/preferences/UserDefaultsFlagStore.h"
 #include "process/SandboxProcess.h"
 #include "support/BaseURL.h"
 #include "support/Build.h"
@@ -30,7 +30,7 @@ namespace {
 using nlohmann::json;
 using Names = std::set<std::string>;
 
-constexpr const char* kClosedPort = "http://127.0.0.1:1";
+constexpr const char* closedPort = "http://127.0.0.1:1";
 
 /// One installation, whose programs share a preferences file.
 struct Installation {
@@ -179,7 +179,7 @@ TEST(EventsOfAProgram, AndOfOthersOnTheSameFileAreAllQueuedOrDelivered) {
   {
     std::vector<std::jthread> programs;
     for (const char* prefix : {"a", "b", "c"})
-      programs.emplace_back([&app, prefix] { app.run("trackEvents", kClosedPort, {prefix, "20"}); });
+      programs.emplace_back([&app, prefix] { app.run("trackEvents", closedPort, {prefix, "20"}); });
     programs.emplace_back([&] { app.run("trackEvents", sandbox.baseURL(), {"delivered", "40"}); });
   }
   const Names queued = app.queuedNames();
@@ -197,7 +197,7 @@ TEST(EventsOfAProgram, WaitInMemoryWhileAnotherHoldsTheFile) {
   const Installation app;
   const auto flags =
       std::make_shared<platform::UserDefaultsFlagStore>(platform::UserDefaults::open(app.file), "io.corvane");
-  const auto storage = std::make_shared<EventQueueStorage>(flags, flags, "event_queue");
+  const auto storage = std::make_shared<EventStore>(flags, flags, "event_queue");
   FakeBackground background;
   const auto enqueue = [&](const char* id) {
     boost::asio::co_spawn(

@@ -14,7 +14,7 @@
 namespace corvane::test {
 namespace {
 
-constexpr const char* kPage = R"(
+constexpr const char* pageSource = R"(
 import QtQuick
 import QtQuick.Controls
 import Corvane
@@ -35,7 +35,7 @@ struct PasteButton : QtApplication {
     Corvane::setPlatform(CorvaneQt::platform());
     QGuiApplication::clipboard()->clear();
     engine.emplace();
-    engine->loadData(kPage);
+    engine->loadData(pageSource);
     window = qobject_cast<QQuickWindow*>(engine->rootObjects().value(0));
     button = window->findChild<QQuickItem*>("paste");
     // As assistive technology does, when the window appears.

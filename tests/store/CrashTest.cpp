@@ -8,7 +8,7 @@
 #include <map>
 #include <string>
 
-#include "platform/UserDefaults.h"
+#include "platform/preferences/UserDefaults.h"
 #include "store/StoreSupport.h"
 #include "support/Build.h"
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "platform/UserDefaults.h"
+#include "platform/preferences/UserDefaults.h"
 #include "store/StoreSupport.h"
 
 namespace corvane::platform {

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "platform/UserDefaults.h"
+#include "platform/preferences/UserDefaults.h"
 #include "store/PowerLossVFS.h"
 #include "store/StoreSupport.h"
 #include "support/Build.h"

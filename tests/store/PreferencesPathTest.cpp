@@ -1,4 +1,4 @@
-#include "platform/PreferencesPath.h"
+#include "platform/preferences/PreferencesPath.h"
 
 #include <gtest/gtest.h>
 

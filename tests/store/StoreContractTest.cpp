@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/UserDefaultsFlagStore.h"
-#include "platform/UserDefaultsStringStore.h"
+#include "platform/preferences/UserDefaultsFlagStore.h"
+#include "platform/preferences/UserDefaultsStringStore.h"
 #include "store/StoreSupport.h"
 #include "support/MemoryStores.h"
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/UserDefaults.h"
+#include "platform/preferences/UserDefaults.h"
 #include "store/StoreSupport.h"
 
 namespace corvane::platform {

@@ -1,4 +1,4 @@
-#include "platform/UserDefaults.h"
+#include "platform/preferences/UserDefaults.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/Background.h"
-#include "foundation/Suspend.h"
+#include "async/Background.h"
+#include "async/Suspend.h"
 
 namespace corvane::test {
 

@@ -70,8 +70,7 @@ struct FlowFixture : ::testing::Test {
                  .apiKey = "k",
                  .retryPolicy = CorvaneRetryPolicy::disabled};
   std::shared_ptr<ClientCore> core = std::make_shared<ClientCore>(MainThread(main), std::nullopt);
-  std::shared_ptr<EventQueueStorage> storage =
-      std::make_shared<EventQueueStorage>(flags, flags, "event_queue");
+  std::shared_ptr<EventStore> storage = std::make_shared<EventStore>(flags, flags, "event_queue");
   std::shared_ptr<EventQueue> queue = std::make_shared<EventQueue>(storage, logger);
   std::vector<std::string> delivered;
 };

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "api/HTTPClient.h"
+#include "async/Suspend.h"
 #include "corvane/CorvaneError.h"
-#include "foundation/Suspend.h"
 
 namespace corvane::test {
 

@@ -1,4 +1,4 @@
-#include "platform/ConnectivityMonitor.h"
+#include "api/transport/ConnectivityMonitor.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -37,7 +37,7 @@ std::string leaveNetwork() {
   if (unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0) return {};
   return std::string("this machine forbids network namespaces: ") + std::strerror(errno);
 }
-const std::string kForbidden = leaveNetwork();  // of the whole program: every test here needs it
+const std::string networkForbidden = leaveNetwork();  // of the whole program: every test here needs it
 
 void control(unsigned long operation, ifreq& request) {
   const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -126,7 +126,7 @@ LoopbackAnswer answerAlways(const LoopbackRequest&) {
 class Connectivity : public testing::Test {
  protected:
   void SetUp() override {
-    if (!kForbidden.empty()) GTEST_SKIP() << kForbidden;
+    if (!networkForbidden.empty()) GTEST_SKIP() << networkForbidden;
     loseLoopback();
     LookUps::makeLateKnown(false);
     server_.emplace(answerAlways);
@@ -167,7 +167,7 @@ TEST_F(Connectivity, CancellingAndShuttingDownEndTheWait) {
   Exchange cancelled = begin(session, {.url = server_->url()});
   Exchange ended = begin(session, {.url = server_->url()});
   awaitSubscriptions(1);
-  cancelled.task->cancel();
+  cancelled.cancel();
   EXPECT_EQ(failure(cancelled.result.get()), "cancelled");
   EXPECT_TRUE(transport_.shutDown(std::chrono::seconds(10)));
   EXPECT_EQ(failure(ended.result.get()), "the process is exiting");

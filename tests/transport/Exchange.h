@@ -5,24 +5,26 @@
 #include <string>
 #include <utility>
 
-#include "platform/URLSession.h"
+#include "api/transport/URLSession.h"
 
 namespace corvane::test {
 
 /// An exchange that a test has begun: its handle, and its result, whenever it comes.
 struct Exchange {
-  std::shared_ptr<platform::URLSessionDataTask> task;
+  platform::Transport& transport;
+  platform::Transport::ExchangeID id;
   std::future<platform::URLSessionResult> result;
+
+  void cancel() const { transport.cancel(id); }
 };
 
 inline Exchange begin(const platform::URLSession& session, URLRequest request) {
   auto promise = std::make_shared<std::promise<platform::URLSessionResult>>();
-  Exchange exchange;
-  exchange.result = promise->get_future();
-  exchange.task = session.data(std::move(request), [promise](platform::URLSessionResult result) {
+  const auto completion = [promise](platform::URLSessionResult result) {
     promise->set_value(std::move(result));  // throws, and so ends the test program, when called twice
-  });
-  return exchange;
+  };
+  const auto id = session.transport.begin(std::move(request), session.configuration, completion);
+  return {session.transport, id, promise->get_future()};
 }
 
 inline platform::URLSessionResult run(const platform::URLSession& session, URLRequest request) {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Exchange.h"
-#include "platform/TransportRedirect.h"
+#include "api/transport/TransportRedirect.h"
 #include "support/LoopbackServer.h"
 
 namespace corvane::test {
@@ -14,9 +14,9 @@ namespace {
 using platform::redirected;
 using platform::URLSession;
 
-const std::string kFrom = "https://api.example.com/v1/events?a=1";
+const std::string startURL = "https://api.example.com/v1/events?a=1";
 
-URLRequest post(std::string url = kFrom) {
+URLRequest post(std::string url = startURL) {
   return {.url = std::move(url),
           .method = "POST",
           .headers = {{"Content-Type", "application/json"},
@@ -30,7 +30,7 @@ HTTPResponse redirect(int status, std::string location) {
   return {.statusCode = status, .headers = {{"location", std::move(location)}}};
 }
 
-std::string target(const std::string& location, const std::string& from = kFrom) {
+std::string target(const std::string& location, const std::string& from = startURL) {
   const auto next = redirected(post(from), redirect(307, location));
   return next ? next->url : "refused";
 }

@@ -1,4 +1,4 @@
-#include "platform/Transport.h"
+#include "api/transport/Transport.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 #include "Exchange.h"
 #include "LookUps.h"
-#include "platform/TransportLoop.h"
+#include "api/transport/TransportLoop.h"
 #include "support/LoopbackServer.h"
 
 namespace corvane::test {
@@ -19,8 +19,8 @@ using platform::Transport;
 using platform::TransportLoop;
 using platform::URLSession;
 
-constexpr auto kBound = 10s;
-constexpr const char* kExiting = "the process is exiting";
+constexpr auto shutdownBound = 10s;
+constexpr const char* exitingText = "the process is exiting";
 
 LoopbackAnswer neverAnswer(const LoopbackRequest&) {
   return LoopbackAnswer::silence();
@@ -35,19 +35,19 @@ TEST(Transport, ShuttingDownEndsWhatIsInFlightAndInLineAndToCome) {
   configuration.certificateAuthorityFile = identity.certificateFile();
   const URLSession session(configuration, transport);
   std::vector<Exchange> exchanges;
-  for (std::size_t i = 0; i < TransportLoop::kAtOnce + 5; ++i) {
+  for (std::size_t i = 0; i < TransportLoop::maxExchanges + 5; ++i) {
     exchanges.push_back(begin(session, {.url = i % 2 == 0 ? plain.url() : secure.url()}));
   }
-  plain.awaitRequests(TransportLoop::kAtOnce / 2);
-  secure.awaitRequests(TransportLoop::kAtOnce / 2);
+  plain.awaitRequests(TransportLoop::maxExchanges / 2);
+  secure.awaitRequests(TransportLoop::maxExchanges / 2);
 
-  EXPECT_TRUE(transport.shutDown(kBound));
-  for (Exchange& exchange : exchanges) EXPECT_EQ(failure(exchange.result.get()), kExiting);
+  EXPECT_TRUE(transport.shutDown(shutdownBound));
+  for (Exchange& exchange : exchanges) EXPECT_EQ(failure(exchange.result.get()), exitingText);
   plain.awaitNoConnection();
   secure.awaitNoConnection();
-  EXPECT_EQ(failure(run(session, {.url = plain.url()})), kExiting);
-  exchanges.front().task->cancel();
-  EXPECT_TRUE(transport.shutDown(kBound));
+  EXPECT_EQ(failure(run(session, {.url = plain.url()})), exitingText);
+  exchanges.front().cancel();
+  EXPECT_TRUE(transport.shutDown(shutdownBound));
 }
 
 TEST(Transport, ShuttingDownGivesUpOnAThreadThatAHostHolds) {
@@ -55,7 +55,7 @@ TEST(Transport, ShuttingDownGivesUpOnAThreadThatAHostHolds) {
   Transport transport;
   std::promise<void> entered;
   std::promise<void> leave;
-  URLSession(within(30), transport).data({.url = server.url()}, [&](const auto&) {
+  transport.begin({.url = server.url()}, within(30), [&](const auto&) {
     entered.set_value();
     leave.get_future().wait();
   });
@@ -74,13 +74,13 @@ TEST(Transport, BeginningAndCancellingFromManyThreadsWhileShuttingDownCompletesE
       std::vector<Exchange> exchanges;
       for (int i = 0; i < 50; ++i) {
         exchanges.push_back(begin(session, {.url = server.url()}));
-        if (i % 3 == 0) exchanges.back().task->cancel();
+        if (i % 3 == 0) exchanges.back().cancel();
       }
       for (Exchange& exchange : exchanges) exchange.result.wait();
     });
   }
   server.awaitRequests(5);
-  EXPECT_TRUE(transport.shutDown(kBound));
+  EXPECT_TRUE(transport.shutDown(shutdownBound));
   for (std::thread& thread : threads) thread.join();
 }
 
@@ -93,12 +93,12 @@ TEST(Transport, AResolverThatNeverAnswersHoldsUpNoOtherExchangeNoTimeoutAndNoShu
   Exchange hanging = begin(session, silent);
   LookUps::awaitSilent();
   EXPECT_EQ(response(run(session, {.url = server.url("/", "name.loopback.test")})).statusCode, 200);
-  cancelled.task->cancel();
+  cancelled.cancel();
   EXPECT_EQ(failure(cancelled.result.get()), "cancelled");
   const std::string text = failure(run(URLSession(within(0.1), transport), silent));
   EXPECT_NE(text.find("timed out"), std::string::npos) << text;
-  EXPECT_TRUE(transport.shutDown(kBound));
-  EXPECT_EQ(failure(hanging.result.get()), kExiting);
+  EXPECT_TRUE(transport.shutDown(shutdownBound));
+  EXPECT_EQ(failure(hanging.result.get()), exitingText);
   LookUps::release();
 }
 

@@ -1,4 +1,4 @@
-#include "platform/URLSessionHTTPClient.h"
+#include "api/transport/URLSessionHTTPClient.h"
 
 #include <future>
 #include <memory>
@@ -17,7 +17,7 @@ namespace {
 class RealClient {
  public:
   explicit RealClient(boost::asio::io_context& background)
-      : client_(std::make_shared<platform::URLSession>(within(60), transport_), background.get_executor()) {}
+      : client_({within(60), transport_}, background.get_executor()) {}
 
   HTTPClient& client() { return client_; }
   URLRequest request() { return {.url = server_.url()}; }

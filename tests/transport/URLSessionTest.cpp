@@ -1,4 +1,4 @@
-#include "platform/URLSession.h"
+#include "api/transport/URLSession.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Exchange.h"
-#include "platform/TransportLoop.h"
+#include "api/transport/TransportLoop.h"
 #include "support/Gate.h"
 #include "support/LoopbackServer.h"
 
@@ -172,18 +172,18 @@ TEST(URLSession, TheShorterIntervalBoundsAnExchangeAndNoneMeansForever) {
         .exchangeTimeout()
         .count();
   };
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  constexpr int kLongest = std::numeric_limits<int>::max();
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  constexpr int longestInterval = std::numeric_limits<int>::max();
   EXPECT_EQ(milliseconds(10, 20), 10000);
   EXPECT_EQ(milliseconds(20, 10), 10000);
   EXPECT_EQ(milliseconds(0.0015, 10), 2);
-  for (const double none : {1e-300, 0.0, -0.0, -5.0, -kInfinity, std::nan("")}) {
+  for (const double none : {1e-300, 0.0, -0.0, -5.0, -infinity, std::nan("")}) {
     EXPECT_EQ(milliseconds(none, 10), 1) << none;
     EXPECT_EQ(milliseconds(10, none), 1) << none;
   }
-  EXPECT_EQ(milliseconds(kInfinity, 10), 10000);
-  EXPECT_EQ(milliseconds(kInfinity, kInfinity), kLongest);
-  EXPECT_EQ(milliseconds(1e300, 1e300), kLongest);
+  EXPECT_EQ(milliseconds(infinity, 10), 10000);
+  EXPECT_EQ(milliseconds(infinity, infinity), longestInterval);
+  EXPECT_EQ(milliseconds(1e300, 1e300), longestInterval);
 }
 
 TEST(URLSession, ARequestsOwnIntervalBoundsSilenceAndMayBeAsLongAsCanBe) {
@@ -208,10 +208,10 @@ TEST(URLSession, ABurstKeepsToTheBoundAndAllOfItSucceeds) {
   const URLSession session(within(60));
   std::vector<Exchange> burst;
   for (int i = 0; i < 30; ++i) burst.push_back(begin(session, {.url = server.url()}));
-  server.awaitRequests(platform::TransportLoop::kAtOnce);
+  server.awaitRequests(platform::TransportLoop::maxExchanges);
   gate.open();
   for (Exchange& exchange : burst) EXPECT_EQ(response(exchange.result.get()).statusCode, 200);
-  EXPECT_LE(server.connectionsAccepted(), platform::TransportLoop::kAtOnce);
+  EXPECT_LE(server.connectionsAccepted(), platform::TransportLoop::maxExchanges);
 }
 
 TEST(URLSession, WaitingInLineCostsNoneOfTheTimeout) {
@@ -221,7 +221,7 @@ TEST(URLSession, WaitingInLineCostsNoneOfTheTimeout) {
   const URLSession passing(within(2));
   const URLSession hasty(within(1));
   std::vector<Exchange> holders;
-  for (std::size_t i = 1; i < platform::TransportLoop::kAtOnce; ++i) {
+  for (std::size_t i = 1; i < platform::TransportLoop::maxExchanges; ++i) {
     holders.push_back(begin(patient, {.url = silent.url()}));
   }
   // Its own time-out, which is twice the last one's, is what frees a place.
@@ -229,7 +229,7 @@ TEST(URLSession, WaitingInLineCostsNoneOfTheTimeout) {
   Exchange waiting = begin(hasty, {.url = server.url()});
   EXPECT_NE(failure(freeing.result.get()), "");
   EXPECT_EQ(response(waiting.result.get()).statusCode, 200);
-  for (Exchange& holder : holders) holder.task->cancel();
+  for (Exchange& holder : holders) holder.cancel();
 }
 
 // Cancelling
@@ -238,10 +238,10 @@ TEST(URLSession, CancellingAbortsTheExchangeAndClosesItsConnection) {
   LoopbackServer server(always(LoopbackAnswer::silence()));
   Exchange exchange = begin(URLSession(within(600)), {.url = server.url()});
   server.awaitRequests(1);
-  exchange.task->cancel();
+  exchange.cancel();
   EXPECT_EQ(failure(exchange.result.get()), "cancelled");
   server.awaitNoConnection();
-  exchange.task->cancel();
+  exchange.cancel();
 }
 
 TEST(URLSession, CancellingInTheLineSendsNothing) {
@@ -249,12 +249,12 @@ TEST(URLSession, CancellingInTheLineSendsNothing) {
   LoopbackServer server(always(LoopbackAnswer::of(200)));
   const URLSession session(within(600));
   std::vector<Exchange> exchanges;
-  for (std::size_t i = 0; i <= platform::TransportLoop::kAtOnce; ++i) {
-    const bool inLine = i == platform::TransportLoop::kAtOnce;
+  for (std::size_t i = 0; i <= platform::TransportLoop::maxExchanges; ++i) {
+    const bool inLine = i == platform::TransportLoop::maxExchanges;
     exchanges.push_back(begin(session, {.url = inLine ? server.url() : silent.url()}));
   }
   for (auto exchange = exchanges.rbegin(); exchange != exchanges.rend(); ++exchange) {
-    exchange->task->cancel();
+    exchange->cancel();
     EXPECT_EQ(failure(exchange->result.get()), "cancelled");
   }
   EXPECT_TRUE(server.requests().empty());

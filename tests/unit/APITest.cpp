@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "api/CorvaneAPI.h"
-#include "core/Operation.h"
+#include "async/BackgroundTask.h"
 #include "corvane/CorvaneCancellationError.h"
 #include "support/CapturedOutput.h"
 #include "support/FakeBackground.h"
@@ -21,7 +21,7 @@ using Lines = std::vector<std::string>;
 using Waits = std::vector<std::chrono::nanoseconds>;
 using Sent = std::vector<std::string>;
 
-constexpr const char* kAck = R"({"id":7,"attributed":true})";
+constexpr const char* ackBody = R"({"id":7,"attributed":true})";
 
 class API : public ::testing::Test {
  protected:
@@ -62,7 +62,7 @@ class API : public ::testing::Test {
 };
 
 TEST_F(API, PostsWithItsKeysAndResolvesWithoutAny) {
-  http->answer(200, kAck);
+  http->answer(200, ackBody);
   sendEventToItsEnd();
   const URLRequest& post = http->sent.at(0);
   EXPECT_EQ(post.method + " " + post.url, "POST https://api.test/v1/events");
@@ -75,8 +75,8 @@ TEST_F(API, PostsWithItsKeysAndResolvesWithoutAny) {
   http->answer(200, R"({"slug":"s"})");
   std::optional<DeepLinkDTO> link;
   spawn(background, [&]() -> asio::awaitable<void> {
-    CorvaneAPI::Text host = "go.test";
-    CorvaneAPI::Text slug = "a b&c=d/é";
+    std::optional<std::string> host = "go.test";
+    std::optional<std::string> slug = "a b&c=d/é";
     link = co_await api.resolveLink({}, std::move(host), std::move(slug));
   });
   background->run();
@@ -124,7 +124,7 @@ TEST_F(API, TriesAgainWithTheSameBytesAfterTheWaitsOfThePolicy) {
   CapturedOutput output;
   http->answer(503, "");
   http->answer(CorvaneError::transport("reset"));
-  http->answer(200, kAck);
+  http->answer(200, ackBody);
   sendEventToItsEnd();
   EXPECT_EQ(ack->id, 7);
   EXPECT_EQ(background->waits, (Waits{500ms, 1s}));
@@ -150,7 +150,7 @@ TEST_F(API, HeedsRetryAfterUpToTheLongestDelay) {
     background->waits.clear();
     ack.reset();
     http->answer(status, "", {{"retry-after", retryAfter}});
-    http->answer(200, kAck);
+    http->answer(200, ackBody);
     sendEventToItsEnd();
     EXPECT_TRUE(ack) << retryAfter;
     EXPECT_EQ(background->waits, waits) << retryAfter;
@@ -195,7 +195,7 @@ TEST_F(API, CancelledItFailsAsTheStepDoesThatItHasReachedAndNeverSendsAgain) {
   }
   const auto cancel = sendEvent();
   background->run();
-  http->answer(200, kAck);
+  http->answer(200, ackBody);
   cancel();
   cancel();
   background->run();

@@ -11,8 +11,8 @@ using namespace corvane;
 using namespace std::chrono_literals;
 
 namespace {
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-const double kNaN = std::nan("");
+constexpr double infinity = std::numeric_limits<double>::infinity();
+const double notANumber = std::nan("");
 }  // namespace
 
 TEST(Backoff, DoublesFromTheBaseDelayAndIsCapped) {
@@ -20,9 +20,9 @@ TEST(Backoff, DoublesFromTheBaseDelayAndIsCapped) {
   const double expected[] = {0.5, 1, 2, 4, 8, 8, 8};
   for (int attempt = 1; attempt <= 7; ++attempt)
     EXPECT_EQ(capped(exponentialDelay(policy, attempt), policy.maxDelay), expected[attempt - 1]);
-  EXPECT_EQ(exponentialDelay(policy, 5000), kInfinity);
-  EXPECT_TRUE(std::isnan(capped(kNaN, 8)));
-  EXPECT_EQ(capped(3, kNaN), 3);
+  EXPECT_EQ(exponentialDelay(policy, 5000), infinity);
+  EXPECT_TRUE(std::isnan(capped(notANumber, 8)));
+  EXPECT_EQ(capped(3, notANumber), 3);
 }
 
 TEST(Backoff, RetriesRateLimitsAndServerErrorsOnly) {
@@ -32,9 +32,9 @@ TEST(Backoff, RetriesRateLimitsAndServerErrorsOnly) {
 }
 
 TEST(Backoff, ReadsRetryAfterAsOneWholeNumber) {
-  const std::pair<const char*, double> numbers[] = {{"2", 2},           {"2.5", 2.5}, {"1e1", 10},
-                                                    {"-5", -5},         {"+3", 3},    {"0x10", 16},
-                                                    {"inf", kInfinity}, {".5", 0.5},  {"1e400", kInfinity}};
+  const std::pair<const char*, double> numbers[] = {{"2", 2},          {"2.5", 2.5}, {"1e1", 10},
+                                                    {"-5", -5},        {"+3", 3},    {"0x10", 16},
+                                                    {"inf", infinity}, {".5", 0.5},  {"1e400", infinity}};
   for (const auto& [text, value] : numbers) EXPECT_EQ(parseRetryAfter(text), value) << text;
   EXPECT_TRUE(std::isnan(parseRetryAfter("nan").value()));
   for (const char* text :
@@ -46,8 +46,8 @@ TEST(Backoff, ReadsRetryAfterAsOneWholeNumber) {
 TEST(Backoff, WaitsWholeNanosecondsWithinWhatTheClockCanHold) {
   EXPECT_EQ(waitDuration(0.5), 500ms);
   EXPECT_EQ(waitDuration(1e-10), 0ns);
-  for (const double atOnce : {0.0, -1.0, -kInfinity, kNaN}) EXPECT_EQ(waitDuration(atOnce), 0ns);
-  for (const double tooLong : {1e11, 1e300, kInfinity}) {
+  for (const double atOnce : {0.0, -1.0, -infinity, notANumber}) EXPECT_EQ(waitDuration(atOnce), 0ns);
+  for (const double tooLong : {1e11, 1e300, infinity}) {
     EXPECT_GT(waitDuration(tooLong), 24h * 365 * 50);
     EXPECT_GT(std::chrono::steady_clock::now() + waitDuration(tooLong), std::chrono::steady_clock::now());
   }
@@ -57,8 +57,8 @@ TEST(Backoff, WritesDelaysWithTwoDecimals) {
   EXPECT_EQ(twoDecimals(3), "3.00");
   EXPECT_EQ(twoDecimals(-5), "-5.00");
   EXPECT_EQ(twoDecimals(0.125), "0.12");
-  EXPECT_EQ(twoDecimals(kNaN), "nan");
-  EXPECT_EQ(twoDecimals(-kInfinity), "-inf");
+  EXPECT_EQ(twoDecimals(notANumber), "nan");
+  EXPECT_EQ(twoDecimals(-infinity), "-inf");
   EXPECT_EQ(twoDecimals(std::numeric_limits<double>::max()).size(), 312U);
 }
 

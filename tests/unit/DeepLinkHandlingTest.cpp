@@ -9,7 +9,7 @@ namespace {
 using test::CapturedOutput;
 using Lines = std::vector<std::string>;
 
-constexpr const char* kURL = "https://Go.example/s%26x=1/more?path=/sale";
+constexpr const char* linkText = "https://Go.example/s%26x=1/more?path=/sale";
 
 struct DeepLink : test::FlowFixture {
   std::shared_ptr<DeepLinkHandling> makeFlow(bool requireConsent = false) const {
@@ -22,7 +22,7 @@ TEST_F(DeepLink, IsRecordedAndHandedOverWithItsCampaign) {
   const auto flow = makeFlow();
   http->answer(200, R"({"attributed":true,"deepLink":{"slug":"s","deepLinkPath":"/p","campaign":"c"}})");
   CapturedOutput output;
-  const auto task = flow->handleDeepLinkAsync(kURL);
+  const auto task = flow->handleDeepLinkAsync(linkText);
   run();
   EXPECT_EQ(task.get().campaign(), "c");
   EXPECT_EQ(core->lastDeepLink(), task.get());
@@ -31,12 +31,12 @@ TEST_F(DeepLink, IsRecordedAndHandedOverWithItsCampaign) {
   EXPECT_EQ(http->sent[0].url, "https://api.test/v1/events/open");
   EXPECT_EQ(http->sent[0].body,
             R"({"deviceId":"D","host":"Go.example","identifier":"app","platform":"iOS","slug":"s&x=1"})");
-  EXPECT_EQ(output.lines(), (Lines{std::string("[Corvane] [DEBUG] Handling deep link: ") + kURL,
+  EXPECT_EQ(output.lines(), (Lines{std::string("[Corvane] [DEBUG] Handling deep link: ") + linkText,
                                    "[Corvane] [DEBUG] Deep link resolved → path: /p"}));
 
   // The same link again is another open.
   http->answer(200, R"({"attributed":true})");
-  EXPECT_TRUE(flow->handleDeepLink(kURL));
+  EXPECT_TRUE(flow->handleDeepLink(linkText));
   run();
   EXPECT_NE(sentKeys()[0], sentKeys()[1]);
   EXPECT_EQ(sentKeys()[0].size(), 36U);
@@ -48,10 +48,10 @@ TEST_F(DeepLink, WithoutConsentIsLookedUpOnly) {
   http->answer(200, R"({"deepLinkPath":"/p"})");
   http->answer(404, "");
   CapturedOutput output;
-  EXPECT_TRUE(flow->handleDeepLink(kURL));
+  EXPECT_TRUE(flow->handleDeepLink(linkText));
   run();
   setConsent(false);
-  EXPECT_TRUE(flow->handleDeepLink(kURL));
+  EXPECT_TRUE(flow->handleDeepLink(linkText));
   run();
   for (const auto& request : http->sent) {
     EXPECT_EQ(request.url, "https://api.test/v1/links/resolve?host=Go.example&slug=s%26x%3D1");
@@ -59,10 +59,10 @@ TEST_F(DeepLink, WithoutConsentIsLookedUpOnly) {
   }
   EXPECT_EQ(delivered, (Lines{"reengagement /p", "reengagement /sale"}));
   EXPECT_EQ(output.lines(),
-            (Lines{std::string("[Corvane] [DEBUG] Handling deep link: ") + kURL,
+            (Lines{std::string("[Corvane] [DEBUG] Handling deep link: ") + linkText,
                    "[Corvane] [DEBUG] Re-engagement resolved route-only — consent not granted (not recorded)",
                    "[Corvane] [DEBUG] Deep link resolved → path: /p",
-                   std::string("[Corvane] [DEBUG] Handling deep link: ") + kURL,
+                   std::string("[Corvane] [DEBUG] Handling deep link: ") + linkText,
                    "[Corvane] [DEBUG] Re-engagement resolve failed (no consent) — routing by URL only: "
                    "Server returned status 404: ",
                    "[Corvane] [DEBUG] Deep link resolved → path: /sale"}));
@@ -72,9 +72,9 @@ TEST_F(DeepLink, IsTakenFromTheURLWhenTheBackendFailsAndTheErrorComesFirst) {
   const auto flow = makeFlow();
   http->answer(CorvaneError::transport("down"));
   CapturedOutput output;
-  const auto task = flow->handleDeepLinkAsync(kURL);
+  const auto task = flow->handleDeepLinkAsync(linkText);
   run();
-  EXPECT_EQ(task.get(), CorvaneDeepLink("s&x=1", kURL, "/sale", {}, {}, {}, {}, {}, {}, {}));
+  EXPECT_EQ(task.get(), CorvaneDeepLink("s&x=1", linkText, "/sale", {}, {}, {}, {}, {}, {}, {}));
   ASSERT_EQ(delivered.size(), 2U);
   EXPECT_EQ(delivered[0], CorvaneError::transport("down").errorDescription());
   EXPECT_EQ(delivered[1], "reengagement /sale");
@@ -110,12 +110,12 @@ TEST_F(DeepLink, ThatIsNotOursIsLeftAlone) {
 
 TEST_F(DeepLink, OfAClientThatIsGoneIsHandledOnlyWhereSomebodyHoldsATask) {
   auto flow = makeFlow();
-  EXPECT_TRUE(flow->handleDeepLink(kURL));
+  EXPECT_TRUE(flow->handleDeepLink(linkText));
   flow.reset();
   run();
   EXPECT_TRUE(http->sent.empty());
   http->answer(500, "");
-  const auto task = makeFlow()->handleDeepLinkAsync(kURL);
+  const auto task = makeFlow()->handleDeepLinkAsync(linkText);
   run();
   EXPECT_EQ(task.get().path(), "/sale");
 }

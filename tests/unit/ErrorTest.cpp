@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "api/Failure.h"
+#include "async/Failure.h"
 #include "corvane/CorvaneError.h"
 
 TEST(CorvaneError, DescribesEachCaseByItsFixedTextWithThePayloadUnchanged) {

@@ -3,8 +3,8 @@
 #include <deque>
 #include <random>
 
-#include "core/Operation.h"
-#include "flows/EventQueueCodec.h"
+#include "async/BackgroundTask.h"
+#include "flows/EventStoreCodec.h"
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 
@@ -14,8 +14,8 @@ namespace {
 using test::CapturedOutput;
 using Lines = std::vector<std::string>;
 
-constexpr std::string_view kKey = "event_queue";
-constexpr const char* kStored =
+constexpr std::string_view queueKey = "event_queue";
+constexpr const char* storedQueue =
     R"([ {"id":"A","request":{"identifier":"app","name":"one","extra":1},"more":[]},
   {"id":"B","request":{"identifier":"app","name":"two","value":1.5,"currency":null}},
   {"id":"C","request":{"identifier":"app","name":"three"}} ])";
@@ -31,7 +31,7 @@ struct Queue : test::FlowFixture {
 
   Lines storedIds() const {
     Lines ids;
-    const auto bytes = flags->dataForKey(kKey);
+    const auto bytes = flags->dataForKey(queueKey);
     if (!bytes) return ids;
     for (const auto& entry : decodeQueue(*bytes)) ids.push_back(entry.id);
     return ids;
@@ -39,7 +39,7 @@ struct Queue : test::FlowFixture {
 };
 
 TEST_F(Queue, ResendsInOrderAndKeepsWhatStillFails) {
-  flags->setData(kStored, kKey);
+  flags->setData(storedQueue, queueKey);
   http->answer(200, "");
   http->answer(500, "");
   http->answer(200, R"({"attributed":true})");
@@ -47,7 +47,7 @@ TEST_F(Queue, ResendsInOrderAndKeepsWhatStillFails) {
   queue->flush(api);
   background->run();
   EXPECT_EQ(sentKeys(), (Lines{"A", "B", "C"}));
-  EXPECT_EQ(flags->dataForKey(kKey),
+  EXPECT_EQ(flags->dataForKey(queueKey),
             R"([{"id":"B","request":{"identifier":"app","name":"two","value":1.5}}])");
   EXPECT_EQ(output.lines(), (Lines{"[Corvane] [DEBUG] Flushing 3 queued event(s)",
                                    "[Corvane] [DEBUG] Queued event two still failing"}));
@@ -55,13 +55,13 @@ TEST_F(Queue, ResendsInOrderAndKeepsWhatStillFails) {
 
 TEST_F(Queue, SendsNothingWhenItIsEmptyClearedOrUnreadable) {
   queue->flush(api);
-  flags->setData(kStored, kKey);
+  flags->setData(storedQueue, queueKey);
   queue->clear();
-  EXPECT_EQ(flags->dataForKey(kKey), std::nullopt);
+  EXPECT_EQ(flags->dataForKey(queueKey), std::nullopt);
   for (const char* unreadable : {"{}", "[1]", R"([{"id":"A"}])", "[", "\xFF"}) {
-    flags->setData(unreadable, kKey);
+    flags->setData(unreadable, queueKey);
     queue->flush(api);
-    EXPECT_EQ(flags->dataForKey(kKey), unreadable);
+    EXPECT_EQ(flags->dataForKey(queueKey), unreadable);
   }
   background->run();
   EXPECT_TRUE(http->sent.empty());
@@ -70,7 +70,7 @@ TEST_F(Queue, SendsNothingWhenItIsEmptyClearedOrUnreadable) {
 }
 
 TEST_F(Queue, GoneBeforeTheFlushBeginsLeavesTheEntriesToAnother) {
-  flags->setData(kStored, kKey);
+  flags->setData(storedQueue, queueKey);
   queue->flush(api);
   queue.reset();
   background->run();
@@ -82,7 +82,7 @@ TEST_F(Queue, GoneBeforeTheFlushBeginsLeavesTheEntriesToAnother) {
 }
 
 TEST_F(Queue, AFlushLeavesOutWhatAnotherIsSendingAndTheNextTriesItAgain) {
-  flags->setData(kStored, kKey);
+  flags->setData(storedQueue, queueKey);
   queue->flush(api);
   background->run();
   enqueue("D");
@@ -99,7 +99,7 @@ TEST_F(Queue, AFlushLeavesOutWhatAnotherIsSendingAndTheNextTriesItAgain) {
 }
 
 TEST_F(Queue, AFlushTriesOnceMoreWhatHadFailedWhenAnotherCame) {
-  flags->setData(kStored, kKey);
+  flags->setData(storedQueue, queueKey);
   queue->flush(api);
   http->answer(500, "");
   background->run();
@@ -112,7 +112,7 @@ TEST_F(Queue, AFlushTriesOnceMoreWhatHadFailedWhenAnotherCame) {
 }
 
 TEST(QueueChanges, AppliedTwiceSayTheSame) {
-  EventQueueChanges changes({.items = 3, .bytes = 100});
+  EventStoreChanges changes({.items = 3, .bytes = 100});
   const StoredEvents before{{"A", "a"}, {"B", "b"}};
   changes.add({"C", "c"});
   changes.add({"D", "d"});
@@ -128,14 +128,14 @@ TEST(QueueChanges, AppliedTwiceSayTheSame) {
 }
 
 TEST_F(Queue, ADenialDuringAFlushEmptiesItForGood) {
-  flags->setData(kStored, kKey);
+  flags->setData(storedQueue, queueKey);
   queue->flush(api);
   background->run();
   queue->clear();
   for (int i = 0; i < 3; ++i) http->answer(i == 1 ? 500 : 200, "");
   background->run();
   EXPECT_EQ(sentKeys(), (Lines{"A", "B", "C"}));
-  EXPECT_EQ(flags->dataForKey(kKey), std::nullopt);
+  EXPECT_EQ(flags->dataForKey(queueKey), std::nullopt);
 }
 
 TEST_F(Queue, StoresWhatFailsWhenTheBackgroundTakesNoMoreWork) {
@@ -155,9 +155,9 @@ TEST_F(Queue, TheOldestMakesRoomAtTheCostOfOneWrite) {
   EXPECT_EQ(storedIds().front(), "1");
   EXPECT_EQ(storedIds().back(), "100");
   // So it does where one is very large, and one that is larger than all may be is left out.
-  enqueue("large", std::string(EventQueueStorage::maxBytes - 1000, 'x'));
+  enqueue("large", std::string(EventStore::maxBytes - 1000, 'x'));
   EXPECT_LT(storedIds().size(), 20U);
-  enqueue("too large", std::string(EventQueueStorage::maxBytes, 'x'));
+  enqueue("too large", std::string(EventStore::maxBytes, 'x'));
   EXPECT_EQ(storedIds().back(), "large");
 }
 
@@ -169,10 +169,10 @@ TEST_F(Queue, NoInterleavingLosesAnEntryOrBringsOneBack) {
   std::mt19937 random(seed);
   const auto below = [&](unsigned n) { return static_cast<int>(random() % n); };
   for (int round = 0; round < 50; ++round) {
-    flags->setData(std::nullopt, kKey);
-    storage = std::make_shared<EventQueueStorage>(flags, flags, std::string(kKey));
+    flags->setData(std::nullopt, queueKey);
+    storage = std::make_shared<EventStore>(flags, flags, std::string(queueKey));
     queue = std::make_shared<EventQueue>(storage, logger);
-    const auto neighbour = std::make_shared<EventQueueStorage>(flags, flags, std::string(kKey));
+    const auto neighbour = std::make_shared<EventStore>(flags, flags, std::string(queueKey));
     // What the file holds, and what this process has still to do to it.
     std::deque<std::string> model;
     std::vector<std::function<void()>> waiting;

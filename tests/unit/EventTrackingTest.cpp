@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "flows/EventQueueCodec.h"
+#include "flows/EventStoreCodec.h"
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 

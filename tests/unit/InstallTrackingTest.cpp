@@ -12,8 +12,8 @@ using test::CapturedOutput;
 using Task = CorvaneTask<CorvaneAttribution>;
 using Lines = std::vector<std::string>;
 
-const std::string kToken = "0123456789abcdef0123456789abcdef";
-constexpr const char* kRoutable = R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":"/summer"}})";
+const std::string clickToken = "0123456789abcdef0123456789abcdef";
+constexpr const char* routableBody = R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":"/summer"}})";
 
 struct FakePasteboard : PasteboardReading {
   std::optional<std::string> string() const override {
@@ -54,16 +54,16 @@ struct Install : test::FlowFixture {
 };
 
 TEST_F(Install, IsReportedOnceWithItsTokenAndHandsOverTheVerdictAndTheLink) {
-  pasteboard->text = "https://go.test/l/s?cv_click=" + kToken + "&x=1";
-  http->answer(200, kRoutable);
+  pasteboard->text = "https://go.test/l/s?cv_click=" + clickToken + "&x=1";
+  http->answer(200, routableBody);
   CapturedOutput output;
   const Task task = flow->trackInstallAsync(false);
   run();
   EXPECT_EQ(task.get().id(), 7);
   EXPECT_EQ(http->sent.at(0).url, "https://api.test/v1/events/install");
-  EXPECT_EQ(
-      http->sent[0].body,
-      R"({"clickId":")" + kToken + R"(","consent":true,"deviceId":"D","identifier":"app","platform":"iOS"})");
+  EXPECT_EQ(http->sent[0].body,
+            R"({"clickId":")" + clickToken +
+                R"(","consent":true,"deviceId":"D","identifier":"app","platform":"iOS"})");
   EXPECT_EQ(http->sent[0].headers.back(), (URLRequest::Header{"Idempotency-Key", "install:D"}));
   EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
   EXPECT_EQ(pasteboard->text, std::nullopt);
@@ -88,24 +88,24 @@ TEST_F(Install, ReadsConsentOnceARun) {
   flow->trackInstall(false);
   background->run();
   setConsent(false);
-  http->answer(200, kRoutable);
+  http->answer(200, routableBody);
   run();
   EXPECT_TRUE(flag(keys::installTracked));
   EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
 }
 
 TEST_F(Install, ConcurrentCallersShareOneRunAndNoneOfThemStopsIt) {
-  const Task first = flow->trackInstallAsync("cv_click=" + kToken, false);
+  const Task first = flow->trackInstallAsync("cv_click=" + clickToken, false);
   const Task second = flow->trackInstallAsync(true);
   background->run();
   first.cancel();
   second.cancel();
   const Task third = flow->trackInstallAsync(false);
   background->run();
-  http->answer(200, kRoutable);
+  http->answer(200, routableBody);
   run();
   EXPECT_EQ(http->sent.size(), 1U);
-  EXPECT_NE(http->sent[0].body->find(kToken), std::string::npos);
+  EXPECT_NE(http->sent[0].body->find(clickToken), std::string::npos);
   EXPECT_EQ(first.get(), second.get());
   EXPECT_EQ(first.get(), third.get());
   EXPECT_EQ(first.get().id(), 7);
@@ -122,7 +122,7 @@ TEST_F(Install, AFailureReachesEveryCallerChangesNothingAndTheNextCallSendsAgain
   EXPECT_EQ(takeDelivered(), Lines{"Server returned status 500: oops\n"});
   EXPECT_FALSE(flag(keys::installTracked));
   EXPECT_EQ(core->lastAttribution(), std::nullopt);
-  http->answer(200, kRoutable);
+  http->answer(200, routableBody);
   flow->trackInstall(false);
   run();
   EXPECT_TRUE(flag(keys::installTracked));
@@ -131,22 +131,22 @@ TEST_F(Install, AFailureReachesEveryCallerChangesNothingAndTheNextCallSendsAgain
 }
 
 TEST_F(Install, TakesATokenByTheSourceOnly) {
-  pasteboard->text = "cv_click=" + kToken;
+  pasteboard->text = "cv_click=" + clickToken;
   makeClient(CorvaneClickTokenSource::pasteButton);
   http->answer(200, R"({"attributed":false})");
   flow->trackInstall(true);
   run();
   EXPECT_EQ(pasteboard->reads, 0);
   http->answer(200, R"({"attributed":false})");
-  flow->trackInstall("pasted cv_click=" + kToken, true);
+  flow->trackInstall("pasted cv_click=" + clickToken, true);
   run();
   EXPECT_EQ(pasteboard->text, std::nullopt);
 
-  pasteboard->text = "cv_click=" + kToken;
+  pasteboard->text = "cv_click=" + clickToken;
   makeClient(CorvaneClickTokenSource::none);
   CapturedOutput output;
   http->answer(200, R"({"attributed":false})");
-  flow->trackInstall("cv_click=" + kToken, true);
+  flow->trackInstall("cv_click=" + clickToken, true);
   run();
   EXPECT_TRUE(pasteboard->text);
   EXPECT_EQ(
@@ -158,12 +158,12 @@ TEST_F(Install, TakesATokenByTheSourceOnly) {
 }
 
 TEST_F(Install, ThatIsForcedIsSentAgainWithTheSameKeyAndAnEqualVerdictIsNotHandedOverTwice) {
-  http->answer(200, kRoutable);
+  http->answer(200, routableBody);
   flow->trackInstall(false);
   run();
   EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
-  pasteboard->text = "cv_click=" + kToken;
-  http->answer(200, kRoutable);
+  pasteboard->text = "cv_click=" + clickToken;
+  http->answer(200, routableBody);
   flow->trackInstall(true);
   run();
   EXPECT_EQ(http->sent.size(), 2U);
@@ -176,7 +176,7 @@ TEST_F(Install, AMainThreadThatDropsOrThrowsCompletesTheRunAllTheSame) {
   core->onAttribution([](const CorvaneAttribution&) { throw std::runtime_error("host"); });
   for (const bool dropping : {true, false}) {
     main->dropping = dropping;
-    http->answer(200, kRoutable);
+    http->answer(200, routableBody);
     const Task task = flow->trackInstallAsync(true);
     background->run();
     if (!dropping) {
@@ -200,12 +200,12 @@ TEST_F(Install, AClientThatGoesBeforeItsWorkBeginsSendsNothing) {
 
 TEST(ClickToken, IsTheFirstWholeTokenInTheText) {
   const std::string other(32, 'f');
-  EXPECT_EQ(findClickToken("see cv_click=" + kToken + "&q=1"), kToken);
-  EXPECT_EQ(findClickToken("cv_click=" + kToken + "0"), kToken);
-  EXPECT_EQ(findClickToken("cv_click=cv_click=" + other + " cv_click=" + kToken), other);
+  EXPECT_EQ(findClickToken("see cv_click=" + clickToken + "&q=1"), clickToken);
+  EXPECT_EQ(findClickToken("cv_click=" + clickToken + "0"), clickToken);
+  EXPECT_EQ(findClickToken("cv_click=cv_click=" + other + " cv_click=" + clickToken), other);
   for (const std::string& text :
-       {std::string(), std::string("cv_click="), "cv_click=" + kToken.substr(1),
-        "cv_click=" + std::string(32, 'A'), "CV_CLICK=" + kToken, "cv_click =" + kToken})
+       {std::string(), std::string("cv_click="), "cv_click=" + clickToken.substr(1),
+        "cv_click=" + std::string(32, 'A'), "CV_CLICK=" + clickToken, "cv_click =" + clickToken})
     EXPECT_EQ(findClickToken(text), std::nullopt) << text;
 }
 
@@ -213,7 +213,7 @@ TEST(ClickToken, IsFoundInAHugeText) {
   std::string text;
   while (text.size() < 10'000'000) text += "cv_click=0123456789abcdef0123456789abcdeg";
   EXPECT_EQ(findClickToken(text), std::nullopt);
-  EXPECT_EQ(findClickToken(text + "cv_click=" + kToken), kToken);
+  EXPECT_EQ(findClickToken(text + "cv_click=" + clickToken), clickToken);
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include <random>
 
-#include "foundation/URL.h"
-#include "foundation/Unicode.h"
+#include "foundation/text/URL.h"
+#include "foundation/text/Unicode.h"
 
 namespace corvane {
 namespace {

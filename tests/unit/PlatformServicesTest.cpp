@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/ATTManager.h"
-#include "platform/SKANManager.h"
+#include "platform/services/ATTManager.h"
+#include "platform/services/SKANManager.h"
 #include "support/CapturedOutput.h"
 #include "support/ManualExecutor.h"
 
@@ -19,7 +19,7 @@ using Lines = std::vector<std::string>;
 using Status = CorvaneTrackingAuthorizationStatus;
 using Generation = AdNetworkGeneration;
 
-constexpr CorvaneLogger kLogger{true, CorvaneLogLevel::debug};
+constexpr CorvaneLogger debugLogger{true, CorvaneLogLevel::debug};
 
 /// The system's prompt: the test is the user.
 struct Prompt : CorvaneTrackingAuthorizationProvider {
@@ -54,7 +54,7 @@ struct TrackingAuthorization : ::testing::Test {
 
   std::shared_ptr<Prompt> prompt = std::make_shared<Prompt>();
   std::shared_ptr<test::ManualExecutor> main = std::make_shared<test::ManualExecutor>();
-  ATTManager manager{kLogger, ATTrackingManager(prompt), MainThread(main)};
+  ATTManager manager{debugLogger, prompt, MainThread(main)};
   std::vector<bool> answers;
 };
 
@@ -101,8 +101,9 @@ TEST_F(TrackingAuthorization, AProviderThatFailsDropsTheQuestionOrIsMissingMeans
   prompt->throwsOnStatus = true;
   ask();
   EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
-  ATTManager(kLogger, ATTrackingManager(nullptr), MainThread(main))
-      .requestAuthorization([this](bool granted) { answers.push_back(granted); });
+  ATTManager(debugLogger, nullptr, MainThread(main)).requestAuthorization([this](bool granted) {
+    answers.push_back(granted);
+  });
   EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
 }
 
@@ -154,7 +155,7 @@ struct AdNetwork : CorvaneAdNetworkProvider {
 
 struct AdNetworkAttribution : ::testing::Test {
   SKANManager on(int major, int minor) const {
-    return {kLogger, SKAdNetwork(network), CorvaneOSVersion{major, minor}};
+    return {debugLogger, network, CorvaneOSVersion{major, minor}};
   }
   Lines callsSoFar() { return std::exchange(network->calls, {}); }
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "core/Operation.h"
+#include "async/BackgroundTask.h"
 #include "corvane/CorvaneCancellationError.h"
 #include "corvane/CorvaneError.h"
 #include "corvane/CorvaneMainQueue.h"
@@ -23,12 +23,12 @@ using test::ManualExecutor;
 using State = TaskState<CorvaneAttribution>;
 using Task = CorvaneTask<CorvaneAttribution>;
 
-const CorvaneAttribution kVerdict(1, true, std::nullopt);
+const CorvaneAttribution attributed(1, true, std::nullopt);
 
 DetachedCoroutine await(Task task, std::string* outcome) {
   try {
     const CorvaneAttribution result = co_await task;
-    *outcome = result == kVerdict ? "verdict" : "another";
+    *outcome = result == attributed ? "verdict" : "another";
   } catch (const std::exception& error) {
     *outcome = error.what();
   }
@@ -43,10 +43,10 @@ struct TaskOnForeignExecutor : ::testing::Test {
 TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeverInline) {
   int called = 0;
   std::string awaited;
-  const auto note = [&](const Task& done) { called += done.isDone() && done.get() == kVerdict ? 1 : 100; };
+  const auto note = [&](const Task& done) { called += done.isDone() && done.get() == attributed ? 1 : 100; };
   task.whenDone(note);
   await(task, &awaited);
-  state->complete(kVerdict);
+  state->complete(attributed);
   task.whenDone(note);
   EXPECT_EQ(called, 0);
   EXPECT_EQ(awaited, "");
@@ -54,7 +54,7 @@ TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeve
   EXPECT_EQ(called, 2);
   EXPECT_EQ(awaited, "verdict");
   state->complete(CorvaneError::emptyResponse());
-  EXPECT_EQ(task.get(), kVerdict) << "completed once";
+  EXPECT_EQ(task.get(), attributed) << "completed once";
 
   task = Task(std::exchange(state, std::make_shared<State>(MainThread(main))));
   Task failing(state);
@@ -68,17 +68,17 @@ TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeve
 TEST_F(TaskOnForeignExecutor, WaitingOnTheMainThreadIsRefusedUnlessItIsComplete) {
   EXPECT_THROW(task.get(), std::logic_error);
   EXPECT_THROW(task.waitFor(1h), std::logic_error);
-  state->complete(kVerdict);
+  state->complete(attributed);
   EXPECT_TRUE(task.waitFor(0s));
-  EXPECT_EQ(task.get(), kVerdict);
+  EXPECT_EQ(task.get(), attributed);
 }
 
 TEST_F(TaskOnForeignExecutor, AnotherThreadWaitsAndIsWoken) {
   main->isMain = false;
   EXPECT_FALSE(task.waitFor(-1h));
-  std::thread waiter([&] { EXPECT_EQ(task.get(), kVerdict); });
+  std::thread waiter([&] { EXPECT_EQ(task.get(), attributed); });
   std::thread patient([&] { EXPECT_TRUE(task.waitFor(std::chrono::nanoseconds::max())); });
-  state->complete(kVerdict);
+  state->complete(attributed);
   waiter.join();
   patient.join();
 }
@@ -90,13 +90,13 @@ TEST_F(TaskOnForeignExecutor, AnExecutorThatDropsOrIsGoneLeavesNobodyWaiting) {
   task.whenDone([&](const Task&) { ++called; });
   await(task, &awaited);
   main->dropping = true;
-  state->complete(kVerdict);
+  state->complete(attributed);
   EXPECT_EQ(awaited, "The operation was cancelled.");
   main.reset();
   await(task, &awaitedLater);
   EXPECT_EQ(awaitedLater, "The operation was cancelled.");
   EXPECT_EQ(called, 0);
-  EXPECT_EQ(task.get(), kVerdict);
+  EXPECT_EQ(task.get(), attributed);
 }
 
 TEST_F(TaskOnForeignExecutor, CancelsWhileItRunsOnly) {
@@ -133,25 +133,25 @@ TEST_F(TaskOnMainQueue, WaitingRunsTheQueueAndIsWokenByAnotherThread) {
   EXPECT_FALSE(task.waitFor(1ms));
   bool ran = false;
   queue->post([&] { ran = true; });
-  std::thread other([&] { queue->post([&] { state->complete(kVerdict); }); });
-  EXPECT_EQ(task.get(), kVerdict);
+  std::thread other([&] { queue->post([&] { state->complete(attributed); }); });
+  EXPECT_EQ(task.get(), attributed);
   EXPECT_TRUE(ran);
   other.join();
 }
 
 TEST_F(TaskOnMainQueue, AnExceptionOfACallbackLeavesThroughTheWaitAndTheHandleStaysUsable) {
   queue->post([] { throw std::runtime_error("host"); });
-  queue->post([&] { state->complete(kVerdict); });
+  queue->post([&] { state->complete(attributed); });
   EXPECT_THROW(task.get(), std::runtime_error);
-  EXPECT_EQ(task.get(), kVerdict);
+  EXPECT_EQ(task.get(), attributed);
 }
 
 TEST_F(TaskOnMainQueue, ACallbackMayWaitForTheOperationThatCalledIt) {
   const auto background = std::make_shared<FakeBackground>();
-  std::function<void()> callback = [&] { EXPECT_EQ(task.get(), kVerdict); };
+  std::function<void()> callback = [&] { EXPECT_EQ(task.get(), attributed); };
   start<CorvaneAttribution>(background, state, [&]() -> boost::asio::awaitable<CorvaneAttribution> {
     co_await MainThread(queue).call(*background, callback);
-    co_return kVerdict;
+    co_return attributed;
   });
   background->run();
   // The fake background has no thread of its own: what the callback waits for runs in the queue.

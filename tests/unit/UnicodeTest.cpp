@@ -1,12 +1,12 @@
-#include "foundation/Unicode.h"
+#include "foundation/text/Unicode.h"
 
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <cstdlib>
 
-#include "foundation/URL.h"
-#include "foundation/UUID.h"
+#include "foundation/text/URL.h"
+#include "foundation/text/UUID.h"
 
 using namespace corvane;
 

@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <thread>
 
+#include "api/transport/Transport.h"
 #include "lifetime/host/Host.h"
-#include "platform/URLSession.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ Installs beginInstalls() {
 void beginTrustedExchange(const std::string& url, const std::string& authorityFile) {
   auto configuration = platform::URLSessionConfiguration::default_();
   configuration.certificateAuthorityFile = authorityFile;
-  platform::URLSession(configuration).data({.url = url}, [](const platform::URLSessionResult&) {});
+  platform::Transport::shared().begin({.url = url}, configuration, [](const platform::URLSessionResult&) {});
 }
 
 /// The host's own use of libcurl, from its initialisation to its clean-up.

@@ -8,8 +8,8 @@
 #include <future>
 #include <thread>
 
-#include "platform/ProcessRuntime.h"
-#include "platform/URLSession.h"
+#include "api/transport/Transport.h"
+#include "facade/ProcessRuntime.h"
 #include "support/BaseURL.h"
 
 namespace corvane::test {
@@ -41,14 +41,14 @@ int leave(const std::string& ending, int status) {
 void settle() {
   // An exchange that fails at once has passed through the transport's thread behind all others.
   std::promise<void> transportDone;
-  platform::URLSession(platform::URLSessionConfiguration::default_())
-      .data({.url = "http://127.0.0.1/\n"},
-            [&](const platform::URLSessionResult&) { transportDone.set_value(); });
+  platform::Transport::shared().begin({.url = "http://127.0.0.1/\n"},
+                                      platform::URLSessionConfiguration::default_(),
+                                      [&](const platform::URLSessionResult&) { transportDone.set_value(); });
   transportDone.get_future().wait();
   // What that resumes may post once more.
   for (int turn = 0; turn < 3; ++turn) {
     std::promise<void> done;
-    platform::processBackground()->post([&] { done.set_value(); });
+    processBackground()->post([&] { done.set_value(); });
     done.get_future().wait();
   }
 }

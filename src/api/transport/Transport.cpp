@@ -1,0 +1,149 @@
+#include "api/transport/Transport.h"
+
+#include <curl/curl.h>
+#include <pthread.h>
+
+#include <system_error>
+#include <utility>
+
+#include "api/transport/TransportExchange.h"
+#include "api/transport/TransportLoop.h"
+#include "async/QuietThread.h"
+
+namespace corvane::platform {
+
+namespace {
+
+constexpr const char* exitingText = "the process is exiting";
+
+/// Once per process and never undone: the host may use libcurl too, before and after, and counts for itself.
+CURLcode initialiseLibcurl() {
+  static const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
+  return code;
+}
+
+}  // namespace
+
+Transport& Transport::shared() {
+  static Transport* const transport = [] {
+    auto* const made = new Transport;
+    pthread_atfork([] { shared().working_.lock(); }, [] { shared().working_.unlock(); },
+                   [] { shared().working_.unlock(); });
+    return made;
+  }();
+  return *transport;
+}
+
+Transport::Transport() {
+  if (const CURLcode code = initialiseLibcurl(); code != CURLE_OK) {
+    refusal_ = curl_easy_strerror(code);
+    return;
+  }
+  loop_ = std::make_unique<TransportLoop>();
+  if (loop_->isUsable()) {
+    startThread();
+  } else {
+    refusal_ = curl_easy_strerror(CURLE_FAILED_INIT);
+  }
+}
+
+Transport::~Transport() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (refusal_.empty()) {
+      refusal_ = exitingText;
+      loop_->wake();
+    }
+  }
+  if (thread_.joinable()) thread_.join();
+}
+
+void Transport::startThread() {
+  try {
+    thread_ = startQuietThread([this] { run(); });
+  } catch (const std::system_error& error) {
+    refusal_ = std::string("no thread for the transport: ") + error.what();
+  }
+}
+
+Transport::ExchangeID Transport::begin(URLRequest request, const URLSessionConfiguration& configuration,
+                                       Completion completion) {
+  auto exchange = std::make_unique<TransportExchange>();
+  exchange->request = std::move(request);
+  exchange->configuration = configuration;
+  exchange->completion = std::move(completion);
+  std::string refusal;
+  ExchangeID id;
+  {
+    const std::lock_guard lock(mutex_);
+    id = exchange->id = ++lastID_;
+    refusal = refusal_;
+    if (refusal.empty()) {
+      wakeForFirst();
+      commands_.begun.push_back(std::move(exchange));
+    }
+  }
+  if (!refusal.empty()) exchange->completion(std::move(refusal));
+  return id;
+}
+
+void Transport::cancel(ExchangeID exchange) {
+  const std::lock_guard lock(mutex_);
+  if (!refusal_.empty()) return;  // everything is being ended anyway
+  wakeForFirst();
+  commands_.cancelled.push_back(exchange);
+}
+
+/// Commands that waits has woken the thread already. The thread takes it under `mutex_`, which the caller
+/// holds.
+void Transport::wakeForFirst() {
+  if (commands_.begun.empty() && commands_.cancelled.empty()) loop_->wake();
+}
+
+bool Transport::shutDown(std::chrono::milliseconds bound) {
+  std::unique_lock lock(mutex_);
+  if (refusal_.empty()) {
+    refusal_ = exitingText;
+    loop_->wake();
+  }
+  if (!thread_.joinable()) return true;
+  if (!threadEnd_.wait_for(lock, bound, [this] { return threadEnded_; })) return false;
+  // What is left of the thread after `threadEnded_` takes no lock, so joining under this one cannot hang; the
+  // lock makes a second caller wait for the join.
+  thread_.join();
+  return true;
+}
+
+void Transport::run() {
+  pthread_setname_np(pthread_self(), "corvane-http");
+  std::string leaving;
+  for (;;) {
+    Commands commands;
+    {
+      const std::lock_guard lock(mutex_);
+      std::swap(commands, commands_);
+      leaving = refusal_;
+    }
+    std::unique_lock working(working_);
+    for (auto& exchange : commands.begun) loop_->enqueue(std::move(exchange));
+    for (const ExchangeID exchange : commands.cancelled) loop_->cancel(exchange);
+    if (!leaving.empty()) break;
+    loop_->work();
+    working.unlock();
+    if (const std::string failure = loop_->sleep(); !failure.empty()) {
+      // A process that may not poll any more (its limit of descriptors is zero, say) would try for ever.
+      const std::lock_guard lock(mutex_);
+      if (refusal_.empty()) refusal_ = failure;
+    }
+  }
+  {
+    const std::lock_guard working(working_);
+    loop_->abandon(leaving);
+    loop_.reset();
+  }
+  const std::lock_guard lock(mutex_);
+  threadEnded_ = true;
+  threadEnd_.notify_all();
+}
+
+}  // namespace corvane::platform

@@ -1,0 +1,215 @@
+#include "api/transport/TransportTransfer.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+namespace corvane::platform {
+
+namespace {
+
+bool forgesLines(std::string_view text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
+}
+
+bool isToken(std::string_view name) {
+  constexpr std::string_view tokenCharacters =
+      "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  return !name.empty() && name.find_first_not_of(tokenCharacters) == std::string_view::npos;
+}
+
+// Not std::tolower, which asks the host's locale.
+std::string lowerCased(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+/// Whether the kernel knows a way there. Connecting a datagram socket asks it, and sends nothing.
+bool knowsWay(const curl_sockaddr& address) {
+  const int probe = ::socket(address.family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return true;
+  const bool connected = ::connect(probe, &address.addr, address.addrlen) == 0;
+  ::close(probe);
+  return connected;
+}
+
+/// Without the blanks at the end. libcurl leaves the line's own CR on a value that is otherwise blank.
+std::string trimmedEnd(std::string_view value) {
+  return std::string(value.substr(0, value.find_last_not_of(" \t\r\n") + 1));
+}
+
+/// Sets options until one is refused, and remembers why.
+class Options {
+ public:
+  explicit Options(CURL* easy) : easy_(easy) {}
+
+  template <typename Value>
+  void set(CURLoption option, Value value) {
+    if (code_ == CURLE_OK) code_ = curl_easy_setopt(easy_, option, value);
+  }
+  CURLcode code() const { return code_; }
+
+ private:
+  CURL* easy_;
+  CURLcode code_ = CURLE_OK;
+};
+
+}  // namespace
+
+std::optional<std::string> malformation(const URLRequest& request) {
+  if (request.method != "GET" && request.method != "POST") return "the method is neither GET nor POST";
+  if (forgesLines(request.url)) return "the URL holds a line break or NUL";
+  for (const auto& [name, value] : request.headers) {
+    if (!isToken(name)) return "a header name is not a token";
+    if (forgesLines(value)) return "the value of header " + name + " holds a line break or NUL";
+  }
+  return std::nullopt;
+}
+
+TransportTransfer::TransportTransfer() : easy_(curl_easy_init()) {}
+
+CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::milliseconds timeout,
+                                    const std::string& authorityFile) {
+  if (!easy_) return CURLE_FAILED_INIT;
+  reset();
+  if (!setHeaders(request)) return CURLE_OUT_OF_MEMORY;
+
+  Options options(easy_.get());
+  options.set(CURLOPT_URL, request.url.c_str());
+  options.set(CURLOPT_PROTOCOLS_STR, "http,https");
+  options.set(CURLOPT_HTTPHEADER, headers_.get());
+  if (request.method == "POST") {
+    options.set(CURLOPT_POST, 1L);
+    options.set(CURLOPT_POSTFIELDSIZE_LARGE,
+                static_cast<curl_off_t>(request.body ? request.body->size() : 0));
+    options.set(CURLOPT_POSTFIELDS, request.body ? request.body->data() : "");
+  }
+
+  // libcurl reads 0 as "none" and bounds connecting by 300 s of its own; silence is looked at once connected.
+  const auto silence = std::clamp<std::chrono::seconds>(request.timeoutInterval, std::chrono::seconds(1),
+                                                        std::chrono::hours(24));
+  options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
+  options.set(CURLOPT_CONNECTTIMEOUT_MS,
+              static_cast<long>(std::min<std::chrono::milliseconds>(timeout, silence).count()));
+  options.set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+  options.set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(silence.count()));
+
+  options.set(CURLOPT_NOSIGNAL, 1L);
+  options.set(CURLOPT_QUICK_EXIT, 1L);  // or dropping a transfer waits for its name look-up
+  options.set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+  options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  const bool hasAuthorityFile = !authorityFile.empty();
+  if (hasAuthorityFile) options.set(CURLOPT_CAINFO, authorityFile.c_str());
+  if (hasAuthorityFile || curl_version_info(CURLVERSION_NOW)->cainfo != nullptr) {
+    // A file of authorities is complete. With the system's folder besides, libcurl would read the system's
+    // file anew for each connection, which takes some 30 ms; alone, it reads it once a day.
+    options.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+  }
+  options.set(CURLOPT_ACCEPT_ENCODING, "");  // whatever libcurl can decompress
+  options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  options.set(CURLOPT_ERRORBUFFER, detail_.data());
+  options.set(CURLOPT_OPENSOCKETFUNCTION, &TransportTransfer::openSocket);
+  options.set(CURLOPT_OPENSOCKETDATA, this);
+  options.set(CURLOPT_WRITEFUNCTION, &TransportTransfer::receiveBody);
+  options.set(CURLOPT_WRITEDATA, this);
+  options.set(CURLOPT_HEADERFUNCTION, &TransportTransfer::receiveHeader);
+  options.set(CURLOPT_HEADERDATA, this);
+  return options.code();
+}
+
+void TransportTransfer::reset() {
+  if (easy_) curl_easy_reset(easy_.get());
+  headers_.reset();
+  detail_.front() = '\0';
+  body_ = std::string();
+  headerBytes_ = 0;
+  brokenLimit_ = nullptr;
+  addressesTried_ = 0;
+  knewWay_ = false;
+}
+
+bool TransportTransfer::appendHeader(const std::string& line) {
+  curl_slist* extended = curl_slist_append(headers_.get(), line.c_str());
+  if (!extended) return false;
+  static_cast<void>(headers_.release());  // the list now begins at `extended`
+  headers_.reset(extended);
+  return true;
+}
+
+bool TransportTransfer::setHeaders(const URLRequest& request) {
+  // libcurl would add both of its own accord: a form's content type, and a pause before larger bodies.
+  bool appended = appendHeader("Expect:");
+  bool hasContentType = false;
+  for (const auto& [name, value] : request.headers) {
+    hasContentType = hasContentType || lowerCased(name) == "content-type";
+    // "Name:" would mean "leave this header out".
+    const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
+    appended = appended && appendHeader(isBlank ? name + ";" : name + ": " + value);
+  }
+  if (!hasContentType) appended = appended && appendHeader("Content-Type:");
+  return appended;
+}
+
+std::size_t TransportTransfer::receiveBody(char* data, std::size_t, std::size_t size, void* self) noexcept {
+  auto& transfer = *static_cast<TransportTransfer*>(self);
+  if (size > maxBodySize - transfer.body_.size()) {
+    transfer.brokenLimit_ = "the answer's body is larger than 1 MiB";
+    return CURL_WRITEFUNC_ERROR;
+  }
+  transfer.body_.append(data, size);
+  return size;
+}
+
+std::size_t TransportTransfer::receiveHeader(char*, std::size_t, std::size_t size, void* self) noexcept {
+  auto& transfer = *static_cast<TransportTransfer*>(self);
+  transfer.headerBytes_ += size;
+  if (transfer.headerBytes_ > maxHeaderSize) {
+    transfer.brokenLimit_ = "the answer's headers are larger than 256 KiB";
+    return CURL_WRITEFUNC_ERROR;
+  }
+  return size;
+}
+
+curl_socket_t TransportTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
+  auto& transfer = *static_cast<TransportTransfer*>(self);
+  ++transfer.addressesTried_;
+  transfer.knewWay_ = transfer.knewWay_ || knowsWay(*address);
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+HTTPResponse TransportTransfer::takeResponse() {
+  HTTPResponse response;
+  long status = -1;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  response.statusCode = static_cast<int>(status);
+  response.body = std::exchange(body_, {});
+  constexpr int lastRequest = -1;
+  for (curl_header* field = nullptr;
+       (field = curl_easy_nextheader(handle(), CURLH_HEADER, lastRequest, field)) != nullptr;) {
+    response.headers[lowerCased(field->name)] = trimmedEnd(field->value);
+  }
+  return response;
+}
+
+std::string TransportTransfer::failureText(CURLcode code) const {
+  if (brokenLimit_) return brokenLimit_;
+  if (detail_.front() != '\0') return detail_.data();
+  return curl_easy_strerror(code);
+}
+
+bool TransportTransfer::foundNoWay(CURLcode code) const {
+  if (code != CURLE_COULDNT_CONNECT) return false;
+  long reason = 0;
+  curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &reason);
+  const bool unreachable = reason == ENETUNREACH || reason == EHOSTUNREACH || reason == ENETDOWN;
+  return unreachable && (addressesTried_ == 1 || !knewWay_);
+}
+
+}  // namespace corvane::platform

@@ -1,0 +1,119 @@
+#include "async/BackgroundExecutor.h"
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "async/BackgroundThread.h"
+#include "async/QuietThread.h"
+#include "async/Suspend.h"
+
+namespace corvane {
+
+namespace asio = boost::asio;
+
+BackgroundExecutor::BackgroundExecutor() {
+  try {
+    thread_ = startQuietThread([this] { run(); });
+  } catch (const std::system_error&) {
+    // Without a thread every post is refused, and every task cancelled.
+    closed_ = true;
+    ended_.set_value();
+  }
+}
+
+BackgroundExecutor::~BackgroundExecutor() {
+  context_.stop();
+  if (thread_.joinable()) thread_.join();
+}
+
+asio::any_io_executor BackgroundExecutor::executor() const {
+  return context_.get_executor();
+}
+
+bool BackgroundExecutor::post(std::function<void()> function) {
+  const std::lock_guard lock(mutex_);
+  if (closed_) return false;
+  asio::post(context_, std::move(function));
+  return true;
+}
+
+asio::awaitable<WaitEnd> BackgroundExecutor::wait(std::chrono::nanoseconds duration) {
+  // A cancel that came before the timer waits would not end it.
+  const bool alreadyCancelled = co_await isCancelled();
+  if (alreadyCancelled) co_return WaitEnd::cancelled;
+  if (exiting_) co_return WaitEnd::exiting;
+  if (duration <= duration.zero()) co_return WaitEnd::elapsed;
+  asio::steady_timer timer(context_, duration);
+  waits_.insert(&timer);
+  co_await timer.async_wait(asio::as_tuple(asio::use_awaitable));
+  waits_.erase(&timer);
+  const bool cancelled = co_await isCancelled();
+  if (cancelled) co_return WaitEnd::cancelled;
+  co_return exiting_ ? WaitEnd::exiting : WaitEnd::elapsed;
+}
+
+asio::awaitable<void> BackgroundExecutor::suspend(std::function<void(std::function<void()>)> start) {
+  if (exiting_) co_return;
+  std::list<std::function<void()>>::iterator place;
+  std::function<void(std::function<void()>)> registered = [&](std::function<void()> resume) {
+    auto once = [done = std::make_shared<std::atomic<bool>>(false), resume] {
+      if (!done->exchange(true)) resume();
+    };
+    place = suspended_.insert(suspended_.end(), once);
+    start(once);
+  };
+  co_await suspendUntil(std::move(registered));
+  suspended_.erase(place);
+}
+
+/// The background thread.
+void BackgroundExecutor::run() {
+  becomeBackgroundThread();
+  const auto work = asio::make_work_guard(context_);
+  context_.run();
+  endWaits();
+  context_.restart();
+  runWhatIsReady();
+  {
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
+  }
+  // What came in before the door closed.
+  runWhatIsReady();
+  ended_.set_value();
+}
+
+void BackgroundExecutor::runWhatIsReady() {
+  while (context_.poll_one() > 0) ++lastWork_;
+}
+
+void BackgroundExecutor::endWaits() {
+  exiting_ = true;
+  for (asio::steady_timer* timer : waits_) timer->cancel();
+  for (const auto& resume : suspended_) resume();
+}
+
+void BackgroundExecutor::shutDown(std::chrono::milliseconds patience, std::chrono::milliseconds bound) {
+  context_.stop();
+  const auto ended = ended_.get_future();
+  const auto latest = std::chrono::steady_clock::now() + bound;
+  std::uint64_t done = 0;
+  bool advances = true;
+  while (advances && ended.wait_for(patience) != std::future_status::ready) {
+    const std::uint64_t before = std::exchange(done, lastWork_.load());
+    advances = done != before && std::chrono::steady_clock::now() < latest;
+  }
+  if (!thread_.joinable()) return;
+  if (advances) {
+    thread_.join();
+  } else {
+    thread_.detach();
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,96 @@
+#include "async/TaskWaiting.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "async/BackgroundThread.h"
+
+namespace corvane {
+
+bool TaskWaiting::isDone() const {
+  const std::lock_guard lock(mutex_);
+  return done_;
+}
+
+bool TaskWaiting::waitUntil(Clock::time_point deadline) {
+  if (isBackgroundThread() && !isDone())
+    throw std::logic_error(
+        "waiting for a CorvaneTask on the library's own thread, where it is to be completed");
+  // Held only while it is asked: where this was the last reference, what waits in the executor, perhaps the
+  // rest of this very operation, is refused only when it goes.
+  if (const auto executor = main_.executor(); executor && executor->isCurrentThread() && !isDone()) {
+    return executor->runUntil(
+        [this, waits = deadline > Clock::now()]() mutable {
+          // Asked by an executor that can wait: one that cannot has thrown, and nothing has changed.
+          if (std::exchange(waits, false)) {
+            MainThread::releaseCallers();
+            wakeMainOnCompletion();
+          }
+          return isDone();
+        },
+        deadline);
+  }
+  std::unique_lock lock(mutex_);
+  const auto isComplete = [this] { return done_; };
+  if (deadline != Clock::time_point::max()) return completed_.wait_until(lock, deadline, isComplete);
+  completed_.wait(lock, isComplete);
+  return true;
+}
+
+/// The queue sleeps on a condition of its own; a function that does nothing wakes it. Once is enough, however
+/// often somebody waits.
+void TaskWaiting::wakeMainOnCompletion() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(wakesMain_, true)) return;
+  }
+  onCompletion([main = main_] { main.post([] {}); });
+}
+
+void TaskWaiting::onCompletion(std::function<void()> continuation) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!done_) {
+      continuations_.push_back(std::move(continuation));
+      return;
+    }
+  }
+  continuation();
+}
+
+void TaskWaiting::continueOnMain(std::function<void(bool delivered)> continuation) {
+  auto shared = std::make_shared<std::function<void(bool)>>(std::move(continuation));
+  onCompletion(
+      [main = main_, shared] { main.post([shared] { (*shared)(true); }, [shared] { (*shared)(false); }); });
+}
+
+void TaskWaiting::setCanceller(std::function<void()> canceller) {
+  const std::lock_guard lock(mutex_);
+  if (!done_) canceller_.swap(canceller);
+}
+
+void TaskWaiting::cancel() {
+  std::function<void()> canceller;
+  {
+    const std::lock_guard lock(mutex_);
+    canceller = canceller_;
+  }
+  if (canceller) canceller();
+}
+
+void TaskWaiting::complete(const std::function<void()>& publish) {
+  std::vector<std::function<void()>> continuations;
+  std::function<void()> canceller;
+  {
+    const std::lock_guard lock(mutex_);
+    if (done_) return;
+    publish();
+    done_ = true;
+    continuations.swap(continuations_);
+    canceller.swap(canceller_);
+  }
+  completed_.notify_all();
+  for (const auto& continuation : continuations) continuation();
+}
+
+}  // namespace corvane

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <atomic>
+#include <boost/asio/awaitable.hpp>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "async/Background.h"
+#include "flows/EventQueueEntry.h"
+#include "flows/EventStoreChanges.h"
+#include "foundation/DataUpdates.h"
+#include "foundation/FlagStore.h"
+
+namespace corvane {
+
+/// The stored queue of one preferences file, shared by the event queues of every client of this process.
+///
+/// Each change is one transaction of the file, so that other processes may change the same queue at the same
+/// time. Where the file cannot be written, the change waits in memory, counts for this process, and goes into
+/// the next transaction that succeeds, whoever needs it.
+///
+/// An event without a JSON form (a value that is not finite, text that is not UTF-8), or with one above
+/// `maxBytes`, is left out: it could never be sent, and must not cost another entry.
+///
+/// Usable from any thread. `lock` spans each read and each change; nothing of the host runs and no network
+/// call is made while it is held.
+class EventStore : public std::enable_shared_from_this<EventStore> {
+ public:
+  static constexpr std::size_t maxItems = 100;
+  static constexpr std::size_t maxBytes = std::size_t{4} << 20;
+
+  /// Entries that one flush is sending. Until it is released or destroyed, no other flush of this process is
+  /// given them.
+  class Claim {
+   public:
+    Claim(std::shared_ptr<EventStore> events, EventQueueEntries entries);
+    ~Claim();
+    Claim(const Claim&) = delete;
+    Claim& operator=(const Claim&) = delete;
+
+    const EventQueueEntries& entries() const { return entries_; }
+
+    /// Says that this entry was tried, and is still to be delivered.
+    void noteFailure(const std::string& id) const;
+    /// Lets the entries go. True when another flush came for one of them after it had failed, and went away
+    /// without it: the holder of the claim owes it another attempt.
+    bool release() const;
+
+   private:
+    std::shared_ptr<EventStore> events_;
+    EventQueueEntries entries_;
+    mutable std::atomic<bool> released_ = false;
+  };
+
+  EventStore(std::shared_ptr<FlagStore> store, std::shared_ptr<DataUpdates> updates, std::string key);
+  /// Tries once more to write what waits.
+  ~EventStore();
+  EventStore(const EventStore&) = delete;
+  EventStore& operator=(const EventStore&) = delete;
+
+  /// Every entry that no other flush is sending.
+  std::shared_ptr<const Claim> claim();
+
+  /// Adds the entry behind all others and, beyond `maxItems`, pushes out the oldest. Completes when it is
+  /// stored, or waits in memory. Entries that come at the same time share one transaction. To be awaited on
+  /// the background thread.
+  boost::asio::awaitable<void> enqueue(EventQueueEntry entry, Background& background);
+  void remove(const std::string& id);
+  void clear();
+
+  /// Tries to write what waits.
+  void writePending();
+
+ private:
+  // The caller holds `lock`.
+  EventQueueEntries load() const;
+  bool isBeingSent(const std::string& id);
+  void save();
+
+  StoredEvents read(const std::optional<std::string>& bytes) const;
+  void storeAndResume();
+
+  const std::shared_ptr<FlagStore> store_;
+  const std::shared_ptr<DataUpdates> updates_;
+  const std::string key_;
+
+  std::mutex mutex_;
+  EventStoreChanges pending_{{.items = maxItems, .bytes = maxBytes}};
+  std::vector<std::function<void()>> waitingToBeStored_;
+  struct Attempt {
+    bool failed = false;
+    bool wantedAgain = false;
+  };
+  std::map<std::string, Attempt> beingSent_;
+  /// What was written last, and what it says, so that it need not be read again.
+  std::optional<std::string> lastBytes_;
+  StoredEvents lastEvents_;
+};
+
+}  // namespace corvane

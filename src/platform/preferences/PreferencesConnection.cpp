@@ -1,0 +1,263 @@
+#include "platform/preferences/PreferencesConnection.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <thread>
+
+#include "platform/preferences/PreferencesDatabase.h"
+#include "platform/preferences/PreferencesFailure.h"
+
+namespace corvane::platform {
+namespace {
+
+using Kind = PreferencesFailure::Kind;
+
+constexpr int ourApplicationId = 0x4352564E;  // "CRVN"
+constexpr int ourFormat = 1;
+constexpr const char* ourTable =
+    "CREATE TABLE preferences (key TEXT PRIMARY KEY NOT NULL, value) WITHOUT ROWID";
+
+Kind kindOf(int code) {
+  switch (code & 0xFF) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_PROTOCOL:
+      return Kind::busy;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return Kind::unreadable;
+    default:
+      return Kind::unusable;
+  }
+}
+
+void check(int code) {
+  if (code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW) return;
+  throw PreferencesFailure(kindOf(code), sqlite3_errstr(code));
+}
+
+/// An idle statement holds no lock and no snapshot, whichever way its use ended.
+class StatementUse {
+ public:
+  explicit StatementUse(sqlite3_stmt* statement) : statement_(statement) {}
+  ~StatementUse() {
+    sqlite3_reset(statement_);
+    sqlite3_clear_bindings(statement_);
+  }
+  StatementUse(const StatementUse&) = delete;
+  StatementUse& operator=(const StatementUse&) = delete;
+
+ private:
+  sqlite3_stmt* statement_;
+};
+
+std::string immutableURI(const std::filesystem::path& file) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string uri = "file:";
+  for (const char character : file.native()) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (character == '/') {
+      uri += character;
+    } else {
+      uri += {'%', digits[byte >> 4], digits[byte & 0xF]};
+    }
+  }
+  return uri + "?immutable=1";
+}
+
+void bindText(sqlite3_stmt* statement, int index, std::string_view text) {
+  check(sqlite3_bind_text(statement, index, text.empty() ? "" : text.data(), static_cast<int>(text.size()),
+                          SQLITE_STATIC));
+}
+
+void bindValue(sqlite3_stmt* statement, int index, const PreferenceValue& value) {
+  if (const bool* flag = std::get_if<bool>(&value)) {
+    check(sqlite3_bind_int(statement, index, *flag ? 1 : 0));
+  } else if (const std::string* text = std::get_if<std::string>(&value)) {
+    bindText(statement, index, *text);
+  } else {
+    const std::string& bytes = std::get<PreferenceBytes>(value).bytes;
+    check(sqlite3_bind_blob(statement, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_STATIC));
+  }
+}
+
+std::optional<PreferenceValue> columnValue(sqlite3_stmt* statement) {
+  const auto bytes = [statement] {
+    const auto* first = static_cast<const char*>(sqlite3_column_blob(statement, 0));
+    return std::string(first, first + sqlite3_column_bytes(statement, 0));
+  };
+  switch (sqlite3_column_type(statement, 0)) {
+    case SQLITE_INTEGER:
+      return sqlite3_column_int64(statement, 0) != 0;
+    case SQLITE_TEXT:
+      return bytes();
+    case SQLITE_BLOB:
+      return PreferenceBytes{bytes()};
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
+PreferencesConnection::PreferencesConnection(const std::filesystem::path& file, PreferencesAccess access,
+                                             TimePoint waitUntil)
+    : access_(access), waitUntil_(waitUntil), process_(::getpid()) {
+  openHandle(file);
+  try {
+    if (access_ != PreferencesAccess::frozen && isEmpty()) setUp();
+    requireOurs();
+    prepareStatements();
+  } catch (const PreferencesFailure&) {
+    // A file that is not ours, or about to be set aside, is not touched by the closing either.
+    keepLogOnClose();
+    throw;
+  }
+}
+
+std::optional<PreferenceValue> PreferencesConnection::read(std::string_view key) const {
+  const StatementUse use(select_.get());
+  bindText(select_.get(), 1, key);
+  const int code = sqlite3_step(select_.get());
+  // A value that nobody here has written: it reads as absent, and may be replaced.
+  if (code == SQLITE_TOOBIG) return std::nullopt;
+  check(code);
+  return code == SQLITE_ROW ? columnValue(select_.get()) : std::nullopt;
+}
+
+void PreferencesConnection::write(const PreferenceChanges& changes) const {
+  run(begin_);
+  for (const auto& change : changes) writeChange(change);
+  run(commit_);
+}
+
+void PreferencesConnection::update(std::string_view key, const PreferencesDatabase::Change& change) const {
+  run(begin_);
+  const std::optional<PreferenceValue> before = read(key);
+  std::optional<PreferenceValue> after = change(before);
+  if (after != before) writeChange({std::string(key), std::move(after)});
+  run(commit_);
+}
+
+bool PreferencesConnection::fileWasReplaced() const {
+  int moved = 0;
+  sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
+}
+
+bool PreferencesConnection::isInherited() const {
+  return process_ != ::getpid();
+}
+
+void PreferencesConnection::keepLogOnClose() const {
+  sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+/// SQLite's own waiting knows only a time-out per lock; one access takes several, all before one deadline.
+int PreferencesConnection::waitForHolder(void* self, int) {
+  const auto left = static_cast<PreferencesConnection*>(self)->waitUntil_ - std::chrono::steady_clock::now();
+  if (left <= left.zero()) return 0;
+  std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(left, std::chrono::milliseconds(1)));
+  return 1;
+}
+
+void PreferencesConnection::openHandle(const std::filesystem::path& file) {
+  const bool frozen = access_ == PreferencesAccess::frozen;
+  const std::string name = frozen ? immutableURI(file) : file.native();
+  const int flags = frozen ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2(name.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  handle_.reset(opened);
+  check(code);
+  // What a forged file may cost: no value above the limit, and none of the host's functions is called.
+  sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, static_cast<int>(PreferencesDatabase::maximumSize + 4096));
+  sqlite3_busy_handler(opened, &PreferencesConnection::waitForHolder, this);
+  execute("PRAGMA trusted_schema = OFF");
+  if (access_ == PreferencesAccess::alone) execute("PRAGMA locking_mode = EXCLUSIVE");
+}
+
+bool PreferencesConnection::isEmpty() const {
+  return number("PRAGMA application_id") == 0 && number("PRAGMA user_version") == 0 &&
+         number("SELECT count(*) FROM sqlite_schema") == 0;
+}
+
+/// Another program may do the same at the same time: the second finds nothing left to do, inside its
+/// transaction.
+void PreferencesConnection::setUp() const {
+  // Outside the transaction, as SQLite wants it. It fails while somebody else has the empty file open, which
+  // is no harm: the next connection makes up for it.
+  sqlite3_exec(handle_.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
+  execute("BEGIN IMMEDIATE");
+  if (isEmpty()) {
+    execute(ourTable);
+    execute(("PRAGMA application_id = " + std::to_string(ourApplicationId)).c_str());
+    execute(("PRAGMA user_version = " + std::to_string(ourFormat)).c_str());
+  }
+  execute("COMMIT");
+}
+
+void PreferencesConnection::requireOurs() const {
+  if (number("PRAGMA application_id") != ourApplicationId) {
+    throw PreferencesFailure(Kind::foreign, "it is a database of another program");
+  }
+  if (const int format = number("PRAGMA user_version"); format != ourFormat) {
+    throw PreferencesFailure(Kind::foreign,
+                             "its format " + std::to_string(format) + " is that of a later version");
+  }
+  // Foreign tables do no harm. A trigger or a view would run whatever it says, and an index of ours refuse
+  // values.
+  const std::string sound =
+      std::string("SELECT count(*) FILTER (WHERE type = 'table' AND sql = '") + ourTable +
+      "') = 1 AND count(*) FILTER (WHERE type IN ('trigger', 'view') OR"
+      " (type = 'index' AND tbl_name = 'preferences' AND sql IS NOT NULL)) = 0 FROM sqlite_schema";
+  if (number(sound.c_str()) == 0)
+    throw PreferencesFailure(Kind::unreadable, "its table is missing or changed");
+}
+
+void PreferencesConnection::prepareStatements() {
+  if (access_ != PreferencesAccess::frozen) {
+    sqlite3_exec(handle_.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
+    execute("PRAGMA synchronous = FULL");
+  }
+  begin_ = prepare("BEGIN IMMEDIATE");
+  commit_ = prepare("COMMIT");
+  select_ = prepare("SELECT value FROM preferences WHERE key = ?1");
+  upsert_ = prepare(
+      "INSERT INTO preferences (key, value) VALUES (?1, ?2)"
+      " ON CONFLICT (key) DO UPDATE SET value = excluded.value");
+  remove_ = prepare("DELETE FROM preferences WHERE key = ?1");
+}
+
+void PreferencesConnection::execute(const char* sql) const {
+  check(sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr));
+}
+
+int PreferencesConnection::number(const char* sql) const {
+  const Statement statement = prepare(sql);
+  check(sqlite3_step(statement.get()));
+  return sqlite3_column_int(statement.get(), 0);
+}
+
+PreferencesConnection::Statement PreferencesConnection::prepare(const char* sql) const {
+  sqlite3_stmt* statement = nullptr;
+  check(sqlite3_prepare_v3(handle_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr));
+  return Statement(statement);
+}
+
+void PreferencesConnection::run(const Statement& statement) const {
+  const StatementUse use(statement.get());
+  check(sqlite3_step(statement.get()));
+}
+
+void PreferencesConnection::writeChange(const PreferenceChanges::value_type& change) const {
+  const auto& [key, value] = change;
+  sqlite3_stmt* const statement = value ? upsert_.get() : remove_.get();
+  const StatementUse use(statement);
+  bindText(statement, 1, key);
+  if (value) bindValue(statement, 2, *value);
+  check(sqlite3_step(statement));
+}
+
+}  // namespace corvane::platform

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <sqlite3.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "platform/preferences/PreferencesDatabase.h"
+
+namespace corvane::platform {
+
+/// How a connection shares the file.
+enum class PreferencesAccess {
+  shared,  ///< with other processes, through the memory that SQLite maps from the file beside it
+  alone,   ///< locked against them: needs no such memory, so that a full disk can still be read
+  frozen,  ///< as if nobody could ever write it: for a place where not even an empty log can be made
+};
+
+/// An open connection to a file that was found to be ours (format: PreferencesDatabase.h), with its prepared
+/// statements. Every operation throws PreferencesFailure, after which the connection is to be dropped.
+class PreferencesConnection {
+ public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  /// Opens the file, which exists, and sets it up when it is empty.
+  PreferencesConnection(const std::filesystem::path& file, PreferencesAccess access, TimePoint waitUntil);
+  /// The last connection of a file empties its log into it, unless told otherwise.
+  ~PreferencesConnection() = default;
+  PreferencesConnection(const PreferencesConnection&) = delete;
+  PreferencesConnection& operator=(const PreferencesConnection&) = delete;
+
+  PreferencesAccess access() const { return access_; }
+
+  /// Until when to wait for another process that holds the file.
+  void waitForOthersUntil(TimePoint time) { waitUntil_ = time; }
+
+  std::optional<PreferenceValue> read(std::string_view key) const;
+  /// One transaction.
+  void write(const PreferenceChanges& changes) const;
+  /// One transaction around reading the value, `change` and writing what it returns.
+  void update(std::string_view key, const PreferencesDatabase::Change& change) const;
+
+  /// True when the path no longer leads to the file that is open.
+  bool fileWasReplaced() const;
+
+  /// True in a process that was forked from the one that opened it. Such a connection may not even be closed.
+  bool isInherited() const;
+
+  /// Closing takes microseconds then, and touches no file by its name.
+  void keepLogOnClose() const;
+
+ private:
+  struct HandleCloser {
+    void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+  };
+  struct StatementCloser {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  };
+  using Statement = std::unique_ptr<sqlite3_stmt, StatementCloser>;
+
+  static int waitForHolder(void* self, int attempts);
+
+  void openHandle(const std::filesystem::path& file);
+  bool isEmpty() const;
+  void setUp() const;
+  void requireOurs() const;
+  void prepareStatements();
+
+  void execute(const char* sql) const;
+  int number(const char* sql) const;
+  Statement prepare(const char* sql) const;
+  void run(const Statement& statement) const;
+  void writeChange(const PreferenceChanges::value_type& change) const;
+
+  PreferencesAccess access_;
+  TimePoint waitUntil_;
+  pid_t process_;
+  std::unique_ptr<sqlite3, HandleCloser> handle_;
+  Statement begin_, commit_, select_, upsert_,
+      remove_;  // after the handle, so that they are closed before it
+};
+
+}  // namespace corvane::platform
