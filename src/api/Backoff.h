@@ -7,8 +7,8 @@
 
 #include "corvane/CorvaneRetryPolicy.h"
 
-/// The questions of the retry loop that need no loop: retry? how long? All pure. Delays are seconds; equal
-/// inputs give equal delays (there is no jitter).
+/// The retry loop's decisions as pure functions: whether to retry, and after how long. Delays are in seconds;
+/// equal inputs give equal delays (there is no jitter).
 namespace corvane {
 
 /// 429 and 500 to 599.

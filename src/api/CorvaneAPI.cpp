@@ -27,9 +27,9 @@ std::string encodeBody(const Request& body) {
   }
 }
 
-/// The answer that a final response holds.
-template <class Answer>
-Answer interpret(HTTPResponse response, Answer (*decode)(std::string_view)) {
+/// Decodes a final response, or throws the error that it stands for.
+template <class DTO>
+DTO interpret(HTTPResponse response, DTO (*decode)(std::string_view)) {
   if (response.statusCode == 401) throw CorvaneError::invalidAPIKey();
   if (response.statusCode < 200 || response.statusCode > 299) {
     std::optional<std::string> body;
@@ -65,8 +65,8 @@ URLRequest CorvaneAPI::makeGetRequest(std::string_view path, const std::vector<Q
   return {.url = *std::move(url), .method = "GET", .headers = {}, .body = {}};
 }
 
-template <class Answer>
-asio::awaitable<Answer> CorvaneAPI::perform(URLRequest request, Answer (*decode)(std::string_view)) const {
+template <class DTO>
+asio::awaitable<DTO> CorvaneAPI::perform(URLRequest request, DTO (*decode)(std::string_view)) const {
   const RetryLoop loop{*http, *background, logger, retryPolicy};
   HTTPResponse response = co_await loop.send(std::move(request));
   co_return interpret(std::move(response), decode);

@@ -12,16 +12,16 @@
 #include "corvane/CorvaneRetryPolicy.h"
 #include "foundation/CorvaneLogger.h"
 #include "foundation/text/URL.h"
-#include "model/Answers.h"
 #include "model/Requests.h"
+#include "model/Responses.h"
 
 namespace corvane {
 
-/// The client of the backend's four endpoints: builds the requests and reads the answers. A plain value;
+/// The client of the backend's four endpoints: builds the requests and reads the responses. A plain value;
 /// copies share the transport.
 ///
 /// Every operation runs on the background executor and throws a `CorvaneError`, or `CorvaneCancellationError`
-/// when its task is cancelled between two tries. Nothing is logged on failure: that is the caller's.
+/// when its task is cancelled between two attempts. Failures are not logged here; the caller logs them.
 struct CorvaneAPI {
   /// The backend's origin without a trailing slash; the paths are put behind it.
   std::string baseURL;
@@ -32,7 +32,7 @@ struct CorvaneAPI {
   std::optional<std::string> apiKey;
   CorvaneRetryPolicy retryPolicy = CorvaneRetryPolicy::default_;
 
-  /// Looks a link up without recording anything. Carries no key.
+  /// Resolves a link without recording anything. Carries no key.
   boost::asio::awaitable<DeepLinkDTO> resolveLink(std::optional<std::string> url,
                                                   std::optional<std::string> host,
                                                   std::optional<std::string> slug) const;
@@ -40,7 +40,7 @@ struct CorvaneAPI {
                                                   std::optional<std::string> idempotencyKey) const;
   boost::asio::awaitable<EventResultDTO> sendInstall(InstallRequest request,
                                                      std::optional<std::string> idempotencyKey) const;
-  /// An empty answer is success, without an id.
+  /// An empty response is success, without an id.
   boost::asio::awaitable<EventAckDTO> sendEvent(EventRequest request,
                                                 std::optional<std::string> idempotencyKey) const;
 
@@ -49,8 +49,8 @@ struct CorvaneAPI {
   URLRequest makeRequest(std::string_view path, const Request& body,
                          std::optional<std::string> idempotencyKey) const;
   URLRequest makeGetRequest(std::string_view path, const std::vector<QueryItem>& items) const;
-  template <class Answer>
-  boost::asio::awaitable<Answer> perform(URLRequest request, Answer (*decode)(std::string_view)) const;
+  template <class DTO>
+  boost::asio::awaitable<DTO> perform(URLRequest request, DTO (*decode)(std::string_view)) const;
 };
 
 }  // namespace corvane

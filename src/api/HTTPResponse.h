@@ -5,9 +5,9 @@
 
 namespace corvane {
 
-/// What came back from one exchange, unjudged: a 500 is a response like any other.
+/// The response of one exchange, not interpreted: a 500 is a response like any other.
 struct HTTPResponse {
-  /// The HTTP status; -1 where the answer is not HTTP.
+  /// The HTTP status; -1 where the response is not HTTP.
   int statusCode = -1;
   std::string body{};
   /// Names in lower case. Of two equal names the later one is kept.

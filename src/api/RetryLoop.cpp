@@ -13,7 +13,7 @@ namespace corvane {
 
 namespace asio = boost::asio;
 
-/// How one try ended.
+/// How one attempt ended.
 struct RetryLoop::Attempt {
   std::variant<HTTPResponse, CorvaneError> outcome;
 
@@ -67,7 +67,7 @@ void RetryLoop::logRetry(const Attempt& tried, const URLRequest& request, std::i
   });
 }
 
-/// Waits, and tells whether there is to be another try: not when the process exits.
+/// Waits, and returns whether to make another attempt: not when the process exits.
 asio::awaitable<bool> RetryLoop::waitBeforeRetry(double delay) const {
   const WaitEnd end = co_await background.wait(waitDuration(delay));
   if (end == WaitEnd::cancelled) throw CorvaneCancellationError();

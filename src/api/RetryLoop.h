@@ -9,16 +9,17 @@
 
 namespace corvane {
 
-/// Sends one request until an answer is final.
+/// Sends one request until a response is final.
 ///
-/// Tried again, up to `maxAttempts` tries in all and never fewer than one: transport failures, 429, and 500
-/// to 599. Nothing else is, and nothing is kept from one call to the next. Every try sends the same bytes,
-/// its idempotency key included, so a try whose answer was lost is not counted twice.
+/// Retried, up to `maxAttempts` attempts in all and never fewer than one: transport failures, 429, and 500 to
+/// 599. All other responses are final. No state is kept from one call to the next. Every attempt sends the
+/// same bytes, the idempotency key included, so that the backend counts an attempt whose response was lost
+/// only once.
 ///
-/// Cancellation is seen between two tries: a task that was asked to stop never sends again, whatever the
-/// delay, and fails with `CorvaneCancellationError`; what had caused the retry is dropped. During a try it
-/// aborts the exchange, which is a transport failure. When the process exits, a wait ends at once and the
-/// last outcome is final.
+/// Cancellation: between two attempts a cancelled task sends nothing any more, also with a delay of zero, and
+/// fails with `CorvaneCancellationError`; the failure that caused the retry is dropped. During an attempt a
+/// cancellation aborts the exchange, which is a transport failure. When the process exits, a wait ends at
+/// once and the last outcome is final.
 struct RetryLoop {
   HTTPClient& http;
   Background& background;
@@ -26,7 +27,7 @@ struct RetryLoop {
   CorvaneRetryPolicy policy;
 
   /// The final response. Throws `CorvaneError::transport` or `CorvaneCancellationError`, and passes on
-  /// unchanged whatever else the transport throws.
+  /// unchanged any other exception of the transport.
   boost::asio::awaitable<HTTPResponse> send(URLRequest request) const;
 
  private:

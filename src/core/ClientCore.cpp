@@ -83,7 +83,7 @@ void ClientCore::deliverAttribution(const CorvaneAttribution& attribution, bool 
     _deliveryPending = false;
     const bool replayed = std::exchange(_replayedBeforeDelivery, false);
     if (!changed && !replayed) return;
-    // A verdict that was replayed waits in the queue by now: its link is queued behind it.
+    // A replayed result is in the executor's queue by now: its link is queued behind it.
     if (changed) {
       hostAttribution = attributionCallback_;
       hostLink = linkCallback_;
@@ -99,9 +99,9 @@ void ClientCore::deliverAttribution(const CorvaneAttribution& attribution, bool 
   runBoth(main_, callHost, route);
 }
 
-/// `registered` is the callback of the moment when the verdict was delivered. Where there was none, one may
-/// have been registered meanwhile, by the attribution callback or another thread; it found nothing parked and
-/// gets the link queued, as it would have found it.
+/// `registered` is the link callback at the time of the delivery. Where there was none, the attribution
+/// callback or another thread may have registered one since. That one found no parked link, so the link is
+/// posted to it.
 void ClientCore::routeDeferredLink(const CorvaneDeepLink& link,
                                    const std::shared_ptr<const LinkCallback>& registered) {
   if (registered) return (*registered)(link, CorvaneLinkSource::deferred);

@@ -20,8 +20,8 @@ namespace corvane {
 /// while a callback runs, is copied or destroyed, nor across a store access, a wait or a network call. So a
 /// callback may call anything of the client.
 ///
-/// Callbacks run on the main thread. State is up to date before one is called, and what it throws goes
-/// through. Callbacks that are left when the client dies are handed to the main thread to die there.
+/// Callbacks run on the main thread. State is up to date before one is called, and what it throws leaves
+/// through the executor. When the client is destroyed, its callbacks are destroyed on the main thread.
 class ClientCore {
  public:
   using AttributionCallback = std::function<void(const CorvaneAttribution&)>;
@@ -29,7 +29,7 @@ class ClientCore {
   using ErrorCallback = std::function<void(const std::exception&)>;
   using InstallTask = TaskState<CorvaneAttribution>;
 
-  /// `restored` is the verdict of an earlier launch. It does not count as delivered.
+  /// `restored` is the attribution result of an earlier launch. It does not count as delivered.
   ClientCore(MainThread main, std::optional<CorvaneAttribution> restored);
   ~ClientCore();
   ClientCore(const ClientCore&) = delete;
@@ -37,14 +37,14 @@ class ClientCore {
 
   const MainThread& mainThread() const { return main_; }
 
-  /// Registers the callback; an empty one removes it. A known verdict is replayed, even if it was delivered
-  /// before, and then counts as delivered.
+  /// Registers the callback; an empty one removes it. A known attribution result is replayed, even if it was
+  /// delivered before, and then counts as delivered.
   void onAttribution(AttributionCallback callback);
   /// Registers the callback; an empty one removes it. A parked link is handed over, once.
   void onLink(LinkCallback callback);
   void onError(ErrorCallback callback);
 
-  /// On the main thread. Calls the callbacks unless an equal verdict was the last one delivered. With
+  /// On the main thread. Calls the callbacks unless the last delivered result was equal. With
   /// `routeDeepLink`, a link with a destination goes to the link callback after that, or is parked for it. An
   /// exception of the attribution callback is let out when the link has been dealt with.
   void deliverAttribution(const CorvaneAttribution& attribution, bool routeDeepLink);
@@ -78,7 +78,7 @@ class ClientCore {
   std::optional<CorvaneAttribution> _lastDeliveredAttribution;
   std::shared_ptr<InstallTask> _installTask;
   std::optional<CorvaneDeepLink> _pendingDeferredLink;
-  /// A verdict of this launch is known and not delivered yet.
+  /// A result of this launch is known and not delivered yet.
   bool _deliveryPending = false;
   /// It was replayed meanwhile: its delivery calls no attribution callback, but still routes its link.
   bool _replayedBeforeDelivery = false;

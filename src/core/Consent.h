@@ -8,8 +8,8 @@ namespace corvane {
 
 enum class ConsentState { notSet, granted, denied };
 
-/// The user's stored answer, and what it means for this client. Reads the store on every call, so that it
-/// reflects the latest answer of any client and of earlier runs. Usable from any thread.
+/// The user's stored consent, and what it means for this client. Reads the store on every call, so that it
+/// reflects the latest decision, made through any client or in an earlier run. Usable from any thread.
 struct Consent {
   std::shared_ptr<FlagStore> flagStore;
   bool required = false;

@@ -9,8 +9,8 @@
 
 namespace corvane {
 
-/// Puts a client together: the composition root, the one place where the flows meet the platform. Reads and
-/// writes the preferences, sends nothing, cannot fail.
+/// Builds a client: the composition root, the one place where the flows meet the platform. Reads and writes
+/// the preferences, sends nothing, does not fail.
 std::unique_ptr<Corvane::Client> buildClient(std::string apiKey, CorvaneOptions options,
                                              const CorvanePlatform& platform);
 

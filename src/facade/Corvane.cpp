@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Never destroyed: a host may ask for the client while static objects die.
+/// Never destroyed: a host may ask for the client while static objects are destroyed.
 corvane::SharedSlot<std::shared_ptr<Corvane>>& sharedClient() {
   static auto* const slot = new corvane::SharedSlot<std::shared_ptr<Corvane>>();
   return *slot;

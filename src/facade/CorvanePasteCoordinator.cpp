@@ -33,13 +33,14 @@ CorvanePasteCoordinator::~CorvanePasteCoordinator() = default;
 void CorvanePasteCoordinator::paste(const std::vector<std::shared_ptr<CorvaneItemProvider>>& itemProviders) {
   const auto first = std::find_if(itemProviders.begin(), itemProviders.end(), canLoadText);
   if (first == itemProviders.end()) return;
-  // The item may answer when this object is gone: the callback is the coordinator's, the paste is the user's.
+  // The item may load its text after this object is gone. The install is tracked all the same, because the
+  // user has pasted; the callback is not called any more.
   const std::weak_ptr<const TokenCallback> onToken = onToken_;
   const auto loaded = corvane::answeredOnce<std::optional<std::string>>([onToken](const auto& text) {
     if (!text) return;
     const auto client = Corvane::shared();
     if (client) client->trackInstall(*text, false);
-    // Without a client there still is a main thread: the one that the next client would have.
+    // Without a client the callback runs on the main thread that the next client would have.
     const auto main = client ? client->client_->core->mainThread()
                              : corvane::MainThread(corvane::mainExecutor(corvane::currentPlatform().get()));
     main.post([onToken, text = *text] {

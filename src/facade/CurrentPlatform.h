@@ -7,8 +7,8 @@
 
 namespace corvane {
 
-/// What `Corvane::setPlatform` named last. Never destroyed: a host may use the library while static objects
-/// die.
+/// The record that `Corvane::setPlatform` received last. Never destroyed: a host may use the library while
+/// static objects are destroyed.
 SharedSlot<CorvanePlatform>& currentPlatform();
 
 /// The main executor that `platform` names, or the library's own queue.

@@ -6,8 +6,8 @@
 
 namespace corvane {
 
-/// A process-wide value behind a lock, for the current client and for what the machine supplies. Usable from
-/// any thread. The lock is held for copies and swaps only; what is replaced dies outside it.
+/// A process-wide value behind a lock, for the current client and for the platform record. Usable from any
+/// thread. The lock is held for copies and swaps only; a replaced value is destroyed outside it.
 template <class T>
 class SharedSlot {
  public:

@@ -19,8 +19,9 @@ struct StandardStores {
 };
 
 /// The stores of the application that `platform` describes. Usable from any thread. They stay open between
-/// clients, until those of another application are asked for: closing a database writes it out, on whatever
-/// thread drops the last client. At the end of the process, what could not be written is tried once more.
+/// clients, until those of another application are asked for: closing a database writes it out, on the
+/// thread that drops the last client. At the end of the process, what could not be written is tried once
+/// more.
 StandardStores standardStores(const CorvanePlatform& platform);
 
 /// Removes everything that the library stores, what waits in memory included.

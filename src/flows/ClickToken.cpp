@@ -39,7 +39,7 @@ std::optional<std::string> ClickToken::handedInClickToken(std::string_view text)
   return std::nullopt;
 }
 
-/// Whatever the text's origin, a token that is found empties the pasteboard: it has served.
+/// A token empties the pasteboard, also where the host handed the text in: it is used once.
 std::optional<std::string> ClickToken::extractClickToken(std::string_view text) const {
   auto token = findClickToken(text);
   if (token) {

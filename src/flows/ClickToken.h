@@ -12,8 +12,8 @@
 
 namespace corvane {
 
-/// The token of the leftmost "cv_click=" that is followed by 32 lower-case hexadecimal digits: those digits.
-/// In linear time, without recursion, whatever the text.
+/// The 32 lower-case hexadecimal digits behind the leftmost "cv_click=" that has them. Takes linear time and
+/// does not recurse.
 std::optional<std::string> findClickToken(std::string_view text);
 
 /// Where the first launch gets its click token from. Used on the background thread.
@@ -24,7 +24,7 @@ struct ClickToken {
   CorvaneLogger logger;
 
   /// The token on the pasteboard; none unless the source is `automatic`, and none once a deferred link was
-  /// routed: the pasteboard is not touched then.
+  /// routed. In both cases the pasteboard is not touched.
   std::optional<std::string> automaticClickToken() const;
 
   /// The token in a text that the host handed in; none when the source is `none`.

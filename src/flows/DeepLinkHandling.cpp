@@ -62,8 +62,8 @@ asio::awaitable<void> DeepLinkHandling::runDetached(Weak weak, ParsedLink parsed
 asio::awaitable<CorvaneDeepLink> DeepLinkHandling::handle(ParsedLink parsed) {
   parts_.logger.debug([&] { return "Handling deep link: " + parsed.url; });
   const bool recorded = parts_.consent.hasConsent();
-  asio::awaitable<CorvaneDeepLink> answer = recorded ? record(parsed) : resolve(parsed);
-  const CorvaneDeepLink link = co_await std::move(answer);
+  asio::awaitable<CorvaneDeepLink> resolved = recorded ? record(parsed) : resolve(parsed);
+  const CorvaneDeepLink link = co_await std::move(resolved);
   parts_.core->setLastDeepLink(link);
   parts_.logger.debug([&] { return "Deep link resolved → path: " + link.path(); });
   std::function<void()> deliver = [core = parts_.core, link] { core->deliverReengagementLink(link); };
@@ -71,16 +71,16 @@ asio::awaitable<CorvaneDeepLink> DeepLinkHandling::handle(ParsedLink parsed) {
   co_return link;
 }
 
-/// Without consent: nothing is recorded, and a failure is nobody's business.
+/// Without consent nothing is recorded, and a failure is not reported to the host.
 asio::awaitable<CorvaneDeepLink> DeepLinkHandling::resolve(const ParsedLink& parsed) const {
   std::optional<std::string> url;
   std::optional<std::string> host = parsed.host;
   std::optional<std::string> slug = parsed.slug;
   try {
-    DeepLinkDTO answer = co_await parts_.api.resolveLink(std::move(url), std::move(host), std::move(slug));
+    DeepLinkDTO response = co_await parts_.api.resolveLink(std::move(url), std::move(host), std::move(slug));
     parts_.logger.debug(
         [] { return "Re-engagement resolved route-only — consent not granted (not recorded)"; });
-    co_return toDeepLink(std::move(answer));
+    co_return toDeepLink(std::move(response));
   } catch (...) {
     const Failure failure = currentFailure();
     parts_.logger.debug([&] {
@@ -94,8 +94,8 @@ asio::awaitable<CorvaneDeepLink> DeepLinkHandling::record(const ParsedLink& pars
   OpenRequest request = makeRequest(parsed);
   std::optional<std::string> idempotencyKey = randomUUIDText();
   try {
-    EventResultDTO answer = co_await parts_.api.sendOpen(std::move(request), std::move(idempotencyKey));
-    if (answer.deepLink) co_return toDeepLink(*std::move(answer.deepLink));
+    EventResultDTO response = co_await parts_.api.sendOpen(std::move(request), std::move(idempotencyKey));
+    if (response.deepLink) co_return toDeepLink(*std::move(response.deepLink));
   } catch (...) {
     const Failure failure = currentFailure();
     parts_.logger.warning([&] {

@@ -12,9 +12,9 @@
 
 namespace corvane {
 
-/// Turns a link that opened the running application into the host's link: recorded by the backend, looked up
-/// only where consent is missing, or taken from the URL alone where the backend does not help. Every handling
-/// is one of its own, also of the same link again.
+/// Turns a tracking link that opened the running application into a resolved link: recorded by the backend,
+/// only resolved where consent is missing, or taken from the URL alone where the backend fails. Each call is
+/// independent, also for the same link.
 ///
 /// The public forms are called from any thread; they read the URL and return. Everything else runs on the
 /// background executor. The plain form's work holds this object, and with it the client, weakly until it runs
@@ -33,6 +33,7 @@ class DeepLinkHandling : public std::enable_shared_from_this<DeepLinkHandling> {
  private:
   using Weak = std::weak_ptr<DeepLinkHandling>;
 
+  /// Runs `handle` and reports its failure.
   static boost::asio::awaitable<void> runDetached(Weak weak, ParsedLink parsed);
   boost::asio::awaitable<CorvaneDeepLink> handle(ParsedLink parsed);
   boost::asio::awaitable<CorvaneDeepLink> resolve(const ParsedLink& parsed) const;

@@ -21,9 +21,9 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
   /// Resends the entries of this moment in the background, one after the other in their order, each with its
   /// own id; delivered ones are removed. Nothing is reported to the host.
   ///
-  /// Does not wait for another flush, and leaves out what another is sending, so that an entry which
-  /// keeps failing costs one post at a time however often a flush is started. The other tries once more at
-  /// its end what had failed already when it was left out: docs/adr/0008-an-entry-is-sent-by-one-flush.md.
+  /// Does not wait for another flush, and leaves out the entries that another flush is sending, so that an
+  /// entry that keeps failing costs one request at a time. The other flush, at its end, resends those that
+  /// had failed already when they were left out: docs/adr/0008-an-entry-is-sent-by-one-flush.md.
   void flush(const CorvaneAPI& api);
 
   /// Adds one entry; completes when it is stored. To be awaited on the background thread.

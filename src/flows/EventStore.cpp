@@ -90,7 +90,8 @@ bool EventStore::isBeingSent(const std::string& id) {
 asio::awaitable<void> EventStore::enqueue(EventQueueEntry entry, Background& background) {
   auto event = storedFormOf(entry);
   if (!event) co_return;
-  // `resume` lets this task go on; `storeAndResume` calls it, with those of all that came before the write.
+  // `resume` continues this task; `storeAndResume` calls it, with those of all entries added before the
+  // write.
   std::function<void(std::function<void()>)> start = [&](std::function<void()> resume) {
     bool first = false;
     {
@@ -99,7 +100,7 @@ asio::awaitable<void> EventStore::enqueue(EventQueueEntry entry, Background& bac
       first = waitingToBeStored_.empty();
       waitingToBeStored_.push_back(std::move(resume));
     }
-    // Whatever else fails in this turn of the background thread is added before the write begins.
+    // Other events that fail in this turn of the background thread are added before the write begins.
     if (first && !background.post([self = shared_from_this()] { self->storeAndResume(); })) storeAndResume();
   };
   co_await suspendUntil(std::move(start));
@@ -138,7 +139,7 @@ EventQueueEntries EventStore::load() const {
   return bytes ? decodeOrNone(*bytes) : EventQueueEntries();
 }
 
-/// Makes the stored queue what `pending_` says; in memory it stays pending where that fails.
+/// Applies `pending_` to the stored queue. Where that fails, it stays pending in memory.
 void EventStore::save() {
   StoredEvents events;
   std::optional<std::string> bytes;

@@ -21,14 +21,14 @@ namespace corvane {
 /// The stored queue of one preferences file, shared by the event queues of every client of this process.
 ///
 /// Each change is one transaction of the file, so that other processes may change the same queue at the same
-/// time. Where the file cannot be written, the change waits in memory, counts for this process, and goes into
-/// the next transaction that succeeds, whoever needs it.
+/// time. Where the file cannot be written, the change waits in memory, is visible to this process, and goes
+/// into the next transaction that succeeds.
 ///
 /// An event without a JSON form (a value that is not finite, text that is not UTF-8), or with one above
-/// `maxBytes`, is left out: it could never be sent, and must not cost another entry.
+/// `maxBytes`, is not stored: it could never be sent, and would push out another entry.
 ///
-/// Usable from any thread. `lock` spans each read and each change; nothing of the host runs and no network
-/// call is made while it is held.
+/// Usable from any thread. `mutex_` is held during each read and each change; no host code runs and no
+/// request is made while it is held.
 class EventStore : public std::enable_shared_from_this<EventStore> {
  public:
   static constexpr std::size_t maxItems = 100;
@@ -45,10 +45,10 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
 
     const EventQueueEntries& entries() const { return entries_; }
 
-    /// Says that this entry was tried, and is still to be delivered.
+    /// Notes that an attempt for this entry failed.
     void noteFailure(const std::string& id) const;
-    /// Lets the entries go. True when another flush came for one of them after it had failed, and went away
-    /// without it: the holder of the claim owes it another attempt.
+    /// Gives the entries back. True when another flush left one of them out after it had failed: the holder
+    /// of the claim must send it again.
     bool release() const;
 
    private:
@@ -58,7 +58,7 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   };
 
   EventStore(std::shared_ptr<FlagStore> store, std::shared_ptr<DataUpdates> updates, std::string key);
-  /// Tries once more to write what waits.
+  /// Writes the pending changes, if that is possible.
   ~EventStore();
   EventStore(const EventStore&) = delete;
   EventStore& operator=(const EventStore&) = delete;
@@ -73,11 +73,11 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   void remove(const std::string& id);
   void clear();
 
-  /// Tries to write what waits.
+  /// Writes the pending changes, if that is possible.
   void writePending();
 
  private:
-  // The caller holds `lock`.
+  // The caller holds `mutex_`.
   EventQueueEntries load() const;
   bool isBeingSent(const std::string& id);
   void save();
@@ -97,7 +97,7 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
     bool wantedAgain = false;
   };
   std::map<std::string, Attempt> beingSent_;
-  /// What was written last, and what it says, so that it need not be read again.
+  /// The bytes written last and their entries, so that they need not be decoded again.
   std::optional<std::string> lastBytes_;
   StoredEvents lastEvents_;
 };

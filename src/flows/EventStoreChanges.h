@@ -26,12 +26,12 @@ struct EventStoreBounds {
   std::size_t bytes;
 };
 
-/// What is still to be done to the stored queue, as a value: to whatever the queue holds by then, it removes,
-/// then adds. So it can wait for a file that somebody else holds, and be merged with what others wrote.
+/// Changes that are still to be made to the stored queue, as a value: first removals, then additions. They
+/// can wait while another process holds the file, and then apply to what that process wrote.
 ///
-/// Applied twice it says the same: of a write that failed nobody knows whether it went through.
+/// Applying them twice gives the same result: a write that failed may have taken effect.
 ///
-/// It holds no more entries than a queue may, as more of them would push each other out.
+/// Holds no more entries than a queue may, as more of them would push each other out.
 class EventStoreChanges {
  public:
   explicit EventStoreChanges(EventStoreBounds bounds) : bounds_(bounds) {}

@@ -16,7 +16,7 @@ void EventTracking::trackEvent(Event event) {
   });
 }
 
-/// A failure was logged, queued and reported by then.
+/// `track` has logged, queued and reported a failure; the result has no receiver here.
 asio::awaitable<void> EventTracking::runDetached(Weak weak, Event event) {
   const auto self = weak.lock();
   if (!self) co_return;
@@ -55,7 +55,7 @@ asio::awaitable<CorvaneEventResult> EventTracking::track(Event event) {
   }
   parts_.logger.warning(
       [&] { return "Event '" + name + "' failed; queued for retry: " + descriptionOf(*failure); });
-  // Stored before anybody hears of the failure: what was reported is not lost whatever comes.
+  // Persist before reporting, so that a reported event is never lost.
   co_await parts_.eventQueue->enqueue(entry, *parts_.api.background);
   parts_.core->deliverError(*failure);
   throwFailure(*failure);

@@ -11,8 +11,8 @@
 
 namespace corvane {
 
-/// Sends the host's events. One that fails, for whatever reason, goes into the queue with the key that it was
-/// sent with; every success starts a flush of the queue. Without consent an event is dropped.
+/// Sends the host's events. An event that fails, for any reason, goes into the queue with the idempotency key
+/// that it was sent with; every success starts a flush of the queue. Without consent an event is dropped.
 ///
 /// The public forms are called from any thread and return at once; everything else runs on the background
 /// executor. Background work holds this object, and with it the client, weakly until it runs and strongly
@@ -23,7 +23,7 @@ class EventTracking : public std::enable_shared_from_this<EventTracking> {
     std::shared_ptr<EventQueue> eventQueue;
   };
 
-  /// What the host tells, unchanged.
+  /// The arguments of `trackEvent`, unchanged.
   struct Event {
     std::string name;
     std::optional<double> value;

@@ -70,7 +70,7 @@ asio::awaitable<CorvaneAttribution> InstallTracking::trackInstallCore(Token toke
   co_return co_await join(std::move(run));
 }
 
-/// What a call that is not forced gives where there is nothing to report; none where there is.
+/// The result of an unforced call where there is nothing to report; none where there is.
 std::optional<CorvaneAttribution> InstallTracking::skipResult() const {
   if (parts_.flagStore->boolForKey(keys::installTracked)) {
     parts_.logger.info([] { return "Install already tracked — skipping network call"; });
@@ -99,7 +99,7 @@ std::shared_ptr<ClientCore::InstallTask> InstallTracking::startOrJoin(Token toke
 }
 
 asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
-  // Read once: what is sent and every decision below agree, whatever the user answers meanwhile.
+  // Read once, so that the request and every decision below agree even if consent changes meanwhile.
   const bool consent = parts_.consent.hasConsent();
   const bool routed = parts_.flagStore->boolForKey(keys::deferredRouted);
   parts_.logger.info(
@@ -107,11 +107,11 @@ asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
 
   InstallRequest request = makeRequest(token, consent);
   std::optional<std::string> idempotencyKey = "install:" + parts_.deviceId;
-  EventResultDTO answer = co_await parts_.api.sendInstall(std::move(request), std::move(idempotencyKey));
+  EventResultDTO response = co_await parts_.api.sendInstall(std::move(request), std::move(idempotencyKey));
 
   std::optional<CorvaneDeepLink> link;
-  if (answer.deepLink) link = toDeepLink(*std::move(answer.deepLink));
-  const CorvaneAttribution attribution(answer.id, consent && answer.attributed, std::move(link));
+  if (response.deepLink) link = toDeepLink(*std::move(response.deepLink));
+  const CorvaneAttribution attribution(response.id, consent && response.attributed, std::move(link));
   persistAttribution(attribution);
   const bool routeDeepLink = recordOutcome(attribution, token, consent, routed);
 
@@ -119,8 +119,8 @@ asio::awaitable<CorvaneAttribution> InstallTracking::runInstall(Token token) {
   co_return attribution;
 }
 
-/// Hands the verdict to the host. A link that the main executor refuses waits for the next `onLink`: the
-/// store already says that it was routed.
+/// Delivers the attribution result to the host. A link that the main executor refuses is parked for the next
+/// `onLink`: the store already says that it was routed.
 asio::awaitable<void> InstallTracking::deliver(CorvaneAttribution attribution, bool routeDeepLink) const {
   const auto delivered = std::make_shared<std::atomic<bool>>(false);
   std::function<void()> run = [core = parts_.core, attribution, routeDeepLink, delivered] {
@@ -144,14 +144,14 @@ void InstallTracking::persistAttribution(const CorvaneAttribution& attribution) 
   try {
     data = encode(attribution);
   } catch (const EncodingFailure&) {
-    // Without a stored form the verdict lives in memory only.
+    // A result without a stored form lives in memory only.
   }
   parts_.core->setLastAttribution(attribution);
   parts_.flagStore->setData(data, keys::lastAttribution);
 }
 
-/// Counts the install where it may be counted, and decides whether the deferred link is to be routed: the
-/// first time that there is one, with or without consent.
+/// Counts the install where that is allowed, and returns whether the deferred link is to be routed: the first
+/// time that there is one, with or without consent.
 bool InstallTracking::recordOutcome(const CorvaneAttribution& attribution, const Token& token, bool consent,
                                     bool routed) {
   const auto& link = attribution.deepLink();

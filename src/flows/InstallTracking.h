@@ -13,11 +13,11 @@
 
 namespace corvane {
 
-/// Reports the first launch, once per installation, and acts on the verdict.
+/// Reports the first launch, once per installation, and acts on the attribution result.
 ///
 /// The four public forms are called from any thread and return at once; everything else runs on the
 /// background executor. Background work holds this object, and with it the client, weakly until it runs and
-/// strongly while it does. One run is in flight at most; it is a task of its own, which callers share and
+/// strongly while it does. At most one run is in flight; it is a task of its own, which callers share and
 /// none of them can stop.
 class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
  public:
@@ -42,6 +42,7 @@ class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
 
   void startDetached(TokenSource source, bool force);
   CorvaneTask<CorvaneAttribution> startAwaited(TokenSource source, bool force);
+  /// Runs `trackInstallCore` and reports its failure.
   static boost::asio::awaitable<void> runDetached(Weak weak, TokenSource source, bool force);
 
   boost::asio::awaitable<CorvaneAttribution> trackInstallCore(Token token, bool force);

@@ -39,7 +39,7 @@ std::optional<std::string> lastPathItemIn(std::string_view query) {
 
 std::optional<ParsedLink> parseLinkURL(std::string_view text, const std::vector<std::string>& domains) {
   auto url = readOutsideURL(text);
-  // Most URLs that an application opens are not links; the host tells soonest.
+  // Most URLs that an application opens are not tracking links; the host is the cheapest test.
   if (!url || !matchesLinkDomains(url->host, domains)) return std::nullopt;
   auto slug = slugIn(url->path());
   if (!slug) return std::nullopt;

@@ -19,16 +19,15 @@ struct ParsedLink {
   std::optional<std::string> path;
 };
 
-/// Reads a link, or gives none where the text is no URL, its host is of none of the domains, or it has no
-/// usable slug.
+/// Reads a link; none where the text is not a URL, its host matches no domain, or it has no usable slug.
 ///
 /// The path is split at each "/"; empty segments are skipped and the first of the others is the slug, once
-/// decoded. A slug that is "." or "..", holds "/" or "\", or is not UTF-8 is no slug. A "path" item that is
-/// not UTF-8 counts as absent. "+" is no blank.
+/// decoded. A slug that is "." or "..", holds "/" or "\", or is not UTF-8 is not usable. A "path" item that
+/// is not UTF-8 counts as absent. "+" is not decoded to a blank.
 std::optional<ParsedLink> parseLinkURL(std::string_view text, const std::vector<std::string>& domains = {});
 
-/// Whether the host belongs to one of the domains: equals it or is below it, whatever the case. With no
-/// domains every host does, and no host too.
+/// Whether the host equals one of the domains or is below one, regardless of case. Without domains every host
+/// matches, a missing one too.
 bool matchesLinkDomains(const std::optional<std::string>& host, const std::vector<std::string>& domains);
 
 }  // namespace corvane

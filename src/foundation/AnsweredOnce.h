@@ -8,8 +8,8 @@
 
 namespace corvane {
 
-/// A function to hand to host code that calls back: the first call, on whatever thread, goes to `take`, later
-/// ones to nobody. Where its last copy dies uncalled, `take` gets `ifDropped`, if there is one.
+/// A completion to hand to host code: the first call, on any thread, goes to `take`; later calls have no
+/// effect. When the last copy is destroyed without a call, `take` gets `ifDropped`, if there is one.
 template <class T>
 std::function<void(T)> answeredOnce(std::function<void(T)> take, std::optional<T> ifDropped = {}) {
   struct Answer {

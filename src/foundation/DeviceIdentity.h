@@ -12,7 +12,7 @@ struct DeviceIdentity {
   std::shared_ptr<KeyValueStringStore> store;
   std::string key;
 
-  /// The stored identifier, whatever text it is; a new upper-case UUID, stored, when there is none.
+  /// The stored identifier, in any form; when there is none, a new upper-case UUID, which is stored.
   std::string deviceIdOrCreate() const;
 };
 

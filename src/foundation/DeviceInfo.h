@@ -4,7 +4,7 @@
 
 namespace corvane {
 
-/// What every report says of the application.
+/// The description of the application in every request.
 struct DeviceInfo {
   /// The application's identifier; empty when it has none.
   std::string bundleId;

@@ -5,7 +5,7 @@
 
 namespace corvane {
 
-/// A free-form JSON object, already turned into texts. Read from the backend, never written.
+/// A free-form JSON object with its scalars as texts. Read from the backend, never written.
 struct CustomData {
   std::map<std::string, std::string> values;
 

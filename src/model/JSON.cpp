@@ -8,7 +8,7 @@ namespace {
 
 constexpr int maxDepth = 64;
 
-/// nlohmann's texts begin with "[json.exception.parse_error.101] ", which tells a reader nothing.
+/// nlohmann's texts begin with "[json.exception.parse_error.101] ", which is of no use to a reader.
 std::string reasonOf(const Value::exception& failure) {
   const std::string_view text = failure.what();
   const auto end = text.find("] ");
@@ -20,7 +20,7 @@ Value parse(std::string_view bytes) {
     if (depth > maxDepth) throw DecodingFailure("the JSON is nested too deeply");
     return true;
   };
-  // The JSON library takes NUL for the end of its input; in JSON it can stand nowhere.
+  // The JSON library takes NUL for the end of its input. JSON allows it nowhere.
   if (bytes.find('\0') != bytes.npos) throw DecodingFailure("a NUL byte stands in the JSON");
   try {
     return Value::parse(bytes, refuseDeepNesting);

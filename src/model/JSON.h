@@ -12,7 +12,7 @@
 ///
 /// Reading is strict: UTF-8 throughout, no value of another type taken for the one expected, no nesting
 /// deeper than 64. A member that is `null` reads as absent. Names that no codec asks for are ignored; of a
-/// name that stands twice one value is kept. Every function throws `DecodingFailure` or `EncodingFailure` and
+/// repeated name one value is kept. Every function throws `DecodingFailure` or `EncodingFailure` and
 /// nothing else.
 namespace corvane::json {
 
@@ -41,7 +41,7 @@ void putIfPresent(Value& object, const char* name, const std::optional<T>& value
   if (value) object[name] = *value;
 }
 
-/// Runs `read`, and puts `name` before the text of a failure in it, so that a text names the whole way.
+/// Runs `read`, and puts `name` before the text of its failure, so that the text names the whole path.
 template <class Read>
 auto within(const std::string& name, Read read) {
   try {

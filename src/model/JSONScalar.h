@@ -12,7 +12,7 @@ using JSONScalar = std::variant<std::nullptr_t, bool, std::int64_t, double, std:
 /// The scalar as a text: "" for `null`, "true" and "false", decimal digits, `decimalText`, the text itself.
 std::string textOf(const JSONScalar& scalar);
 
-/// The shortest decimal text that reads back as the same finite number, whatever the locale: positional with
+/// The shortest decimal text that reads back as the same finite number, in every locale: positional with
 /// at least one digit after the point (2.5, 3.0, 0.0) for zero and for magnitudes from 0.0001 up to but not
 /// including 2^53; otherwise exponential, with the exponent's sign and at least two exponent digits
 /// (1e-05, 1.5e+20).

@@ -6,8 +6,8 @@
 
 namespace corvane {
 
-/// What the client sends. An optional field that is absent is left out of the object; `null` is never
-/// written. The field names are the JSON names.
+/// The client's requests. An absent optional field is left out of the object; `null` is never written. The
+/// field names are the JSON names.
 
 struct InstallRequest {
   std::string identifier;

@@ -48,25 +48,11 @@ CorvaneDeepLink readDeepLink(const json::Value& object) {
 
 }  // namespace
 
-std::string encode(const CorvaneDeepLink& link) {
-  return json::write(toJSON(link));
-}
-
 std::string encode(const CorvaneAttribution& attribution) {
   json::Value object{{"attributed", attribution.attributed()}};
   json::putIfPresent(object, "id", attribution.id());
   if (attribution.deepLink()) object["deepLink"] = toJSON(*attribution.deepLink());
   return json::write(object);
-}
-
-std::string encode(const CorvaneEventResult& result) {
-  json::Value object{{"attributed", result.attributed()}};
-  json::putIfPresent(object, "id", result.id());
-  return json::write(object);
-}
-
-CorvaneDeepLink decodeStoredDeepLink(std::string_view bytes) {
-  return readDeepLink(json::parseObject(bytes));
 }
 
 CorvaneAttribution decodeStoredAttribution(std::string_view bytes) {
@@ -77,12 +63,6 @@ CorvaneAttribution decodeStoredAttribution(std::string_view bytes) {
   if (const json::Value* stored = json::optionalObject(object, "deepLink"))
     link = json::within("deepLink", [&] { return readDeepLink(*stored); });
   return {id, attributed, std::move(link)};
-}
-
-CorvaneEventResult decodeStoredEventResult(std::string_view bytes) {
-  const json::Value object = json::parseObject(bytes);
-  const auto id = json::optionalInteger(object, "id");
-  return {id, json::requiredBool(object, "attributed")};
 }
 
 }  // namespace corvane

@@ -10,7 +10,7 @@
 
 namespace corvane {
 
-/// What the backend answers. The field names are the JSON names; the public records have names of their own.
+/// The backend's responses. The field names are the JSON names; the public records use other names.
 
 /// A resolved tracking link.
 struct DeepLinkDTO {
@@ -26,20 +26,20 @@ struct DeepLinkDTO {
   std::optional<CustomData> customData;
 };
 
-/// The answer to a reported install or open.
+/// The response to an install or an open.
 struct EventResultDTO {
   std::optional<std::int64_t> id;
   bool attributed = false;
   std::optional<DeepLinkDTO> deepLink;
 };
 
-/// The answer to an event.
+/// The response to an event.
 struct EventAckDTO {
   std::optional<std::int64_t> id;
   bool attributed = false;
 };
 
-/// Read an answer's body. Throw `DecodingFailure`.
+/// Decode a response's body. Throw `DecodingFailure`.
 DeepLinkDTO decodeDeepLink(std::string_view bytes);
 EventResultDTO decodeEventResult(std::string_view bytes);
 EventAckDTO decodeEventAck(std::string_view bytes);

@@ -1,4 +1,4 @@
-#include "model/Answers.h"
+#include "model/Responses.h"
 
 #include <utility>
 
