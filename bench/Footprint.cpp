@@ -1,10 +1,12 @@
 #include <unistd.h>
+
+#include <chrono>
 #include <cstdio>
 #include <deque>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -12,6 +14,7 @@
 #include "Groups.h"
 #include "Host.h"
 #include "RawHTTP.h"
+#include "process/ChildProcess.h"
 
 namespace corvane::bench {
 namespace {
@@ -71,12 +74,11 @@ int runBare() {
   return 0;
 }
 
-std::map<std::string, long> figuresOf(const std::string& command) {
+std::map<std::string, long> figuresOf(const char* program, const char* option) {
   std::map<std::string, long> figures;
-  const std::unique_ptr<FILE, int (*)(FILE*)> output(::popen(command.c_str(), "r"), ::pclose);
-  char name[32];
-  for (long value = 0; output && std::fscanf(output.get(), "%31s %ld", name, &value) == 2;)
-    figures[name] = value;
+  std::istringstream output(test::runProgram(program, {option}, std::chrono::minutes(10)).output);
+  std::string name;
+  for (long value = 0; output >> name >> value;) figures[name] = value;
   return figures;
 }
 
@@ -91,8 +93,8 @@ int runFootprint(const char* option) {
 }
 
 void sayFootprint(Comparisons& comparisons, const char* program) {
-  auto library = figuresOf(std::string(program) + " " + libraryMode);
-  auto bare = figuresOf(std::string(program) + " " + bareMode);
+  auto library = figuresOf(program, libraryMode);
+  auto bare = figuresOf(program, bareMode);
   comparisons.say("resident memory after `configure` and 1,000 events",
                   std::to_string(library["resident"]) + " KB; a bare libcurl program " +
                       std::to_string(bare["resident"]) + " KB; " +

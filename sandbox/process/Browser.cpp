@@ -1,11 +1,8 @@
 #include "process/Browser.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
@@ -45,8 +42,7 @@ Browser::Browser(std::filesystem::path profile, Screen screen) : profile_(std::m
 }
 
 void Browser::start(Screen screen) {
-  std::vector<std::string> words = {executable(),
-                                    "--no-sandbox",
+  std::vector<std::string> words = {"--no-sandbox",
                                     "--disable-gpu",
                                     "--no-first-run",
                                     "--disable-background-networking",
@@ -56,25 +52,15 @@ void Browser::start(Screen screen) {
                                     "--user-data-dir=" + profile_.string(),
                                     "--remote-debugging-pipe"};
   words.push_back(screen == Screen::none ? "--headless" : "--no-startup-window");
-  std::vector<char*> arguments;
-  for (auto& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
     throw std::runtime_error("browser: no pipe");
-  pipe_ = ends[0];
-  pid_ = fork();
-  if (pid_ == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    // The browser reads from 3 and writes to 4, which may be the ends themselves.
-    const int end = fcntl(ends[1], F_DUPFD, 10);
-    dup2(end, 3);
-    dup2(end, 4);
-    dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
-    execv(arguments[0], arguments.data());
-    _exit(127);
-  }
-  close(ends[1]);
+  pipe_ = Descriptor(ends[0]);
+  const Descriptor theirs(ends[1]);
+  ChildOptions options;
+  options.standardError = ChildOptions::StandardError::discarded;
+  options.descriptors = {{3, theirs.number()}, {4, theirs.number()}};  // it reads from 3 and writes to 4
+  process_.emplace(executable(), std::move(words), options);
 }
 
 Browser::~Browser() {
@@ -82,9 +68,8 @@ Browser::~Browser() {
 }
 
 void Browser::end() {
-  kill(pid_, SIGTERM);
-  waitpid(pid_, nullptr, 0);
-  close(pipe_);
+  process_->kill(SIGTERM);
+  process_->awaitEnd();
   // The browser's own helpers may outlive it by a moment and still write there.
   std::error_code error;
   for (int tries = 0; tries == 0 || (error && tries < 100); ++tries)
@@ -195,7 +180,7 @@ void Browser::send(const json& message) {
   const std::string text = message.dump();
   const std::size_t size = text.size() + 1;  // the NUL ends a message
   for (std::size_t sent = 0; sent < size;) {
-    const ssize_t count = ::send(pipe_, text.c_str() + sent, size - sent, MSG_NOSIGNAL);
+    const ssize_t count = ::send(pipe_.number(), text.c_str() + sent, size - sent, MSG_NOSIGNAL);
     if (count <= 0) throw std::runtime_error("browser: it has gone");
     sent += static_cast<std::size_t>(count);
   }
@@ -208,9 +193,9 @@ json Browser::nextMessage() {
       received_.erase(0, end + 1);
       return message;
     }
-    pollfd ready{pipe_, POLLIN, 0};
+    pollfd ready{pipe_.number(), POLLIN, 0};
     char buffer[65536];
-    const ssize_t count = poll(&ready, 1, patience) == 1 ? read(pipe_, buffer, sizeof buffer) : 0;
+    const ssize_t count = poll(&ready, 1, patience) == 1 ? read(pipe_.number(), buffer, sizeof buffer) : 0;
     if (count <= 0) throw std::runtime_error("browser: it did not answer");
     received_.append(buffer, static_cast<std::size_t>(count));
   }

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
+
+#include "process/ChildProcess.h"
 
 namespace corvane::test {
 
@@ -55,8 +56,8 @@ class Browser {
   nlohmann::json nextMessage();
 
   const std::filesystem::path profile_;
-  pid_t pid_ = -1;
-  int pipe_ = -1;
+  Descriptor pipe_;
+  std::optional<ChildProcess> process_;
   int lastNumber_ = 0;
   std::string received_;
   std::string session_;

@@ -1,22 +1,15 @@
 #include "process/SandboxProcess.h"
 
 #include <curl/curl.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
-
-extern char** environ;
 
 namespace corvane::test {
 namespace {
@@ -95,90 +88,36 @@ json SandboxAnswer::json() const {
 }
 
 SandboxProcess::SandboxProcess(std::vector<std::string> options, const std::string& program) {
-  options.insert(options.begin(),
-                 {program.empty() ? CORVANE_SANDBOX_PATH : program, "--port", "0", "--exit-on-eof"});
-  if (std::find(options.begin(), options.end(), "--tls") != options.end()) {
-    std::string folder = (std::filesystem::temp_directory_path() / "corvane-sandbox-XXXXXX").string();
-    if (!mkdtemp(folder.data())) throw std::runtime_error("sandbox: no temporary folder");
-    temporaryFolder_ = folder;
-    certificateFile_ = folder + "/certificate.pem";
+  options.insert(options.begin(), {"--port", "0", "--exit-on-eof"});
+  if (std::ranges::find(options, "--tls") != options.end()) {
+    temporaryFolder_ = (std::filesystem::temp_directory_path() / "corvane-sandbox-XXXXXX").string();
+    if (!mkdtemp(temporaryFolder_.data())) throw std::runtime_error("sandbox: no temporary folder");
+    certificateFile_ = temporaryFolder_ + "/certificate.pem";
     options.insert(options.end(), {"--certificate-file", certificateFile_});
   }
-  std::vector<char*> arguments;
-  for (auto& option : options) arguments.push_back(option.data());
-  arguments.push_back(nullptr);
-
-  int input[2], output[2];
-  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0)
-    throw std::runtime_error("sandbox: no pipe");
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-  const int error = posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(input[0]);
-  close(output[1]);
-  input_ = input[1];
-  output_ = output[0];
-  if (error != 0) {
-    pid_ = -1;
-    release();
-    throw std::runtime_error("sandbox: cannot start " + options[0]);
-  }
-
+  process_.emplace(program.empty() ? CORVANE_SANDBOX_PATH : program, std::move(options));
   const std::string prefix = "corvane-sandbox listening on ";
-  const std::string line = readListeningLine();
-  if (!line.starts_with(prefix)) {
-    release();
-    throw std::runtime_error("sandbox: it did not start, but said: " + line);
-  }
+  const std::string line = process_->readLine().value_or("");
+  if (!line.starts_with(prefix)) throw std::runtime_error("sandbox: it did not start, but printed: " + line);
   baseURL_ = line.substr(prefix.size());
 }
 
 SandboxProcess::~SandboxProcess() {
-  release();
-}
-
-void SandboxProcess::release() {
-  terminate(SIGKILL);
-  if (input_ >= 0) close(input_);
-  if (output_ >= 0) close(output_);
+  process_.reset();
   std::error_code ignored;
   if (!temporaryFolder_.empty()) std::filesystem::remove_all(temporaryFolder_, ignored);
 }
 
-std::string SandboxProcess::readListeningLine() {
-  std::string line;
-  for (char c = 0; read(output_, &c, 1) == 1 && c != '\n';) line.push_back(c);
-  return line;
-}
-
-std::string SandboxProcess::remainingOutput() const {
-  std::string text;
-  char buffer[4096];
-  for (ssize_t count = 0; (count = read(output_, buffer, sizeof buffer)) > 0;)
-    text.append(buffer, static_cast<size_t>(count));
-  return text;
-}
-
 int SandboxProcess::terminate(int signal) {
-  if (pid_ < 0) return 0;
-  kill(pid_, signal);
-  return awaitEnd();
+  process_->kill(signal);
+  end_ = process_->awaitEnd();
+  return end_.status;
 }
 
 int SandboxProcess::closeInput() {
-  close(std::exchange(input_, -1));
-  return awaitEnd();
-}
-
-int SandboxProcess::awaitEnd() {
-  int status = 0;
-  while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-  }
-  pid_ = -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  process_->closeInput();
+  end_ = process_->awaitEnd();
+  return end_.status;
 }
 
 SandboxAnswer SandboxProcess::request(const std::string& method, const std::string& path,

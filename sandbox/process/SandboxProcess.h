@@ -1,13 +1,14 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <functional>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "process/ChildProcess.h"
 
 namespace corvane::test {
 
@@ -54,7 +55,7 @@ class SandboxProcess {
   /// A PEM file with the certificate of a sandbox with "--tls", to be trusted as an authority; else empty.
   const std::string& certificateFile() const { return certificateFile_; }
 
-  pid_t pid() const { return pid_; }
+  pid_t pid() const { return process_->id(); }
 
   /// Creates or replaces a campaign link; gives the link as the sandbox keeps it, with its `url`.
   nlohmann::json link(const nlohmann::json& link) const;
@@ -94,19 +95,14 @@ class SandboxProcess {
   int closeInput();
 
   /// What it printed after the line with its address. To be called once it has ended.
-  std::string remainingOutput() const;
+  std::string remainingOutput() const { return end_.output; }
 
  private:
-  void release();
-  std::string readListeningLine();
-  int awaitEnd();
-
-  pid_t pid_ = -1;
-  int input_ = -1;   // held open: the child ends when this end of its standard input goes
-  int output_ = -1;  // the child's standard output
-  std::string baseURL_;
   std::string certificateFile_;
   std::string temporaryFolder_;  // holds the certificate file
+  std::optional<ChildProcess> process_;
+  std::string baseURL_;
+  ChildEnd end_;
 };
 
 }  // namespace corvane::test

@@ -13,9 +13,9 @@
 
 #include "flows/EventStore.h"
 #include "flows/EventStoreCodec.h"
-#include "lifetime/ChildProcess.h"
 #include "platform/preferences/UserDefaults.h"
 #include "platform/preferences/UserDefaultsFlagStore.h"
+#include "process/ChildProcess.h"
 #include "process/SandboxProcess.h"
 #include "support/BaseURL.h"
 #include "support/Build.h"
@@ -36,7 +36,7 @@ constexpr const char* closedPort = "http://127.0.0.1:1";
 struct Installation {
   ChildEnd run(const char* scenario, const std::string& backend, std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), {scenario, backend, folder.path()});
-    return runToItsEnd(LIFETIME_HOST, std::move(arguments));
+    return runProgram(LIFETIME_HOST, std::move(arguments));
   }
 
   EventQueueEntries queued() const {
@@ -80,7 +80,7 @@ TEST_P(EventsAtExit, AreQueuedWithTheirKeysAndRecordedOnceAfterTheNextStart) {
     const Installation app;
     const ChildEnd end =
         app.run("endWithEventsInFlight", url, {"e", "20", std::to_string(draw.below(30'000))});
-    EXPECT_FALSE(end.killedByWatchdog);
+    EXPECT_FALSE(end.timedOut);
     EXPECT_EQ(end.status, 7) << end.errors;
     const auto lines = end.lines();
     const auto leaving = std::ranges::find_if(lines, [](const auto& l) { return l.starts_with("leaving "); });
@@ -134,7 +134,7 @@ TEST(EventsOfAProgram, OfWhichThousandsAreInFlightLeaveTheNewestHundredAtItsExit
   const Installation app;
   const ChildEnd end = app.run("endWithEventsInFlight", server.url(""), {"e", "5000", "10000"});
   EXPECT_EQ(end.status, 7);
-  EXPECT_FALSE(end.killedByWatchdog);
+  EXPECT_FALSE(end.timedOut);
   EXPECT_EQ(app.queuedNames().size(), 100U);
 }
 

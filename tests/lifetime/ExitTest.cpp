@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "lifetime/ChildProcess.h"
+#include "process/ChildProcess.h"
 #include "support/Build.h"
 #include "support/Draw.h"
 #include "support/LoopbackServer.h"
@@ -42,7 +42,7 @@ Milliseconds exitDuration(const ChildEnd& end) {
 
 /// A clean end: the program's own status, at once, and no complaint of a sanitizer or the C library.
 void expectCleanEnd(const ChildEnd& end, int status) {
-  EXPECT_FALSE(end.killedByWatchdog) << "it did not end by itself";
+  EXPECT_FALSE(end.timedOut) << "it did not end by itself";
   EXPECT_EQ(end.status, status);
   EXPECT_EQ(end.errors, "");
   if (testing::Test::HasFailure()) std::printf("its output:\n%s\n", end.output.c_str());
@@ -97,10 +97,10 @@ TEST_P(Exit, IsCleanWithInstallsInFlight) {
   expectCleanEnds(
       around.runs,
       [&](int run, const std::string& folder, const std::string& moment) {
-        return runToItsEnd(LIFETIME_HOST,
-                           {"endWithInstallsInFlight", url, folder, std::to_string(status(run)),
-                            endings[static_cast<std::size_t>(run) % endings.size()], moment,
-                            around.tls ? server.url() : " ", identity.certificateFile(), around.also});
+        return runProgram(LIFETIME_HOST,
+                          {"endWithInstallsInFlight", url, folder, std::to_string(status(run)),
+                           endings[static_cast<std::size_t>(run) % endings.size()], moment,
+                           around.tls ? server.url() : " ", identity.certificateFile(), around.also});
       },
       status);
 }
@@ -123,9 +123,9 @@ TEST(ExitOfAProgram, IsCleanWhereTheLibraryWasLoadedAndUnloadedAtRunTime) {
   expectCleanEnds(
       100,
       [&](int run, const std::string& folder, const std::string& moment) {
-        return runToItsEnd(LIFETIME_PLUGIN_HOST,
-                           {LIFETIME_PLUGIN, urls[run % 4 < 2 ? 0 : 1], folder + "/preferences.sqlite", "7",
-                            run % 2 == 0 ? "return" : "exit", moment});
+        return runProgram(LIFETIME_PLUGIN_HOST,
+                          {LIFETIME_PLUGIN, urls[run % 4 < 2 ? 0 : 1], folder + "/preferences.sqlite", "7",
+                           run % 2 == 0 ? "return" : "exit", moment});
       },
       [](int) { return 7; });
 }
@@ -134,7 +134,7 @@ TEST(ExitOfAProgram, CancelsWhatStaticObjectsBeginAfterIt) {
   LoopbackServer server(neverAnswer);
   const TemporaryFolder folder;
   const ChildEnd end =
-      runToItsEnd(LIFETIME_HOST, {"useTheLibraryFromStaticDestructors", server.url(""), folder.path()});
+      runProgram(LIFETIME_HOST, {"useTheLibraryFromStaticDestructors", server.url(""), folder.path()});
   expectCleanEnd(end, 7);
   EXPECT_TRUE(end.output.ends_with("cancelled\n")) << end.output;
 }

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "lifetime/ChildProcess.h"
+#include "process/ChildProcess.h"
 #include "support/Build.h"
 #include "support/LoopbackServer.h"
 #include "support/TemporaryFolder.h"
@@ -16,7 +16,7 @@ void expectSuccess(const std::string& scenario, const std::string& connection = 
   });
   const TemporaryFolder folder;
   const ChildEnd end =
-      runToItsEnd(LIFETIME_HOST, {scenario, server.url(""), folder.path()}, std::chrono::seconds(90));
+      runProgram(LIFETIME_HOST, {scenario, server.url(""), folder.path()}, std::chrono::seconds(90));
   std::printf("%s", end.output.c_str());
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.errors, "");

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-#include "lifetime/ChildProcess.h"
+#include "process/ChildProcess.h"
 #include "support/LoopbackServer.h"
 #include "support/TemporaryFolder.h"
 
@@ -16,10 +16,10 @@ TEST(StandardOutput, ToAPipeOrAFileNeverMixesLinesAndKeepsTheOrderWithWhatTheHos
   constexpr int threads = 4, count = 400;
   for (const std::string place : {"pipe", "file"}) {
     const TemporaryFolder folder;
-    ChildEnd end = runToItsEnd(LIFETIME_HOST,
-                               {"writeFromSeveralThreads", "-", folder.path(), place, std::to_string(threads),
-                                std::to_string(count)},
-                               std::chrono::seconds(60));
+    ChildEnd end = runProgram(LIFETIME_HOST,
+                              {"writeFromSeveralThreads", "-", folder.path(), place, std::to_string(threads),
+                               std::to_string(count)},
+                              std::chrono::seconds(60));
     ASSERT_EQ(end.status, 0) << end.errors;
     if (place == "file") {
       end.output = (std::ostringstream() << std::ifstream(folder.path() / "output").rdbuf()).str();
@@ -48,7 +48,7 @@ TEST(StandardOutput, ThatIsClosedNeitherEndsTheHostNorHindersAnInstall) {
   for (const char* place : {"broken pipe", "nowhere"}) {
     const TemporaryFolder folder;
     const ChildEnd end =
-        runToItsEnd(LIFETIME_HOST, {"writeToClosedOutput", server.url(""), folder.path(), place});
+        runProgram(LIFETIME_HOST, {"writeToClosedOutput", server.url(""), folder.path(), place});
     EXPECT_EQ(end.status, 7) << place;
     EXPECT_EQ(end.errors, "");
   }

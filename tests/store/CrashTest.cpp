@@ -1,6 +1,4 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -27,13 +25,13 @@ std::string keyOf(std::uint32_t number) {
   return "key" + std::to_string(number % keys);
 }
 
-/// Writes for ever, and acknowledges each write that is safely in the file through the pipe.
-int writeUntilKilled(const std::filesystem::path& file, std::uint32_t number, int acknowledgements) {
+/// Writes until it is killed, and prints the number of each write that is safely in the file.
+int writeUntilKilled(const std::filesystem::path& file, std::uint32_t number) {
   const auto defaults = UserDefaults::open(file);
   for (;; ++number) {
     defaults->setData(valueOf(number), keyOf(number));
     if (!defaults->synchronize()) return 1;
-    if (::write(acknowledgements, &number, sizeof number) != sizeof number) return 2;
+    std::cout << number << std::endl;
   }
 }
 
@@ -52,22 +50,22 @@ TEST(Crash, EveryAcknowledgedWriteIsFoundAfterAKillAtAnyMoment) {
   std::map<std::string, std::uint32_t> acknowledged;
 
   for (int round = 0; round < rounds; ++round) {
-    const test::Signal pipe;
     const auto enough = draw.below(15);
     const std::chrono::microseconds delay(draw.below(2000));
-    test::Child child([&] { return writeUntilKilled(file, last + 1, pipe.writeEnd()); });
+    test::ChildProcess child([&] { return writeUntilKilled(file, last + 1); });
     const auto take = [&] {
-      if (::read(pipe.readEnd(), &last, sizeof last) != sizeof last) return false;
+      const auto line = child.readLine();
+      if (!line) return false;
+      last = static_cast<std::uint32_t>(std::stoul(*line));
       acknowledged[keyOf(last)] = last;
       return true;
     };
     for (std::uint64_t count = 0; count < enough; ++count) ASSERT_TRUE(take());
     spinFor(delay);
-    child.kill();
-    ASSERT_EQ(child.result(), -SIGKILL);
-    ::fcntl(pipe.readEnd(), F_SETFL, O_NONBLOCK);
+    child.kill(SIGKILL);
     while (take()) {
     }
+    ASSERT_EQ(child.awaitEnd().status, -SIGKILL);
 
     const auto defaults = UserDefaults::open(file);
     for (const auto& [key, number] : acknowledged) {

@@ -10,7 +10,7 @@
 namespace corvane::platform {
 namespace {
 
-using test::Child;
+using test::ChildProcess;
 using test::Shell;
 
 class DamagedFile : public ::testing::Test {
@@ -87,11 +87,11 @@ TEST_F(DamagedFile, FoundByALaterReadIsSetAsideWithItsLogAndThePendingValueSurvi
   std::string content = test::contentOf(file_);
   std::fill(content.begin() + 4096, content.end(), '\xEE');
   // The first page's tree must lead through a broken page: the table has far more than one.
-  Child child([&] {
+  ChildProcess child([&] {
     test::writeContent(file_, content);
     return 0;
   });
-  ASSERT_EQ(child.result(), 0);
+  ASSERT_EQ(child.awaitEnd().status, 0);
   EXPECT_EQ(defaults->dataForKey("key49"), std::nullopt);
   defaults->setBool(true, "fresh");
   EXPECT_TRUE(defaults->synchronize());

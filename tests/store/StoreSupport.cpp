@@ -2,16 +2,11 @@
 
 #include <grp.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <fstream>
-#include <iostream>
 #include <iterator>
-#include <stdexcept>
 
 namespace corvane::test {
 
@@ -56,54 +51,6 @@ std::string Shell::run(const std::string& sql) {
   };
   const int code = sqlite3_exec(database_, sql.c_str(), collect, &row, nullptr);
   return code == SQLITE_OK ? row : sqlite3_errstr(code);
-}
-
-Signal::Signal() {
-  if (::pipe(ends_) != 0) throw std::runtime_error("no pipe");
-}
-
-Signal::~Signal() {
-  ::close(ends_[0]);
-  ::close(ends_[1]);
-}
-
-void Signal::raise() const {
-  if (::write(ends_[1], "!", 1) != 1) throw std::runtime_error("the pipe is closed");
-}
-
-void Signal::wait() const {
-  char byte;
-  if (::read(ends_[0], &byte, 1) != 1) throw std::runtime_error("the pipe is closed");
-}
-
-Child::Child(const std::function<int()>& body) : id_(::fork()) {
-  if (id_ != 0) return;
-  int code = 99;
-  try {
-    code = body();
-  } catch (const std::exception& error) {
-    std::cerr << "child: " << error.what() << std::endl;
-  }
-  std::cout.flush();
-  ::_exit(code);
-}
-
-Child::~Child() {
-  if (id_ <= 0) return;
-  kill();
-  result();
-}
-
-int Child::result() {
-  int status = 0;
-  while (::waitpid(id_, &status, 0) < 0 && errno == EINTR) {
-  }
-  id_ = 0;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-void Child::kill() const {
-  ::kill(id_, SIGKILL);
 }
 
 bool becomeNobody() {

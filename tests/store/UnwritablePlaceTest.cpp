@@ -13,7 +13,7 @@
 namespace corvane::platform {
 namespace {
 
-using test::Child;
+using test::ChildProcess;
 using test::Shell;
 using Clock = std::chrono::steady_clock;
 
@@ -36,7 +36,7 @@ class UnwritablePlace : public ::testing::Test {
                       !defaults->dataForKey("gone") && !defaults->boolForKey("absent") &&
                       !defaults->synchronize();
     const bool told = problems_.size() == 1 && problems_[0].find(reason) != std::string::npos;
-    if (!told) std::cout << ::testing::PrintToString(problems_) << std::endl;
+    if (!told) std::cerr << ::testing::PrintToString(problems_) << std::endl;
     return kept && told;
   }
 
@@ -55,11 +55,11 @@ TEST_F(UnwritablePlace, WhatIsNoRegularFileIsLeftAloneAndNeverWaitedFor) {
 }
 
 TEST_F(UnwritablePlace, AFolderThatMayNotBeWrittenKeepsTheHostRunning) {
-  Child child([this] {
+  ChildProcess child([this] {
     if (!test::becomeNobody()) return 0;
     return livesInMemory(file_, "file cannot be made") ? 0 : 1;
   });
-  EXPECT_EQ(child.result(), 0);
+  EXPECT_EQ(child.awaitEnd().status, 0);
   EXPECT_FALSE(std::filesystem::exists(file_));
 }
 
@@ -68,13 +68,13 @@ TEST_F(UnwritablePlace, AReadOnlyFileIsStillReadAndItsNewValuesStayInMemory) {
   UserDefaults::open(file_)->setBool(true, "untouched");
   std::filesystem::permissions(file_, std::filesystem::perms(0444));
   const std::string before = test::contentOf(file_);
-  Child child([this] {
+  ChildProcess child([this] {
     if (!test::becomeNobody()) return 0;
     if (open(file_)->stringForKey("text") != "old") return 1;
     if (!livesInMemory(file_, "cannot be used")) return 2;
     return UserDefaults::open(file_)->boolForKey("untouched") ? 0 : 3;
   });
-  EXPECT_EQ(child.result(), 0);
+  EXPECT_EQ(child.awaitEnd().status, 0);
   EXPECT_EQ(test::contentOf(file_), before);
   EXPECT_EQ(test::namesWith("preferences", folder_.path()).size(), 1u);
 }
@@ -124,15 +124,15 @@ TEST_F(ForeignHolder, IsWaitedForOnceAndThenOnlyTried) {
 TEST_F(ForeignHolder, OfAnotherProcessBlocksNoReadAndOnlyForABoundedTimeAWrite) {
   const auto defaults = open(file_);
   defaults->setString("before", "text");
-  test::Signal held, release;
-  Child child([&] {
+  ChildProcess child([&] {
     Shell shell(file_);
     shell.run("BEGIN IMMEDIATE; UPDATE preferences SET value = 'foreign'");
-    held.raise();
-    release.wait();
+    std::cout << "held" << std::endl;
+    std::string release;
+    std::getline(std::cin, release);
     return shell.run("COMMIT").empty() ? 0 : 1;
   });
-  held.wait();
+  ASSERT_EQ(child.readLine(), "held");
   EXPECT_EQ(defaults->stringForKey("text"), "before");
   std::vector<std::thread> threads;
   const auto all = timeOf([&] {
@@ -142,8 +142,8 @@ TEST_F(ForeignHolder, OfAnotherProcessBlocksNoReadAndOnlyForABoundedTimeAWrite) 
     for (std::thread& thread : threads) thread.join();
   });
   EXPECT_LT(all.count(), 1000) << "callers that queue up do not add their waits";
-  release.raise();
-  EXPECT_EQ(child.result(), 0);
+  child.writeLine("release");
+  EXPECT_EQ(child.awaitEnd().status, 0);
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(Shell(file_).run("SELECT count(*) FROM preferences"), "9");
 }

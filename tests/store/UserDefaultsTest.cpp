@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <iostream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -12,9 +14,8 @@
 namespace corvane::platform {
 namespace {
 
-using test::Child;
+using test::ChildProcess;
 using test::Shell;
-using test::Signal;
 
 class UserDefaultsFile : public ::testing::Test {
  protected:
@@ -86,19 +87,19 @@ TEST_F(UserDefaultsFile, KeepsATooLargeValueInMemoryAndStoresTheOthers) {
 TEST_F(UserDefaultsFile, AForkedChildHasAConnectionOfItsOwn) {
   auto defaults = open();
   defaults->setString("parent", "who");
-  Signal closed;
-  Child child([&] {
+  ChildProcess child([&] {
     if (defaults->stringForKey("who") != "parent") return 1;
     defaults->setString("child", "who");
     // The parent's closing must find the child's locks, or it takes the log away from under the child.
-    closed.wait();
+    std::string closed;
+    std::getline(std::cin, closed);
     defaults->setBool(true, "later");
     return defaults->synchronize() ? 0 : 2;
   });
   while (defaults->stringForKey("who") != "child") std::this_thread::yield();
   defaults.reset();
-  closed.raise();
-  EXPECT_EQ(child.result(), 0);
+  child.writeLine("closed");
+  EXPECT_EQ(child.awaitEnd().status, 0);
   EXPECT_TRUE(open()->boolForKey("later"));
   EXPECT_EQ(Shell(file_).run("PRAGMA integrity_check"), "ok");
 }
@@ -110,12 +111,12 @@ TEST_F(UserDefaultsFile, AForkBesideBusyThreadsIsSafe) {
     for (int round = 0; !stop; ++round) defaults->setBool(true, "thread" + std::to_string(round % 5));
   });
   for (int round = 0; round < 20; ++round) {
-    Child child([&] {
+    ChildProcess child([&] {
       defaults->setBool(true, "child" + std::to_string(round));
       while (!defaults->synchronize()) std::this_thread::yield();
       return 0;
     });
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_EQ(child.awaitEnd().status, 0);
   }
   stop = true;
   writer.join();
