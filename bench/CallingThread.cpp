@@ -47,13 +47,13 @@ Measure busy(std::function<void()> step, int calls = burstSize) {
 /// The same with the backend slow, so that all of them are in flight at the end.
 Measure inFlight(const std::shared_ptr<Corvane>& client) {
   return [client](Samples& samples) {
-    server().hold(true);
+    holdServer(true);
     letItSleep();
-    const long before = server().answered();
+    const std::size_t before = arrivedRequests();
     for (int call = 0; call < burstSize; ++call)
       time(samples, [&] { client->trackEvent("purchase", 9.99, "EUR"); });
-    server().hold(false);
-    while (server().answered() < before + burstSize) letItSleep();
+    holdServer(false);
+    while (arrivedRequests() < before + burstSize) letItSleep();
   };
 }
 

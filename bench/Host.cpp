@@ -14,7 +14,7 @@
 #include "platform/preferences/UserDefaults.h"
 
 std::string corvane::defaultAPIBaseURL() {
-  return bench::server().url();
+  return bench::serverURL();
 }
 
 namespace corvane::bench {

@@ -25,7 +25,7 @@ curl_slist* eventHeaders() {
 
 CURL* eventHandle(const std::string& body, curl_slist* headers, std::string& answer) {
   CURL* const handle = curl_easy_init();
-  curl_easy_setopt(handle, CURLOPT_URL, (server().url() + "/v1/events").c_str());
+  curl_easy_setopt(handle, CURLOPT_URL, (serverURL() + "/v1/events").c_str());
   curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
   curl_easy_setopt(handle, CURLOPT_POSTFIELDS, body.c_str());
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);

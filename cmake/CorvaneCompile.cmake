@@ -1,4 +1,5 @@
-# How every target of this project is compiled. `corvane_compile(target)` applies it.
+# How every target of this project is compiled: `corvane_compile(target)`, or `corvane_tool(target)` for what is neither
+# the library nor measures it.
 
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
@@ -28,4 +29,10 @@ function(corvane_compile target)
   endif()
   # Boost 1.81 decides about coroutines by feature macros; its headers are not ours to warn about.
   target_compile_definitions(${target} PRIVATE BOOST_ASIO_NO_DEPRECATED)
+endfunction()
+
+# Tools, tests and examples: they are built often and run briefly, so an optimised build takes -O1 for them.
+function(corvane_tool target)
+  corvane_compile(${target})
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1>)
 endfunction()

@@ -68,6 +68,19 @@ void requireMethod(const Request& request, const std::string& method) {
 
 }  // namespace
 
+/// A request of one of the posts, read and found well-formed.
+struct Endpoints::Message {
+  json document;
+  std::string key;     // its idempotency key, empty without one
+  std::string origin;  // where it was sent to
+};
+
+struct Endpoints::Recorded {
+  json answer;
+  std::string note;
+  bool kept = true;  // whether the answer is given again under the same key
+};
+
 void Endpoints::requireKey(const Request& request) const {
   const std::string* key = request.header("x-api-key");
   if (!key) throw Refusal(401, "X-Api-Key: missing");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -24,17 +24,8 @@ class Endpoints {
   Answer answer(const Request& request, double now);
 
  private:
-  /// A request of one of the posts, read and found well-formed.
-  struct Message {
-    nlohmann::json document;
-    std::string key;     // its idempotency key, empty without one
-    std::string origin;  // where it was sent to
-  };
-  struct Recorded {
-    nlohmann::json answer;
-    std::string note;
-    bool kept = true;  // whether the answer is given again under the same key
-  };
+  struct Message;
+  struct Recorded;
   using Recorder = Recorded (Endpoints::*)(const Message&, double now);
 
   Answer post(const Request& request, nlohmann::json (*read)(const Request&), Recorder record, double now);

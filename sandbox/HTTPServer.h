@@ -2,48 +2,56 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
-#include "Certificate.h"
+#include "EventStreams.h"
 #include "HTTPMessage.h"
+#include "http/Descriptor.h"
+#include "http/Listener.h"
 
 namespace corvane::sandbox {
 
-/// A small HTTP/1.1 server over the loopback or whatever address it is given.
-///
-/// One thread does everything: the one that calls `run`. The handler runs there, one request at a time, so
-/// that what it touches needs no lock. Connections, request sizes, waiting times and what an event stream may
-/// fall behind are all bounded; a connection beyond the bound waits in the kernel's line until another ends.
+struct IncomingRequest;
+
+/// An HTTP/1.1 server. Each connection has a thread, but the handler answers one request at a time, so that
+/// what it uses needs no lock. Connections, request sizes, waiting times and the backlog of an event stream
+/// are bounded.
 class HTTPServer {
  public:
   using Handler = std::function<Response(const Request&)>;
 
   struct Options {
     std::string address = "127.0.0.1";
-    std::uint16_t port = 0;                       // 0: a free one
-    std::optional<Certificate> certificate = {};  // given: HTTPS
-    bool exitOnEOF = false;                       // end when standard input does
+    std::uint16_t port = 0;                       ///< 0: a free port
+    std::optional<Certificate> certificate = {};  ///< present: HTTPS
+    bool exitOnEOF = false;                       ///< end when standard input ends
   };
 
-  /// Listens from here on. Throws `std::runtime_error` when the address cannot be had.
+  /// Listens from here on, and blocks SIGINT and SIGTERM in this thread. Throws `std::runtime_error` when the
+  /// address cannot be used.
   HTTPServer(const Options& options, Handler handler);
-  ~HTTPServer();
 
-  /// "http://127.0.0.1:8717", or "https://…".
-  std::string origin() const;
+  /// "http://127.0.0.1:8717" or "https://…".
+  std::string origin() const { return listener_.origin(); }
 
-  /// Serves until SIGINT, SIGTERM or, if so asked, the end of standard input.
+  /// Serves until SIGINT, SIGTERM or, if so chosen, the end of standard input.
   void run();
 
-  /// Sends a piece of text to every open event stream. Only to be called by the handler. A stream that has
-  /// fallen too far behind is closed: its reader comes again and begins afresh.
-  void publish(const std::string& text);
+  /// Sends text to every open event stream. Only the handler may call it.
+  void publish(const std::string& text) { streams_.publish(text); }
 
  private:
-  class Implementation;
-  std::unique_ptr<Implementation> implementation_;
+  void serve(Connection& connection);
+  bool answer(Connection& connection, const IncomingRequest& incoming);
+
+  const bool exitOnEOF_;
+  const Handler handler_;
+  const Descriptor signals_;
+  std::mutex handling_;  // held while the handler runs
+  EventStreams streams_;
+  Listener listener_;  // last: its threads use the others
 };
 
 }  // namespace corvane::sandbox

@@ -4,7 +4,7 @@
 #include <boost/url/parse.hpp>
 #include <boost/url/parse_query.hpp>
 #include <boost/url/url_view.hpp>
-#include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "JSONText.h"
 #include "LowerCased.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <initializer_list>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>

@@ -10,9 +10,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "Certificate.h"
 #include "HTTPServer.h"
 #include "Sandbox.h"
+#include "http/Certificate.h"
 
 namespace {
 

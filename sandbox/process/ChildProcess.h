@@ -9,9 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "process/Descriptor.h"
+#include "http/Descriptor.h"
 
 namespace corvane::test {
+
+using sandbox::Descriptor;
 
 /// How a program ended.
 struct ChildEnd {

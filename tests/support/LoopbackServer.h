@@ -4,14 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
-#include <set>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "http/Listener.h"
 #include "support/TLSIdentity.h"
 
 namespace corvane::test {
@@ -46,53 +44,45 @@ struct LoopbackAnswer {
   static LoopbackAnswer hangUp();
 };
 
-/// An HTTP/1.1 server on a free port of 127.0.0.1 whose answers the test decides. One thread a connection;
-/// the handler runs on those, several at once. A handler may block, but must be let go before the server
-/// dies.
+/// An HTTP/1.1 server on a free port of 127.0.0.1 whose answers the test decides. Each connection has a
+/// thread; the handler runs on those, several at once. A handler may block, but must return before the server
+/// is destroyed.
 class LoopbackServer {
  public:
   using Handler = std::function<LoopbackAnswer(const LoopbackRequest&)>;
+  enum class Record { requests, numberOnly };
 
-  /// Plain HTTP, or HTTPS with the identity given, which must outlive the server.
-  explicit LoopbackServer(Handler handler, const TLSIdentity* identity = nullptr);
-  ~LoopbackServer();
-  LoopbackServer(const LoopbackServer&) = delete;
-  LoopbackServer& operator=(const LoopbackServer&) = delete;
+  /// Plain HTTP, or HTTPS with the given identity. `numberOnly` keeps memory constant, for benchmarks.
+  explicit LoopbackServer(Handler handler, const TLSIdentity* identity = nullptr,
+                          Record record = Record::requests);
 
-  std::uint16_t port() const { return port_; }
+  std::uint16_t port() const { return listener_.port(); }
   /// "http://127.0.0.1:<port>" and `path`.
   std::string url(const std::string& path = "/", const std::string& host = "127.0.0.1") const;
 
   /// What has arrived so far, in order.
   std::vector<LoopbackRequest> requests() const;
-  /// Blocks until that many requests have arrived.
+  /// How many requests have arrived so far.
+  std::size_t requestCount() const;
+  /// Waits until that many requests have arrived. Throws `std::runtime_error` after a minute.
   void awaitRequests(std::size_t count) const;
-  /// Blocks until every connection accepted so far has ended.
+  /// Waits until every connection has ended. Throws `std::runtime_error` after a minute.
   void awaitNoConnection() const;
-  std::size_t connectionsAccepted() const;
+  std::size_t connectionsAccepted() const { return listener_.accepted(); }
 
  private:
-  class Stream;
-
-  void acceptConnections();
-  void serve(int connection);
-  void converse(Stream& stream);
-  bool reply(Stream& stream, const LoopbackAnswer& answer);
+  void serve(sandbox::Connection& connection);
+  void keep(const LoopbackRequest& request);
 
   const Handler handler_;
-  std::shared_ptr<void> tlsContext_;
-  int listener_ = -1;
-  std::uint16_t port_ = 0;
+  const Record record_;
 
-  mutable std::mutex mutex_;
+  mutable std::mutex mutex_;  // guards the requests and their number
   mutable std::condition_variable changed_;
   std::vector<LoopbackRequest> requests_;
-  std::set<int> connections_;  // open ones
-  std::size_t accepted_ = 0;
-  bool stopping_ = false;
+  std::size_t requestCount_ = 0;
 
-  std::thread acceptor_;
-  std::vector<std::thread> conversations_;  // acceptor's thread until it ended
+  sandbox::Listener listener_;  // last: its threads use the others
 };
 
 }  // namespace corvane::test

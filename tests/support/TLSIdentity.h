@@ -1,22 +1,25 @@
 #pragma once
 
+#include <fstream>
 #include <string>
 
+#include "http/Certificate.h"
 #include "support/TemporaryFolder.h"
 
 namespace corvane::test {
 
-/// A self-made certificate for TLS on loopback, and its key, as PEM files in a folder of their own, which
-/// goes with this object. The certificate is its own authority: who is to trust it names `certificateFile()`.
+/// A certificate for TLS on loopback, which is its own authority: clients that trust `certificateFile()`
+/// trust a server that uses it. The file lives as long as this object.
 class TLSIdentity {
  public:
-  TLSIdentity();
+  TLSIdentity() { std::ofstream(certificateFile()) << certificate_.certificate; }
 
+  const sandbox::Certificate& certificate() const { return certificate_; }
   std::string certificateFile() const { return folder_.path() / "certificate.pem"; }
-  std::string keyFile() const { return folder_.path() / "key.pem"; }
 
  private:
   TemporaryFolder folder_;
+  sandbox::Certificate certificate_ = sandbox::makeCertificate("127.0.0.1");
 };
 
 }  // namespace corvane::test

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace corvane::test {
+namespace corvane::sandbox {
 
 /// Owns a file descriptor. Negative numbers stand for "none", as in the system's calls.
 class Descriptor {
@@ -30,4 +30,4 @@ class Descriptor {
   int number_ = -1;
 };
 
-}  // namespace corvane::test
+}  // namespace corvane::sandbox

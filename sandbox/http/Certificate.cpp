@@ -1,4 +1,4 @@
-#include "Certificate.h"
+#include "http/Certificate.h"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
