@@ -21,34 +21,36 @@ json linksOf(json documents, const std::string& origin) {
 
 }  // namespace
 
-Control::Control(Store& store, FaultScript& faults, Feed& feed)
-    : store_(store),
-      faults_(faults),
-      feed_(feed),
-      actions_{{{"/sandbox/links", "GET"}, &Control::listLinks},
-               {{"/sandbox/links", "POST"}, &Control::putLink},
-               {{"/sandbox/clicks", "POST"}, &Control::click},
-               {{"/sandbox/faults", "GET"}, &Control::listFaults},
-               {{"/sandbox/faults", "POST"}, &Control::addFaults},
-               {{"/sandbox/faults", "DELETE"}, &Control::clearFaults},
-               {{"/sandbox/records", "GET"}, &Control::records},
-               {{"/sandbox/records", "DELETE"}, &Control::clearRecords},
-               {{"/sandbox/stream", "GET"}, &Control::stream}} {}
+struct Control::Route {
+  const char* path;
+  const char* method;
+  Response (*answer)(Control&, const Request&, double now);
+};
 
 Response Control::answer(const Request& request, double now) {
-  const auto action = actions_.find({request.path, request.method});
-  if (action != actions_.end()) return (this->*action->second)(request, now);
+  static constexpr Route routes[] = {
+      {"/sandbox/links", "GET",
+       [](Control& c, const Request& r, double) {
+         return jsonAnswer(linksOf(c.store_.links(everyRow), r.origin));
+       }},
+      {"/sandbox/links", "POST", [](Control& c, const Request& r, double at) { return c.putLink(r, at); }},
+      {"/sandbox/clicks", "POST", [](Control& c, const Request& r, double at) { return c.click(r, at); }},
+      {"/sandbox/faults", "GET",
+       [](Control& c, const Request&, double) { return jsonAnswer(c.faults_.left()); }},
+      {"/sandbox/faults", "POST", [](Control& c, const Request& r, double) { return c.addFaults(r); }},
+      {"/sandbox/faults", "DELETE", [](Control& c, const Request&, double) { return c.clearFaults(); }},
+      {"/sandbox/records", "GET", [](Control& c, const Request& r, double) { return c.records(r); }},
+      {"/sandbox/records", "DELETE", [](Control& c, const Request&, double) { return c.clearRecords(); }},
+      {"/sandbox/stream", "GET", [](Control& c, const Request& r, double) { return c.stream(r); }}};
   std::string allowed;
-  for (const auto& [place, other] : actions_) {
-    if (place.first == request.path) allowed += (allowed.empty() ? "" : ", ") + place.second;
+  for (const Route& route : routes) {
+    if (request.path != route.path) continue;
+    if (request.method == route.method) return route.answer(*this, request, now);
+    allowed += (allowed.empty() ? "" : ", ") + std::string(route.method);
   }
   if (!allowed.empty())
     throw Refusal(405, request.path + " takes " + allowed + " only", {{"Allow", allowed}});
   return pageAsset(request);
-}
-
-Response Control::listLinks(const Request& request, double) {
-  return jsonAnswer(linksOf(store_.links(everyRow), request.origin));
 }
 
 Response Control::putLink(const Request& request, double now) {
@@ -62,40 +64,36 @@ Response Control::putLink(const Request& request, double now) {
 }
 
 Response Control::click(const Request& request, double now) {
-  const json object = readObject(request);
-  allowOnly(object, {"slug", "ageSeconds"});
-  const auto link = store_.link(requiredText(object, "slug"));
+  const json object =
+      readMembers(readObject(request), {required("slug"), {"ageSeconds", aNumber}}, OtherMembers::refused);
+  const auto link = store_.link(object["slug"]);
   if (!link) throw Refusal(404, "slug: no such link");
-  const double age = optionalNumber(object, "ageSeconds").value_or(0);
+  const double age = object.value("ageSeconds", 0.0);
   if (!(age >= 0 && age <= 1e9)) throw Refusal(400, "ageSeconds: expected a number from 0 to 1e9");
   const Click click = makeClick(store_, feed_, link->at("slug"), now - age);
   return jsonAnswer({{"token", click.token}, {"text", clickText(*link, request.origin, click.token)}}, 201);
 }
 
-Response Control::listFaults(const Request&, double) {
-  return jsonAnswer(faults_.left());
-}
-
-Response Control::addFaults(const Request& request, double) {
+Response Control::addFaults(const Request& request) {
   faults_.add(readJSON(request));
   feed_.announce("faults", nullptr);
   return jsonAnswer({{"requestsToCome", faults_.remaining()}}, 201);
 }
 
-Response Control::clearFaults(const Request&, double) {
+Response Control::clearFaults() {
   faults_.clear();
   feed_.announce("faults", nullptr);
   return {.status = 204};
 }
 
-Response Control::records(const Request& request, double) {
+Response Control::records(const Request& request) {
   json all = store_.records(everyRow);
   all["links"] = linksOf(std::move(all["links"]), request.origin);
   all["faults"] = faults_.left();
   return jsonAnswer(all);
 }
 
-Response Control::clearRecords(const Request&, double) {
+Response Control::clearRecords() {
   Transaction transaction(store_.database());
   store_.clearRecords();
   transaction.commit();
@@ -103,7 +101,7 @@ Response Control::clearRecords(const Request&, double) {
   return {.status = 204};
 }
 
-Response Control::stream(const Request& request, double) {
+Response Control::stream(const Request& request) {
   return {.headers = {{"Content-Type", "text/event-stream"}, {"Cache-Control", "no-store"}},
           .body = feed_.beginning(request.origin),
           .eventStream = true};

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <functional>
-#include <map>
 #include <string>
-#include <utility>
 
 #include "FaultScript.h"
 #include "Feed.h"
@@ -12,31 +9,29 @@
 
 namespace corvane::sandbox {
 
-/// Everything below /sandbox/: what a developer or a test steers this backend with, and looks at it through.
+/// The endpoints below /sandbox/, with which a developer or a test configures this backend and reads what it
+/// recorded.
 class Control {
  public:
-  Control(Store& store, FaultScript& faults, Feed& feed);
+  Control(Store& store, FaultScript& faults, Feed& feed) : store_(store), faults_(faults), feed_(feed) {}
 
   /// Answers a request whose path begins with "/sandbox/". Throws `Refusal`.
   Response answer(const Request& request, double now);
 
  private:
-  using Action = Response (Control::*)(const Request&, double now);
+  struct Route;
 
-  Response listLinks(const Request& request, double now);
   Response putLink(const Request& request, double now);
   Response click(const Request& request, double now);
-  Response listFaults(const Request& request, double now);
-  Response addFaults(const Request& request, double now);
-  Response clearFaults(const Request& request, double now);
-  Response records(const Request& request, double now);
-  Response clearRecords(const Request& request, double now);
-  Response stream(const Request& request, double now);
+  Response addFaults(const Request& request);
+  Response clearFaults();
+  Response records(const Request& request);
+  Response clearRecords();
+  Response stream(const Request& request);
 
   Store& store_;
   FaultScript& faults_;
   Feed& feed_;
-  std::map<std::pair<std::string, std::string>, Action> actions_;  // by path and method
 };
 
 /// Records a click on the link and tells the live page of it.

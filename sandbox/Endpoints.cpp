@@ -22,36 +22,35 @@ std::string idempotencyKey(const Request& request) {
   return *key;
 }
 
-void addTexts(json& document, const json& object, std::initializer_list<const char*> names) {
-  for (const char* name : names) {
-    if (const auto text = optionalText(object, name)) document[name] = *text;
-  }
-}
-
 json readInstall(const Request& request) {
-  const json object = readObject(request);
-  json install = {{"identifier", requiredText(object, "identifier")},
-                  {"platform", requiredText(object, "platform")},
-                  {"consent", requiredBoolean(object, "consent")}};
-  addTexts(install, object, {"clickId", "deviceId"});
+  const json install = readMembers(readObject(request),
+                                   {required("identifier"),
+                                    required("platform"),
+                                    required("consent", aBoolean),
+                                    {"clickId"},
+                                    {"deviceId"}},
+                                   OtherMembers::ignored);
   if (install.contains("clickId") && !isToken(install["clickId"].get<std::string>()))
     throw Refusal(400, "clickId: expected 32 lower-case hexadecimal digits");
   return install;
 }
 
 json readOpen(const Request& request) {
-  const json object = readObject(request);
-  json open = {{"identifier", requiredText(object, "identifier")}};
-  addTexts(open, object, {"platform", "clickId", "deviceId", "host", "slug"});
-  return open;
+  return readMembers(readObject(request),
+                     {required("identifier"), {"platform"}, {"clickId"}, {"deviceId"}, {"host"}, {"slug"}},
+                     OtherMembers::ignored);
 }
 
 json readEvent(const Request& request) {
-  const json object = readObject(request);
-  json event = {{"identifier", requiredText(object, "identifier")}, {"name", requiredText(object, "name")}};
-  addTexts(event, object, {"currency", "platform", "clickId", "deviceId"});
-  if (const auto value = optionalNumber(object, "value")) event["value"] = *value;
-  return event;
+  return readMembers(readObject(request),
+                     {required("identifier"),
+                      required("name"),
+                      {"value", aNumber},
+                      {"currency"},
+                      {"platform"},
+                      {"clickId"},
+                      {"deviceId"}},
+                     OtherMembers::ignored);
 }
 
 // A device is known by its id; one that does not tell it, by the key that its install comes under.

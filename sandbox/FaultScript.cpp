@@ -44,10 +44,8 @@ bool isHeaderValue(const std::string& value) {
 
 HeaderList readHeaders(const json& object) {
   HeaderList headers;
-  const auto member = object.find("headers");
-  if (member == object.end()) return headers;
-  if (!member->is_object()) throw Refusal(400, "headers: expected an object");
-  for (const auto& [name, value] : member->items()) {
+  if (!object.contains("headers")) return headers;
+  for (const auto& [name, value] : object["headers"].items()) {
     if (!isHeaderName(name) || !value.is_string() || !isHeaderValue(value.get<std::string>()))
       throw Refusal(400, "headers: expected names and strings that HTTP allows");
     headers.emplace_back(name, value.get<std::string>());
@@ -62,38 +60,52 @@ std::optional<std::string> readBody(const json& object) {
   return member->is_string() ? member->get<std::string>() : asText(*member);
 }
 
-std::string readPath(const json& object) {
-  const std::string path = requiredText(object, "path");
-  if (path == "*") return path;
+void requirePath(const std::string& path) {
+  if (path == "*") return;
   if (!path.starts_with('/') || path == "/" || path.starts_with("/sandbox"))
     throw Refusal(400, "path: expected \"*\" or a path that is not the sandbox's own");
   if (path.find_first_of("?#") != std::string::npos) throw Refusal(400, "path: expected one without a query");
-  return path;
 }
 
-Fault readFault(const json& object) {
-  if (!object.is_object()) throw Refusal(400, "a fault: expected an object");
-  allowOnly(object,
-            {"path", "times", "status", "headers", "body", "delayMs", "byteDelayMs", "reset", "silence"});
+json readFaultMembers(const json& value) {
+  if (!value.is_object()) throw Refusal(400, "a fault: expected an object");
+  return readMembers(value,
+                     {required("path"),
+                      {"times", aNumber},
+                      {"status", aNumber},
+                      {"headers", anObject},
+                      {"body", anyValue},
+                      {"delayMs", aNumber},
+                      {"byteDelayMs", aNumber},
+                      {"reset"},
+                      {"silence", aBoolean}},
+                     OtherMembers::refused);
+}
+
+std::chrono::milliseconds readDelay(const json& object, const char* name, long longest) {
+  return std::chrono::milliseconds(optionalInteger(object, name, 0, longest).value_or(0));
+}
+
+Fault readFault(const json& value) {
+  const json object = readFaultMembers(value);
   Fault fault;
-  fault.path = readPath(object);
+  fault.path = object["path"];
+  requirePath(fault.path);
   fault.times = optionalInteger(object, "times", 1, maxTimes).value_or(1);
   if (const auto status = optionalInteger(object, "status", 200, 599))
     fault.status = static_cast<unsigned>(*status);
   fault.headers = readHeaders(object);
   fault.body = readBody(object);
-  fault.delivery.delay =
-      std::chrono::milliseconds(optionalInteger(object, "delayMs", 0, maxDelay).value_or(0));
-  fault.delivery.byteDelay =
-      std::chrono::milliseconds(optionalInteger(object, "byteDelayMs", 0, maxByteDelay).value_or(0));
+  fault.delivery.delay = readDelay(object, "delayMs", maxDelay);
+  fault.delivery.byteDelay = readDelay(object, "byteDelayMs", maxByteDelay);
   fault.processed = !fault.status && !fault.body;
-  if (const auto reset = optionalText(object, "reset")) {
-    if (*reset != "before" && *reset != "after")
-      throw Refusal(400, "reset: expected \"before\" or \"after\"");
+  const std::string reset = object.value("reset", "");
+  if (object.contains("reset")) {
+    if (reset != "before" && reset != "after") throw Refusal(400, "reset: expected \"before\" or \"after\"");
     fault.delivery.ending = Delivery::Ending::reset;
-    fault.processed = *reset == "after";
+    fault.processed = reset == "after";
   }
-  if (object.contains("silence") && requiredBoolean(object, "silence")) {
+  if (object.value("silence", false)) {
     if (object.contains("reset")) throw Refusal(400, "silence: not together with reset");
     fault.delivery.ending = Delivery::Ending::silence;
     fault.processed = false;

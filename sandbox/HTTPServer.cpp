@@ -31,9 +31,7 @@ HTTPServer::HTTPServer(const Options& options, Handler handler)
     : exitOnEOF_(options.exitOnEOF),
       handler_(std::move(handler)),
       signals_(endingSignals()),
-      listener_({.address = options.address,
-                 .port = options.port,
-                 .context = options.certificate ? makeTLSContext(*options.certificate) : nullptr},
+      listener_({.address = options.address, .port = options.port, .context = options.tls},
                 [this](Connection& connection) { serve(connection); }) {}
 
 void HTTPServer::run() {

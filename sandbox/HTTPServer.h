@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <string>
 
 #include "EventStreams.h"
@@ -24,9 +23,9 @@ class HTTPServer {
 
   struct Options {
     std::string address = "127.0.0.1";
-    std::uint16_t port = 0;                       ///< 0: a free port
-    std::optional<Certificate> certificate = {};  ///< present: HTTPS
-    bool exitOnEOF = false;                       ///< end when standard input ends
+    std::uint16_t port = 0;  ///< 0: a free port
+    TLSContext tls = {};     ///< present: HTTPS
+    bool exitOnEOF = false;  ///< end when standard input ends
   };
 
   /// Listens from here on, and blocks SIGINT and SIGTERM in this thread. Throws `std::runtime_error` when the

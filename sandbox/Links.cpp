@@ -26,31 +26,33 @@ bool isReserved(const std::string& slug) {
   return slug == "v1" || slug == "l" || slug == "sandbox" || slug == "favicon.ico" || slug == "robots.txt";
 }
 
-json readScalars(const json& object, const char* name) {
-  const json& member = object.at(name);
-  if (!member.is_object()) throw Refusal(400, std::string(name) + ": expected an object");
-  for (const auto& [key, value] : member.items()) {
+void requireScalars(const json& link, const char* name) {
+  if (!link.contains(name)) return;
+  for (const auto& [key, value] : link[name].items()) {
     if (value.is_structured()) throw Refusal(400, std::string(name) + "." + key + ": expected a scalar");
   }
-  return member;
 }
 
 }  // namespace
 
 json readLink(const json& object) {
-  allowOnly(object, {"slug", "url", "deepLinkPath", "iosUrl", "androidUrl", "fallbackUrl", "campaign",
-                     "channel", "utm", "customData"});
-  const std::string slug = requiredText(object, "slug");
+  const json link = readMembers(object,
+                                {required("slug"),
+                                 {"url"},
+                                 {"deepLinkPath"},
+                                 {"iosUrl"},
+                                 {"androidUrl"},
+                                 {"fallbackUrl"},
+                                 {"campaign"},
+                                 {"channel"},
+                                 {"utm", anObject},
+                                 {"customData", anObject}},
+                                OtherMembers::refused);
+  const std::string slug = link["slug"];
   if (!isSlug(slug)) throw Refusal(400, "slug: expected 1 to 64 of the characters A-Z a-z 0-9 - _ . ~");
-  if (isReserved(slug)) throw Refusal(400, "slug: this one is the sandbox's own");
-  json link = {{"slug", slug}};
-  for (const char* name :
-       {"url", "deepLinkPath", "iosUrl", "androidUrl", "fallbackUrl", "campaign", "channel"}) {
-    if (const auto text = optionalText(object, name)) link[name] = *text;
-  }
-  for (const char* name : {"utm", "customData"}) {
-    if (object.contains(name)) link[name] = readScalars(object, name);
-  }
+  if (isReserved(slug)) throw Refusal(400, "slug: reserved for the sandbox");
+  requireScalars(link, "utm");
+  requireScalars(link, "customData");
   return link;
 }
 

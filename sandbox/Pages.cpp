@@ -13,27 +13,12 @@ namespace {
 using nlohmann::json;
 
 std::string escaped(std::string_view text) {
+  static const std::map<char, std::string> entities = {
+      {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
   std::string result;
   for (const char c : text) {
-    switch (c) {
-      case '&':
-        result += "&amp;";
-        break;
-      case '<':
-        result += "&lt;";
-        break;
-      case '>':
-        result += "&gt;";
-        break;
-      case '"':
-        result += "&quot;";
-        break;
-      case '\'':
-        result += "&#39;";
-        break;
-      default:
-        result += c;
-    }
+    const auto entity = entities.find(c);
+    result += entity == entities.end() ? std::string(1, c) : entity->second;
   }
   return result;
 }

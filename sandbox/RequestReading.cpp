@@ -22,22 +22,13 @@ bool isJSONType(std::string value) {
   return lowerCased(value) == "application/json";
 }
 
-const json* find(const json& object, const char* name) {
-  const auto member = object.find(name);
-  return member == object.end() ? nullptr : &*member;
-}
-
-const json& require(const json& object, const char* name) {
-  if (const json* member = find(object, name)) return *member;
-  throw Refusal(400, std::string(name) + ": missing");
-}
-
-std::string textOf(const json& member, const char* name) {
-  if (!member.is_string()) throw Refusal(400, std::string(name) + ": expected a string");
-  return member.get<std::string>();
-}
-
 }  // namespace
+
+const MemberType aString{"a string", &json::is_string};
+const MemberType aNumber{"a number", &json::is_number};
+const MemberType aBoolean{"a boolean", &json::is_boolean};
+const MemberType anObject{"an object", &json::is_object};
+const MemberType anyValue{"a value", nullptr};
 
 json readJSON(const Request& request) {
   const std::string* type = request.header("content-type");
@@ -58,34 +49,23 @@ json readObject(const Request& request) {
   return value;
 }
 
-std::string requiredText(const json& object, const char* name) {
-  return textOf(require(object, name), name);
-}
-
-std::optional<std::string> optionalText(const json& object, const char* name) {
-  const json* member = find(object, name);
-  return member ? std::optional(textOf(*member, name)) : std::nullopt;
-}
-
-bool requiredBoolean(const json& object, const char* name) {
-  const json& member = require(object, name);
-  if (!member.is_boolean()) throw Refusal(400, std::string(name) + ": expected a boolean");
-  return member.get<bool>();
-}
-
-std::optional<double> optionalNumber(const json& object, const char* name) {
-  const json* member = find(object, name);
-  if (!member) return std::nullopt;
-  if (!member->is_number()) throw Refusal(400, std::string(name) + ": expected a number");
-  return member->get<double>();
-}
-
-void allowOnly(const json& object, std::initializer_list<const char*> names) {
-  for (auto member = object.begin(); member != object.end(); ++member) {
-    const std::string& found = member.key();
-    if (std::none_of(names.begin(), names.end(), [&found](const char* name) { return found == name; }))
-      throw Refusal(400, found + ": no such member");
+json readMembers(const json& value, std::initializer_list<Member> members, OtherMembers others) {
+  json kept = json::object();
+  for (const Member& member : members) {
+    const auto found = value.find(member.name);
+    if (found == value.end()) {
+      if (member.isRequired) throw Refusal(400, std::string(member.name) + ": missing");
+      continue;
+    }
+    if (member.type.matches && !((*found).*member.type.matches)())
+      throw Refusal(400, std::string(member.name) + ": expected " + member.type.description);
+    kept[member.name] = *found;
   }
+  if (others == OtherMembers::ignored) return kept;
+  for (const auto& [name, ignored] : value.items()) {
+    if (!kept.contains(name)) throw Refusal(400, name + ": unknown member");
+  }
+  return kept;
 }
 
 std::optional<std::string> queryItem(const std::string& query, const std::string& name) {

@@ -24,22 +24,37 @@ class Refusal : public std::runtime_error {
   HeaderList headers_;
 };
 
-// All of these refuse with 400 and a reason that names the member at fault, unless another status is said.
+// All of these refuse with 400 and a reason that names the member at fault, unless another status is stated.
 
-/// The body as JSON of any kind, nested no deeper than a link ever is; 415 without "Content-Type:
-/// application/json".
+/// The body as JSON of any kind, within a limit of nesting. 415 without "Content-Type: application/json".
 nlohmann::json readJSON(const Request& request);
-/// The same, and it must be an object.
+/// The body as a JSON object.
 nlohmann::json readObject(const Request& request);
 
-// A member that may be left out must not be null when it is there.
-std::string requiredText(const nlohmann::json& object, const char* name);
-std::optional<std::string> optionalText(const nlohmann::json& object, const char* name);
-bool requiredBoolean(const nlohmann::json& object, const char* name);
-std::optional<double> optionalNumber(const nlohmann::json& object, const char* name);
+/// A type of JSON values.
+struct MemberType {
+  const char* description;
+  bool (nlohmann::json::*matches)() const noexcept;  ///< null: any value does
+};
+extern const MemberType aString, aNumber, aBoolean, anObject, anyValue;
 
-/// Refuses every member whose name is not among these.
-void allowOnly(const nlohmann::json& object, std::initializer_list<const char*> names);
+/// A member that an object may have. An optional member that is present must not be null.
+struct Member {
+  const char* name;
+  const MemberType& type = aString;
+  bool isRequired = false;
+};
+/// A member that an object must have.
+inline Member required(const char* name, const MemberType& type = aString) {
+  return {name, type, true};
+}
+
+enum class OtherMembers { ignored, refused };
+
+/// The object `value` with those members only. Refuses it when a member has another type, or a required one
+/// is missing.
+nlohmann::json readMembers(const nlohmann::json& value, std::initializer_list<Member> members,
+                           OtherMembers others);
 
 /// The percent-decoded value of a query's first item of that name.
 std::optional<std::string> queryItem(const std::string& query, const std::string& name);

@@ -9,6 +9,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "HTTPServer.h"
 #include "Sandbox.h"
@@ -58,54 +59,43 @@ std::string readKey(const std::string& key) {
   return key;
 }
 
+void printUsage() {
+  std::fputs(usage, stdout);
+  std::exit(EXIT_SUCCESS);
+}
+
+struct KnownOption {
+  const char* name;
+  int argument;
+  void (*apply)(Options& options, const char* value);
+};
+
+constexpr KnownOption knownOptions[] = {
+    {"port", required_argument, [](Options& o, const char* value) { o.server.port = readPort(value); }},
+    {"bind", required_argument, [](Options& o, const char* value) { o.server.address = value; }},
+    {"key", required_argument,
+     [](Options& o, const char* value) { o.sandbox.keys.push_back(readKey(value)); }},
+    {"data", required_argument, [](Options& o, const char* value) { o.sandbox.dataFile = value; }},
+    {"tls", no_argument, [](Options& o, const char*) { o.tls = true; }},
+    {"certificate-file", required_argument, [](Options& o, const char* value) { o.certificateFile = value; }},
+    {"allow-host", required_argument,
+     [](Options& o, const char* value) { o.sandbox.allowedHosts.emplace_back(value); }},
+    {"exit-on-eof", no_argument, [](Options& o, const char*) { o.server.exitOnEOF = true; }},
+    {"help", no_argument, [](Options&, const char*) { printUsage(); }}};
+
 Options readOptions(int count, char** arguments) {
-  const option known[] = {{"port", required_argument, nullptr, 'p'},
-                          {"bind", required_argument, nullptr, 'b'},
-                          {"key", required_argument, nullptr, 'k'},
-                          {"data", required_argument, nullptr, 'd'},
-                          {"tls", no_argument, nullptr, 't'},
-                          {"certificate-file", required_argument, nullptr, 'c'},
-                          {"allow-host", required_argument, nullptr, 'a'},
-                          {"exit-on-eof", no_argument, nullptr, 'e'},
-                          {"help", no_argument, nullptr, 'h'},
-                          {nullptr, 0, nullptr, 0}};
+  std::vector<option> known;
+  for (const KnownOption& each : knownOptions) known.push_back({each.name, each.argument, nullptr, 0});
+  known.push_back({});
   Options options;
-  for (int found = 0; (found = getopt_long(count, arguments, "h", known, nullptr)) != -1;) {
-    switch (found) {
-      case 'p':
-        options.server.port = readPort(optarg);
-        break;
-      case 'b':
-        options.server.address = optarg;
-        break;
-      case 'k':
-        options.sandbox.keys.push_back(readKey(optarg));
-        break;
-      case 'd':
-        options.sandbox.dataFile = optarg;
-        break;
-      case 't':
-        options.tls = true;
-        break;
-      case 'c':
-        options.certificateFile = optarg;
-        break;
-      case 'a':
-        options.sandbox.allowedHosts.emplace_back(optarg);
-        break;
-      case 'e':
-        options.server.exitOnEOF = true;
-        break;
-      case 'h':
-        std::fputs(usage, stdout);
-        std::exit(EXIT_SUCCESS);
-      default:
-        throw UsageError("");  // getopt_long has said what is wrong
-    }
+  int index = 0;
+  for (int result = 0; (result = getopt_long(count, arguments, "h", known.data(), &index)) != -1;) {
+    if (result == 'h') printUsage();
+    if (result != 0) throw UsageError("");  // getopt_long has printed what is wrong
+    knownOptions[index].apply(options, optarg);
   }
   if (optind < count) throw UsageError(std::string("not an option: ") + arguments[optind]);
-  if (!options.certificateFile.empty() && !options.tls)
-    throw UsageError("--certificate-file goes with --tls");
+  if (!options.certificateFile.empty() && !options.tls) throw UsageError("--certificate-file needs --tls");
   return options;
 }
 
@@ -132,19 +122,21 @@ void printTrust(const Options& options, const std::string& certificate) {
 }
 
 void serve(Options options) {
+  Certificate certificate;
   if (options.tls) {
-    options.server.certificate = makeCertificate(options.server.address);
-    if (!options.certificateFile.empty())
-      writeFile(options.certificateFile, options.server.certificate->certificate);
+    certificate = makeCertificate(options.server.address);
+    options.server.tls = certificate.context;
+    if (!options.certificateFile.empty()) writeFile(options.certificateFile, certificate.pem);
   }
   std::unique_ptr<HTTPServer> server;  // the sandbox publishes through it, and it asks the sandbox
   Sandbox sandbox(options.sandbox, [&server](const std::string& event) { server->publish(event); });
   server = std::make_unique<HTTPServer>(
       options.server, [&sandbox](const Request& request) { return sandbox.handle(request); });
   std::printf("corvane-sandbox listening on %s\n", server->origin().c_str());
-  if (options.tls) printTrust(options, options.server.certificate->certificate);
+  if (options.tls) printTrust(options, certificate.pem);
   std::fflush(stdout);
   server->run();
+  server.reset();  // before the sandbox, which its threads use
 }
 
 }  // namespace

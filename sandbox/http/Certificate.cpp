@@ -8,6 +8,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
+#include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
 #include <memory>
@@ -16,10 +17,6 @@
 
 namespace corvane::sandbox {
 namespace {
-
-using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
-using X509Pointer = std::unique_ptr<X509, decltype(&X509_free)>;
-using Output = std::unique_ptr<BIO, decltype(&BIO_free)>;
 
 void require(bool success) {
   if (success) return;
@@ -83,10 +80,9 @@ void fill(X509* certificate, const std::string& address) {
   addExtension(certificate, NID_subject_alt_name, names);
 }
 
-template <class Write>
-std::string asPEM(Write write) {
-  const Output output(BIO_new(BIO_s_mem()), &BIO_free);
-  require(output && write(output.get()) == 1);
+std::string asPEM(X509* certificate) {
+  const std::unique_ptr<BIO, decltype(&BIO_free)> output(BIO_new(BIO_s_mem()), &BIO_free);
+  require(output && PEM_write_bio_X509(output.get(), certificate) == 1);
   char* data = nullptr;
   const long size = BIO_get_mem_data(output.get(), &data);
   return std::string(data, static_cast<std::size_t>(size));
@@ -95,15 +91,16 @@ std::string asPEM(Write write) {
 }  // namespace
 
 Certificate makeCertificate(const std::string& address) {
-  const Key key(EVP_EC_gen("P-256"), &EVP_PKEY_free);
-  const X509Pointer certificate(X509_new(), &X509_free);
+  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(EVP_EC_gen("P-256"), &EVP_PKEY_free);
+  const std::unique_ptr<X509, decltype(&X509_free)> certificate(X509_new(), &X509_free);
   require(key && certificate && X509_set_pubkey(certificate.get(), key.get()) == 1);
   fill(certificate.get(), address);
   require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0);
-  return {.certificate = asPEM([&](BIO* out) { return PEM_write_bio_X509(out, certificate.get()); }),
-          .privateKey = asPEM([&](BIO* out) {
-            return PEM_write_bio_PrivateKey(out, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-          })};
+  const TLSContext context(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free);
+  require(context && SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) == 1);
+  require(SSL_CTX_use_certificate(context.get(), certificate.get()) == 1);
+  require(SSL_CTX_use_PrivateKey(context.get(), key.get()) == 1);
+  return {.pem = asPEM(certificate.get()), .context = context};
 }
 
 }  // namespace corvane::sandbox

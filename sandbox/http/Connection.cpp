@@ -2,14 +2,12 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
-#include <stdexcept>
 
 namespace corvane::sandbox {
 namespace {
@@ -25,10 +23,6 @@ void setOption(int socket, int level, int name, const Value& value) {
   ::setsockopt(socket, level, name, &value, sizeof value);
 }
 
-std::unique_ptr<BIO, decltype(&BIO_free)> reading(const std::string& pem) {
-  return {BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), BIO_free};
-}
-
 /// Waits for the event; false when the time is over.
 bool await(int socket, short event, Clock::time_point deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -37,20 +31,6 @@ bool await(int socket, short event, Clock::time_point deadline) {
 }
 
 }  // namespace
-
-TLSContext makeTLSContext(const Certificate& certificate) {
-  TLSContext context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-  const std::unique_ptr<X509, decltype(&X509_free)> chain(
-      PEM_read_bio_X509(reading(certificate.certificate).get(), nullptr, nullptr, nullptr), X509_free);
-  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(
-      PEM_read_bio_PrivateKey(reading(certificate.privateKey).get(), nullptr, nullptr, nullptr),
-      EVP_PKEY_free);
-  if (SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1 ||
-      SSL_CTX_use_certificate(context.get(), chain.get()) != 1 ||
-      SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1)
-    throw std::runtime_error("cannot use the certificate");
-  return context;
-}
 
 Connection::Connection(Descriptor socket, const TLSContext& context)
     : socket_(std::move(socket)), tls_(nullptr, SSL_free) {

@@ -8,16 +8,9 @@
 #include "http/Certificate.h"
 #include "http/Descriptor.h"
 
-struct ssl_ctx_st;
 struct ssl_st;
 
 namespace corvane::sandbox {
-
-/// The server's side of TLS, shared by all its connections.
-using TLSContext = std::shared_ptr<ssl_ctx_st>;
-
-/// Throws `std::runtime_error` when OpenSSL cannot use the certificate.
-TLSContext makeTLSContext(const Certificate& certificate);
 
 /// One accepted connection, plain or through TLS. Its operations block, and one thread uses it. That thread
 /// must block SIGPIPE.

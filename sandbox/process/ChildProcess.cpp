@@ -48,60 +48,30 @@ Descriptor watch(pid_t process) {
   return running;
 }
 
-/// Pointers to the texts, with a null at the end. The texts must outlive them.
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+/// Starts the program with those descriptors, by the child's numbers, and with the default handling of
+/// signals.
+pid_t spawn(std::vector<std::string> words, const std::map<int, int>& descriptors) {
   std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(text.data());
+  for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
-  return pointers;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  for (const auto& [there, here] : descriptors) posix_spawn_file_actions_adddup2(&actions, here, there);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigaddset(&signals, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  pid_t process = -1;
+  const int error = ::posix_spawn(&process, pointers[0], &actions, &attributes, pointers.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  require(error == 0, "cannot start " + words[0]);
+  return process;
 }
-
-/// This process's environment with those variables in it.
-std::vector<std::string> environmentWith(const std::vector<std::string>& variables) {
-  std::vector<std::string> all = variables;
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    const std::string text = *variable;
-    const std::string name = text.substr(0, text.find('=') + 1);
-    if (std::ranges::none_of(variables, [&](const auto& each) { return each.starts_with(name); }))
-      all.push_back(text);
-  }
-  return all;
-}
-
-/// What `posix_spawn` does in the child.
-class Setup {
- public:
-  explicit Setup(const std::map<int, int>& descriptors) {
-    posix_spawn_file_actions_init(&actions_);
-    for (const auto& [there, here] : descriptors) posix_spawn_file_actions_adddup2(&actions_, here, there);
-    posix_spawnattr_init(&attributes_);
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes_, &signals);
-    sigaddset(&signals, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes_, &signals);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  }
-  ~Setup() {
-    posix_spawnattr_destroy(&attributes_);
-    posix_spawn_file_actions_destroy(&actions_);
-  }
-  Setup(const Setup&) = delete;
-  Setup& operator=(const Setup&) = delete;
-
-  pid_t spawn(std::vector<std::string> words, const std::vector<std::string>& variables) const {
-    std::vector<std::string> environment = environmentWith(variables);
-    pid_t process = -1;
-    const int error = ::posix_spawn(&process, words[0].c_str(), &actions_, &attributes_,
-                                    pointersTo(words).data(), pointersTo(environment).data());
-    require(error == 0, "cannot start " + words[0]);
-    return process;
-  }
-
- private:
-  posix_spawn_file_actions_t actions_;
-  posix_spawnattr_t attributes_;
-};
 
 [[noreturn]] void runInChild(const std::function<int()>& body) {
   int status = 99;
@@ -143,7 +113,11 @@ ChildProcess::ChildProcess(const std::string& program, std::vector<std::string> 
   descriptors.insert({{STDIN_FILENO, input.there.number()}, {STDOUT_FILENO, output.there.number()}});
   if (errors.there.isOpen()) descriptors.insert({STDERR_FILENO, errors.there.number()});
   arguments.insert(arguments.begin(), program);
-  id_ = Setup(descriptors).spawn(std::move(arguments), options.environment);
+  if (!options.environment.empty()) {
+    arguments.insert(arguments.begin(), options.environment.begin(), options.environment.end());
+    arguments.insert(arguments.begin(), "/usr/bin/env");
+  }
+  id_ = spawn(std::move(arguments), descriptors);
   running_ = watch(id_);
   input_ = std::move(input.here);
   output_ = std::move(output.here);

@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -35,19 +36,14 @@ size_t appendBody(char* data, size_t size, size_t count, void* target) {
   return size * count;
 }
 
-size_t appendHeader(char* data, size_t size, size_t count, void* target) {
-  std::string line(data, size * count);
-  auto& headers = *static_cast<std::map<std::string, std::string>*>(target);
-  if (line.starts_with("HTTP/")) headers.clear();
-  if (auto colon = line.find(':'); colon != std::string::npos) {
-    std::string name = line.substr(0, colon);
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-    const auto begin = line.find_first_not_of(" \t", colon + 1);
-    const auto end = line.find_last_not_of(" \t\r\n");
-    headers[name] = begin <= end ? line.substr(begin, end - begin + 1) : "";
+std::map<std::string, std::string> headersOf(CURL* handle) {
+  std::map<std::string, std::string> headers;
+  for (curl_header* header = nullptr; (header = curl_easy_nextheader(handle, CURLH_HEADER, -1, header));) {
+    std::string name = header->name;
+    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+    headers[name] = header->value;
   }
-  return size * count;
+  return headers;
 }
 
 struct ConditionWait {
@@ -135,10 +131,9 @@ SandboxAnswer SandboxProcess::request(const std::string& method, const std::stri
   curl_easy_setopt(handle.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
   curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, &appendBody);
   curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &answer.body);
-  curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, &appendHeader);
-  curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &answer.headers);
   const CURLcode code = curl_easy_perform(handle.get());
   curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &answer.status);
+  answer.headers = headersOf(handle.get());
   if (code != CURLE_OK) {
     answer.status = 0;
     answer.error = curl_easy_strerror(code);

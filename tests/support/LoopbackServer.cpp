@@ -88,7 +88,7 @@ LoopbackAnswer LoopbackAnswer::hangUp() {
 LoopbackServer::LoopbackServer(Handler handler, const TLSIdentity* identity, Record record)
     : handler_(std::move(handler)),
       record_(record),
-      listener_({.context = identity ? sandbox::makeTLSContext(identity->certificate()) : nullptr},
+      listener_({.context = identity ? identity->context() : nullptr},
                 [this](sandbox::Connection& connection) { serve(connection); }) {}
 
 std::string LoopbackServer::url(const std::string& path, const std::string& host) const {

@@ -12,9 +12,9 @@ namespace corvane::test {
 /// trust a server that uses it. The file lives as long as this object.
 class TLSIdentity {
  public:
-  TLSIdentity() { std::ofstream(certificateFile()) << certificate_.certificate; }
+  TLSIdentity() { std::ofstream(certificateFile()) << certificate_.pem; }
 
-  const sandbox::Certificate& certificate() const { return certificate_; }
+  const sandbox::TLSContext& context() const { return certificate_.context; }
   std::string certificateFile() const { return folder_.path() / "certificate.pem"; }
 
  private:
