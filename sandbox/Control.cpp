@@ -31,12 +31,12 @@ Response Control::answer(const Request& request, double now) {
   static constexpr Route routes[] = {
       {"/sandbox/links", "GET",
        [](Control& c, const Request& r, double) {
-         return jsonAnswer(linksOf(c.store_.links(everyRow), r.origin));
+         return jsonResponse(linksOf(c.store_.links(everyRow), r.origin));
        }},
       {"/sandbox/links", "POST", [](Control& c, const Request& r, double at) { return c.putLink(r, at); }},
       {"/sandbox/clicks", "POST", [](Control& c, const Request& r, double at) { return c.click(r, at); }},
       {"/sandbox/faults", "GET",
-       [](Control& c, const Request&, double) { return jsonAnswer(c.faults_.left()); }},
+       [](Control& c, const Request&, double) { return jsonResponse(c.faults_.left()); }},
       {"/sandbox/faults", "POST", [](Control& c, const Request& r, double) { return c.addFaults(r); }},
       {"/sandbox/faults", "DELETE", [](Control& c, const Request&, double) { return c.clearFaults(); }},
       {"/sandbox/records", "GET", [](Control& c, const Request& r, double) { return c.records(r); }},
@@ -56,11 +56,11 @@ Response Control::answer(const Request& request, double now) {
 Response Control::putLink(const Request& request, double now) {
   const json link = readLink(readObject(request));
   Transaction transaction(store_.database());
-  if (!store_.putLink(link.at("slug"), link, now)) throw Refusal(409, "there are too many links");
+  if (!store_.putLink(link.at("slug"), link, now)) throw Refusal(409, "too many links");
   transaction.commit();
   const json answer = linkAnswer(link, request.origin);
   feed_.announce("link", answer);
-  return jsonAnswer(answer, 201);
+  return jsonResponse(answer, 201);
 }
 
 Response Control::click(const Request& request, double now) {
@@ -71,13 +71,13 @@ Response Control::click(const Request& request, double now) {
   const double age = object.value("ageSeconds", 0.0);
   if (!(age >= 0 && age <= 1e9)) throw Refusal(400, "ageSeconds: expected a number from 0 to 1e9");
   const Click click = makeClick(store_, feed_, link->at("slug"), now - age);
-  return jsonAnswer({{"token", click.token}, {"text", clickText(*link, request.origin, click.token)}}, 201);
+  return jsonResponse({{"token", click.token}, {"text", clickText(*link, request.origin, click.token)}}, 201);
 }
 
 Response Control::addFaults(const Request& request) {
   faults_.add(readJSON(request));
   feed_.announce("faults", nullptr);
-  return jsonAnswer({{"requestsToCome", faults_.remaining()}}, 201);
+  return jsonResponse({{"requestsToCome", faults_.remaining()}}, 201);
 }
 
 Response Control::clearFaults() {
@@ -90,7 +90,7 @@ Response Control::records(const Request& request) {
   json all = store_.records(everyRow);
   all["links"] = linksOf(std::move(all["links"]), request.origin);
   all["faults"] = faults_.left();
-  return jsonAnswer(all);
+  return jsonResponse(all);
 }
 
 Response Control::clearRecords() {

@@ -9,8 +9,8 @@
 
 namespace corvane::sandbox {
 
-/// The endpoints below /sandbox/, with which a developer or a test configures this backend and reads what it
-/// recorded.
+/// The endpoints below /sandbox/. Developers and tests use them to configure this backend and to read its
+/// records.
 class Control {
  public:
   Control(Store& store, FaultScript& faults, Feed& feed) : store_(store), faults_(faults), feed_(feed) {}
@@ -34,7 +34,7 @@ class Control {
   Feed& feed_;
 };
 
-/// Records a click on the link and tells the live page of it.
+/// Records a click on the link and announces it to the live page.
 Click makeClick(Store& store, Feed& feed, const std::string& slug, double at);
 
 }  // namespace corvane::sandbox

@@ -53,7 +53,7 @@ json readEvent(const Request& request) {
                      OtherMembers::ignored);
 }
 
-// A device is known by its id; one that does not tell it, by the key that its install comes under.
+// An install without a device id is identified by its idempotency key.
 std::string ownerOf(const json& install, const std::string& key) {
   if (install.contains("deviceId")) return install["deviceId"];
   if (!key.empty()) return key;
@@ -67,24 +67,24 @@ void requireMethod(const Request& request, const std::string& method) {
 
 }  // namespace
 
-/// A request of one of the posts, read and found well-formed.
+/// A valid POST request.
 struct Endpoints::Message {
   json document;
-  std::string key;     // its idempotency key, empty without one
-  std::string origin;  // where it was sent to
+  std::string key;     // the idempotency key, or empty
+  std::string origin;  // of the request
 };
 
 struct Endpoints::Recorded {
   json answer;
   std::string note;
-  bool kept = true;  // whether the answer is given again under the same key
+  bool isKept = true;  // whether a repeated request with the same key gets the same answer
 };
 
 void Endpoints::requireKey(const Request& request) const {
   const std::string* key = request.header("x-api-key");
   if (!key) throw Refusal(401, "X-Api-Key: missing");
   const bool taken = keys_.empty() || std::find(keys_.begin(), keys_.end(), *key) != keys_.end();
-  if (!taken || !key->starts_with("cv_")) throw Refusal(401, "X-Api-Key: not a key of this backend");
+  if (!taken || !key->starts_with("cv_")) throw Refusal(401, "X-Api-Key: unknown key");
 }
 
 Endpoints::Answer Endpoints::answer(const Request& request, double now) {
@@ -96,9 +96,9 @@ Endpoints::Answer Endpoints::answer(const Request& request, double now) {
     if (request.path == "/v1/events/install") return post(request, readInstall, &Endpoints::install, now);
     if (request.path == "/v1/events/open") return post(request, readOpen, &Endpoints::open, now);
     if (request.path == "/v1/events") return post(request, readEvent, &Endpoints::event, now);
-    throw Refusal(404, "there is nothing at " + request.path);
+    throw Refusal(404, "not found: " + request.path);
   } catch (const Refusal& refusal) {
-    return {errorAnswer(refusal.status(), refusal.what(), refusal.headers()),
+    return {errorResponse(refusal.status(), refusal.what(), refusal.headers()),
             std::string("refused: ") + refusal.what()};
   }
 }
@@ -110,12 +110,12 @@ Endpoints::Answer Endpoints::post(const Request& request, json (*read)(const Req
   const Message message{.document = read(request), .key = idempotencyKey(request), .origin = request.origin};
   if (!message.key.empty()) {
     if (const auto kept = store_.keptAnswer(request.path, message.key))
-      return {jsonAnswer(json::parse(*kept)), "replayed"};
+      return {jsonResponse(json::parse(*kept)), "replayed"};
   }
   const Recorded recorded = (this->*record)(message, now);
-  if (recorded.kept && !message.key.empty())
+  if (recorded.isKept && !message.key.empty())
     store_.keepAnswer(request.path, message.key, asText(recorded.answer));
-  return {jsonAnswer(recorded.answer), recorded.note};
+  return {jsonResponse(recorded.answer), recorded.note};
 }
 
 Endpoints::Recorded Endpoints::install(const Message& message, double now) {
@@ -138,7 +138,7 @@ Endpoints::Recorded Endpoints::install(const Message& message, double now) {
   const bool counted = install["consent"];
   const std::int64_t number = store_.addRecord(counted ? "installs" : "uncountedInstalls", message.key,
                                                install.value("deviceId", ""), record, now);
-  // Without consent nothing may stay under the key, and no number tells of a record.
+  // Without consent, nothing is kept for the key and the response has no id.
   if (!counted) return {answer, "not counted (no consent): " + how, false};
   answer["id"] = number;
   return {answer, "counted: " + how};
@@ -174,8 +174,8 @@ Endpoints::Answer Endpoints::resolve(const Request& request, double now) {
   if (host) asked["host"] = *host;
   if (url) asked["url"] = *url;
   store_.addRecord("resolves", "", "", {{"request", asked}, {"found", link.has_value()}}, now);
-  if (!link) return {errorAnswer(404, "no link has the slug \"" + *slug + "\""), "the slug is unknown"};
-  return {jsonAnswer(linkAnswer(*link, request.origin)), "looked up"};
+  if (!link) return {errorResponse(404, "no link has the slug \"" + *slug + "\""), "the slug is unknown"};
+  return {jsonResponse(linkAnswer(*link, request.origin)), "resolved"};
 }
 
 }  // namespace corvane::sandbox

@@ -9,18 +9,18 @@
 
 namespace corvane::sandbox {
 
-/// The four endpoints that the client library talks to, as docs/backend.md states them.
+/// The four endpoints that the client library uses; docs/backend.md specifies them.
 class Endpoints {
  public:
-  /// `keys`: the API keys that are taken; none given takes every key that begins with "cv_".
+  /// `keys`: the accepted API keys. Without any, every key that begins with "cv_" is accepted.
   Endpoints(Store& store, std::vector<std::string> keys) : store_(store), keys_(std::move(keys)) {}
 
   struct Answer {
     Response response;
-    std::string note;  // what was done, for the records
+    std::string note;  // what was done, in words, for the records
   };
 
-  /// Takes in a request of any path. A request that is refused changes nothing.
+  /// Answers and records a request of any path. A refused request changes nothing.
   Answer answer(const Request& request, double now);
 
  private:

@@ -15,7 +15,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t maxFaults = 1000;
-constexpr std::size_t maxBytes = 1024 * 1024;  // of all that wait, as they were sent
+constexpr std::size_t maxBytes = 1024 * 1024;  // of all waiting faults, as JSON
 constexpr long maxTimes = 1'000'000;
 constexpr long maxDelay = 10 * 60 * 1000;
 constexpr long maxByteDelay = 60 * 1000;
@@ -47,13 +47,13 @@ HeaderList readHeaders(const json& object) {
   if (!object.contains("headers")) return headers;
   for (const auto& [name, value] : object["headers"].items()) {
     if (!isHeaderName(name) || !value.is_string() || !isHeaderValue(value.get<std::string>()))
-      throw Refusal(400, "headers: expected names and strings that HTTP allows");
+      throw Refusal(400, "headers: expected valid HTTP names and values");
     headers.emplace_back(name, value.get<std::string>());
   }
   return headers;
 }
 
-// Text goes out as it stands, so that also an answer that is no JSON can be rehearsed.
+// A string is sent unchanged, so that a response which is not JSON can be scripted.
 std::optional<std::string> readBody(const json& object) {
   const auto member = object.find("body");
   if (member == object.end()) return std::nullopt;
@@ -63,8 +63,9 @@ std::optional<std::string> readBody(const json& object) {
 void requirePath(const std::string& path) {
   if (path == "*") return;
   if (!path.starts_with('/') || path == "/" || path.starts_with("/sandbox"))
-    throw Refusal(400, "path: expected \"*\" or a path that is not the sandbox's own");
-  if (path.find_first_of("?#") != std::string::npos) throw Refusal(400, "path: expected one without a query");
+    throw Refusal(400, "path: expected \"*\" or a path other than / and /sandbox");
+  if (path.find_first_of("?#") != std::string::npos)
+    throw Refusal(400, "path: expected a path without a query");
 }
 
 json readFaultMembers(const json& value) {
@@ -106,14 +107,14 @@ Fault readFault(const json& value) {
     fault.processed = reset == "after";
   }
   if (object.value("silence", false)) {
-    if (object.contains("reset")) throw Refusal(400, "silence: not together with reset");
+    if (object.contains("reset")) throw Refusal(400, "silence: cannot be combined with reset");
     fault.delivery.ending = Delivery::Ending::silence;
     fault.processed = false;
   }
   return fault;
 }
 
-bool meets(const Fault& fault, const std::string& path) {
+bool applies(const Fault& fault, const std::string& path) {
   return fault.path == path || (fault.path == "*" && path.starts_with("/v1/"));
 }
 
@@ -131,13 +132,13 @@ void FaultScript::add(const json& script) {
     for (const Scripted& next : *list) bytes += next.source.size();
   }
   if (faults_.size() + added.size() > maxFaults || bytes > maxBytes)
-    throw Refusal(409, "too many faults are waiting; \"times\" repeats one");
+    throw Refusal(409, "too many faults; use \"times\" to repeat one");
   faults_.splice(faults_.end(), added);
 }
 
 std::optional<Fault> FaultScript::take(const std::string& path) {
   const auto found = std::find_if(faults_.begin(), faults_.end(),
-                                  [&path](const Scripted& next) { return meets(next.fault, path); });
+                                  [&path](const Scripted& next) { return applies(next.fault, path); });
   if (found == faults_.end()) return std::nullopt;
   const Fault fault = found->fault;
   if (--found->fault.times == 0) faults_.erase(found);

@@ -9,32 +9,31 @@
 
 namespace corvane::sandbox {
 
-/// What goes wrong with the next requests of a path. docs/backend.md describes the JSON form.
+/// A failure of the next requests to a path. docs/backend.md describes its JSON form.
 struct Fault {
   std::string path;  // or "*": every path below /v1/
-  long times = 1;    // how many requests it still meets
+  long times = 1;    // how many more requests it applies to
   std::optional<unsigned> status = {};
   std::optional<std::string> body = {};
   HeaderList headers = {};
   Delivery delivery = {};
-  bool processed = true;  // whether the request is taken in all the same
+  bool processed = true;  // whether the endpoint still handles the request
 };
 
-/// The faults that are still to come, met in the order in which they were scripted. Their number and size are
+/// The faults of the coming requests, in the order in which they were added. Their number and size are
 /// bounded.
 class FaultScript {
  public:
-  /// Adds one fault, or each of an array. Refuses (see RequestReading.h) without adding any when one is
-  /// wrong.
+  /// Adds one fault or an array of them. Throws `Refusal` and adds none when one is invalid.
   void add(const nlohmann::json& script);
   void clear() { faults_.clear(); }
 
-  /// Takes the fault that the next request of that path meets, if any.
+  /// The fault for a request to that path, if there is one. Counts it as used.
   std::optional<Fault> take(const std::string& path);
 
-  /// What is left, in the form that `add` takes.
+  /// The remaining faults, in the form that `add` reads.
   nlohmann::json left() const;
-  /// How many requests still meet one.
+  /// How many more requests will fail.
   long remaining() const;
 
  private:

@@ -12,7 +12,7 @@ using nlohmann::json;
 
 constexpr std::int64_t shownRows = 100;
 
-// JSON as `asText` writes it holds no line break, which would end the event.
+// The output of `asText` contains no line break, which would end the event.
 std::string asEvent(const json& message) {
   return "data: " + asText(message) + "\n\n";
 }

@@ -9,8 +9,7 @@
 
 namespace corvane::sandbox {
 
-/// What the live page is told, as server-sent events: first everything that is known, then each thing as it
-/// happens.
+/// The live page's server-sent events: first all present records, then each change.
 class Feed {
  public:
   using Publish = std::function<void(const std::string& event)>;
@@ -21,7 +20,7 @@ class Feed {
   /// The stream's first event.
   std::string beginning(const std::string& origin);
 
-  /// Tells every reader. `kind`: "link", "click", "arrival", "faults" or "cleared".
+  /// Publishes an event. `kind`: "link", "click", "arrival", "faults" or "cleared".
   void announce(const std::string& kind, const nlohmann::json& row);
 
  private:

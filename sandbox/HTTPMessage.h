@@ -10,14 +10,14 @@ namespace corvane::sandbox {
 
 using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
-/// One request as it came, with nothing decoded.
+/// One request. Nothing is decoded.
 struct Request {
   std::string method;
   std::string path;    // the target up to the first '?'
-  std::string query;   // what follows it
+  std::string query;   // what follows the '?'
   std::string origin;  // "http://" or "https://", then the Host header (the server's own address without one)
   std::string host;    // the Host header, empty without one
-  HeaderList headers;  // names in lower case, in the order that they came in
+  HeaderList headers;  // names in lower case, in the request's order
   std::string body;
 
   /// The value of the first header with that lower-case name, or null.
@@ -29,10 +29,11 @@ struct Request {
   }
 };
 
-/// How an answer leaves the server; anything but the defaults rehearses a bad network.
+/// How a response is sent. Anything but the defaults simulates a failing network.
 struct Delivery {
   enum class Ending { answer, reset, silence };
-  Ending ending = Ending::answer;  // reset: the connection is torn down; silence: it stays open, unanswered
+  Ending ending =
+      Ending::answer;  // reset: the connection is reset; silence: it stays open without a response
   std::chrono::milliseconds delay{0};      // before anything is sent, or before the reset
   std::chrono::milliseconds byteDelay{0};  // after each byte
 };
@@ -42,7 +43,7 @@ struct Response {
   HeaderList headers = {};
   std::string body = {};
   Delivery delivery = {};
-  bool eventStream = false;  // the body begins a stream that HTTPServer::publish goes on with
+  bool eventStream = false;  // the body begins a stream, which HTTPServer::publish continues
 };
 
 }  // namespace corvane::sandbox

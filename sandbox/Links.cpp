@@ -21,7 +21,7 @@ bool isSlug(const std::string& slug) {
   return allowed && !slug.empty() && slug.size() <= 64 && slug != "." && slug != "..";
 }
 
-// The first segments of paths that mean something else here.
+// The first segments of paths with another meaning.
 bool isReserved(const std::string& slug) {
   return slug == "v1" || slug == "l" || slug == "sandbox" || slug == "favicon.ico" || slug == "robots.txt";
 }

@@ -5,13 +5,13 @@
 
 namespace corvane::sandbox {
 
-/// The link's members to be kept; refuses (see RequestReading.h) what no link can be.
+/// The link in the form in which it is stored. Throws `Refusal` when it is invalid.
 nlohmann::json readLink(const nlohmann::json& object);
 
-/// A kept link as the endpoints answer it. Its `url` is this backend's own unless it was given one.
+/// A stored link as the endpoints return it. Without a `url` of its own, it gets this backend's.
 nlohmann::json linkAnswer(nlohmann::json link, const std::string& origin);
 
-/// What a visitor's pasteboard gets from the landing page.
+/// The text that the landing page puts on the visitor's clipboard.
 std::string clickText(const nlohmann::json& link, const std::string& origin, const std::string& token);
 
 /// 32 random lower-case hexadecimal digits.

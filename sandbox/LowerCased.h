@@ -5,7 +5,7 @@
 
 namespace corvane::sandbox {
 
-/// With the letters A to Z in lower case, whatever the locale: HTTP's names are compared so.
+/// The text with A to Z in lower case, in any locale: HTTP compares names this way.
 inline std::string lowerCased(std::string_view text) {
   std::string result(text);
   for (char& c : result) {

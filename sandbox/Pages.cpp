@@ -23,8 +23,8 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
-/// The template with each {{name}} replaced by its value, which is HTML already. A value is not looked at
-/// again.
+/// The template with each {{name}} replaced by its value, which is HTML. Placeholders in values are not
+/// replaced.
 std::string filled(std::string_view page, const std::map<std::string, std::string, std::less<>>& values) {
   std::string result;
   for (std::size_t position = 0; position < page.size();) {
@@ -50,8 +50,8 @@ Response page(std::string body) {
           .body = std::move(body)};
 }
 
-/// A way on from the landing page. Only web addresses become links: any text may stand in a campaign's
-/// members.
+/// A link from the landing page. Only http and https URLs become links, because a campaign may contain any
+/// text.
 std::string destination(const json& link, const char* name, const char* caption) {
   const std::string url = link.value(name, "");
   if (!url.starts_with("https://") && !url.starts_with("http://")) return "";
@@ -72,7 +72,7 @@ Response landingPage(const json& link, const std::string& text) {
                       {"text", escaped(text)},
                       {"destinations", destination(link, "iosUrl", "Get it for iOS") +
                                            destination(link, "androidUrl", "Get it for Android") +
-                                           destination(link, "fallbackUrl", "Go on in the browser")}}));
+                                           destination(link, "fallbackUrl", "Continue in the browser")}}));
 }
 
 Response pageAsset(const Request& request) {
@@ -85,7 +85,7 @@ Response pageAsset(const Request& request) {
       {"/sandbox/live.js", {pageFiles::live_js, "text/javascript; charset=utf-8"}},
       {"/sandbox/landing.js", {pageFiles::landing_js, "text/javascript; charset=utf-8"}}};
   const auto asset = assets.find(request.path);
-  if (asset == assets.end()) throw Refusal(404, "there is nothing at " + request.path);
+  if (asset == assets.end()) throw Refusal(404, "not found: " + request.path);
   if (request.method != "GET") throw Refusal(405, request.path + " takes GET only", {{"Allow", "GET"}});
   return {.headers = {{"Content-Type", asset->second.type},
                       {"Cache-Control", "no-store"},

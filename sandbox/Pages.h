@@ -10,10 +10,10 @@ namespace corvane::sandbox {
 /// The live page.
 Response livePage();
 
-/// What a visitor sees who follows a campaign link: a button that puts `text` on the clipboard.
+/// The page of a campaign link. Its button copies `text` to the clipboard.
 Response landingPage(const nlohmann::json& link, const std::string& text);
 
-/// The style sheets and scripts of both. Throws `Refusal` for any other path.
+/// The style sheet and the scripts of both pages. Throws `Refusal` for any other path.
 Response pageAsset(const Request& request);
 
 }  // namespace corvane::sandbox

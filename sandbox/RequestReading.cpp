@@ -84,14 +84,14 @@ std::string firstPathSegment(const std::string& url) {
   return segments.empty() ? "" : *segments.begin();
 }
 
-Response jsonAnswer(const json& value, unsigned status) {
+Response jsonResponse(const json& value, unsigned status) {
   return {.status = status,
           .headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
           .body = asText(value)};
 }
 
-Response errorAnswer(unsigned status, const std::string& reason, HeaderList headers) {
-  Response answer = jsonAnswer({{"error", reason}}, status);
+Response errorResponse(unsigned status, const std::string& reason, HeaderList headers) {
+  Response answer = jsonResponse({{"error", reason}}, status);
   answer.headers.insert(answer.headers.end(), headers.begin(), headers.end());
   return answer;
 }

@@ -10,7 +10,7 @@
 
 namespace corvane::sandbox {
 
-/// A request that is refused, with the status and the reason of the answer.
+/// Refuses a request: the status and the reason of the response.
 class Refusal : public std::runtime_error {
  public:
   Refusal(unsigned status, const std::string& reason, HeaderList headers = {})
@@ -24,9 +24,10 @@ class Refusal : public std::runtime_error {
   HeaderList headers_;
 };
 
-// All of these refuse with 400 and a reason that names the member at fault, unless another status is stated.
+// These throw a `Refusal` with status 400, unless another is stated, and a reason that names the invalid
+// member.
 
-/// The body as JSON of any kind, within a limit of nesting. 415 without "Content-Type: application/json".
+/// The body as JSON of limited depth. Status 415 without "Content-Type: application/json".
 nlohmann::json readJSON(const Request& request);
 /// The body as a JSON object.
 nlohmann::json readObject(const Request& request);
@@ -51,18 +52,17 @@ inline Member required(const char* name, const MemberType& type = aString) {
 
 enum class OtherMembers { ignored, refused };
 
-/// The object `value` with those members only. Refuses it when a member has another type, or a required one
-/// is missing.
+/// Checks the object `value` against the members and returns those that are present.
 nlohmann::json readMembers(const nlohmann::json& value, std::initializer_list<Member> members,
                            OtherMembers others);
 
-/// The percent-decoded value of a query's first item of that name.
+/// The percent-decoded value of the first query item with that name.
 std::optional<std::string> queryItem(const std::string& query, const std::string& name);
 
-/// The first segment of a URL's path, percent-decoded, empty when it has none.
+/// The first segment of the URL's path, percent-decoded, or empty.
 std::string firstPathSegment(const std::string& url);
 
-Response jsonAnswer(const nlohmann::json& value, unsigned status = 200);
-Response errorAnswer(unsigned status, const std::string& reason, HeaderList headers = {});
+Response jsonResponse(const nlohmann::json& value, unsigned status = 200);
+Response errorResponse(unsigned status, const std::string& reason, HeaderList headers = {});
 
 }  // namespace corvane::sandbox

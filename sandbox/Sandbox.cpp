@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 
 #include "HostCheck.h"
-#include "JSONText.h"
 #include "Links.h"
 #include "Pages.h"
 #include "RequestReading.h"
@@ -15,33 +14,31 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t maxRecordedBody = 4096;
-constexpr std::size_t maxRecordedKey = 256;  // longer than any that an endpoint takes
+constexpr std::size_t maxRecordedKey = 256;  // longer than any that an endpoint accepts
 
 double secondsSince1970() {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
-/// The slug of "/l/<slug>" or "/<slug>". The second form is what the client library reads a link's slug from.
+/// The slug of "/l/<slug>" or "/<slug>". The client library reads a link's slug from the second form.
 std::string slugOf(const std::string& path) {
   return path.substr(path.starts_with("/l/") ? 3 : 1);
 }
 
-Arrival arrivalOf(const Request& request) {
+json arrivalOf(const Request& request, double now) {
   json headers = json::object();
   for (const auto& [name, value] : request.headers) {
-    if (headers.contains(name)) {
-      headers[name] = headers[name].get<std::string>() + ", " + value;
-    } else {
-      headers[name] = value;
-    }
+    const bool isRepeated = headers.contains(name);
+    headers[name] = isRepeated ? headers[name].get<std::string>() + ", " + value : value;
   }
   const std::string* key = request.header("idempotency-key");
-  return {.method = request.method,
-          .path = request.path,
-          .query = request.query,
-          .headers = asText(headers),
-          .body = request.body.substr(0, maxRecordedBody),
-          .key = key ? key->substr(0, maxRecordedKey) : ""};
+  return {{"at", now},
+          {"method", request.method},
+          {"path", request.path},
+          {"query", request.query},
+          {"headers", headers},
+          {"body", request.body.substr(0, maxRecordedBody)},
+          {"key", key ? key->substr(0, maxRecordedKey) : ""}};
 }
 
 Endpoints::Answer scripted(const Fault& fault) {
@@ -50,11 +47,11 @@ Endpoints::Answer scripted(const Fault& fault) {
   return {response, "scripted"};
 }
 
-/// The answer with what the fault makes of it; its note tells of the fault.
-void spoil(Endpoints::Answer& answer, const Fault& fault) {
+/// Changes the answer as the fault says, and adds that to its note.
+void apply(const Fault& fault, Endpoints::Answer& answer) {
   answer.response.headers.insert(answer.response.headers.end(), fault.headers.begin(), fault.headers.end());
   answer.response.delivery = fault.delivery;
-  if (fault.delivery.ending == Delivery::Ending::silence) answer.note += "; never answered";
+  if (fault.delivery.ending == Delivery::Ending::silence) answer.note += "; no response";
   if (fault.delivery.ending == Delivery::Ending::reset) answer.note += "; connection reset";
   if (fault.delivery.delay.count() > 0)
     answer.note += "; delayed by " + std::to_string(fault.delivery.delay.count()) + " ms";
@@ -75,16 +72,16 @@ Response Sandbox::handle(const Request& request) {
   try {
     return route(request);
   } catch (const Refusal& refusal) {
-    return errorAnswer(refusal.status(), refusal.what(), refusal.headers());
+    return errorResponse(refusal.status(), refusal.what(), refusal.headers());
   } catch (const std::exception& error) {
-    return errorAnswer(500, error.what());
+    return errorResponse(500, error.what());
   }
 }
 
 Response Sandbox::route(const Request& request) {
   const double now = secondsSince1970();
   if (!isTrustedHost(request.host, allowedHosts_))
-    throw Refusal(421, "Host: not a name of this machine (start with --allow-host to allow it)");
+    throw Refusal(421, "Host: not a name of this machine; --allow-host allows it");
   if (request.path.starts_with("/sandbox/")) return control_.answer(request, now);
   if (request.path == "/") {
     if (request.method != "GET") throw Refusal(405, "/ takes GET only", {{"Allow", "GET"}});
@@ -94,36 +91,29 @@ Response Sandbox::route(const Request& request) {
   if (!fault && request.method == "GET") {
     if (const auto link = store_.link(slugOf(request.path))) return landing(request, *link, now);
   }
-  if (!fault && !request.path.starts_with("/v1/")) throw Refusal(404, "there is nothing at " + request.path);
+  if (!fault && !request.path.starts_with("/v1/")) throw Refusal(404, "not found: " + request.path);
   return backend(request, fault, now);
 }
 
-// Each visit is a click of its own, remembered when the page is served: a visitor who never presses the
-// button, or whose browser has no clipboard, can still be matched as the most recent click.
+// A visit is recorded as a click when the page is served: a visitor who never presses the button, or whose
+// browser has no clipboard, can still be matched as the most recent click.
 Response Sandbox::landing(const Request& request, const json& link, double now) {
   const Click click = makeClick(store_, feed_, link.at("slug"), now);
   return landingPage(link, clickText(link, request.origin, click.token));
 }
 
 Response Sandbox::backend(const Request& request, const std::optional<Fault>& fault, double now) {
-  Arrival arrival = arrivalOf(request);
   Transaction transaction(store_.database());
   Endpoints::Answer answer = fault && !fault->processed ? scripted(*fault) : endpoints_.answer(request, now);
-  if (fault) spoil(answer, *fault);
-  const bool answered = answer.response.delivery.ending == Delivery::Ending::answer;
-  arrival.status = answered ? answer.response.status : 0;
-  arrival.note = answer.note;
-  const std::int64_t number = store_.addArrival(arrival, now);
+  if (fault) apply(*fault, answer);
+  const bool isAnswered = answer.response.delivery.ending == Delivery::Ending::answer;
+  json arrival = arrivalOf(request, now);
+  arrival["status"] = isAnswered ? answer.response.status : 0;
+  arrival["note"] = answer.note;
+  arrival["number"] = store_.addArrival(arrival);
   transaction.commit();
-  feed_.announce("arrival", {{"number", number},
-                             {"at", now},
-                             {"method", arrival.method},
-                             {"path", arrival.path},
-                             {"query", arrival.query},
-                             {"body", arrival.body},
-                             {"key", arrival.key},
-                             {"status", arrival.status},
-                             {"note", arrival.note}});
+  arrival.erase("headers");
+  feed_.announce("arrival", arrival);
   return answer.response;
 }
 

@@ -12,7 +12,8 @@
 
 namespace corvane::sandbox {
 
-/// The backend behind the HTTP server: which part answers a request, faults first. It is used by one thread.
+/// The backend behind the HTTP server: passes each request to a fault, a page or an endpoint. Used by one
+/// thread at a time.
 class Sandbox {
  public:
   struct Options {
@@ -23,7 +24,7 @@ class Sandbox {
 
   Sandbox(const Options& options, Feed::Publish publish);
 
-  /// Answers every request, also one that goes wrong in here.
+  /// Answers every request; an internal failure gives status 500.
   Response handle(const Request& request);
 
  private:

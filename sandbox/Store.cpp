@@ -18,7 +18,7 @@ constexpr std::int64_t maxKeys = 10'000;
 
 constexpr const char* recordKinds[] = {"installs", "uncountedInstalls", "opens", "events", "resolves"};
 
-// Marks a file as this program's ("cvsb"), so that no other database is written to.
+// Marks a file as this program's ("cvsb"), so that it never writes to another program's database.
 constexpr std::int64_t applicationID = 0x63767362;
 
 constexpr auto schema = R"sql(
@@ -36,7 +36,7 @@ constexpr auto schema = R"sql(
                                        query TEXT, headers TEXT, body TEXT, key TEXT, status INTEGER, note TEXT);
 )sql";
 
-/// The first value of the first row; null without one.
+/// The first value of the first row, or null.
 json valueIn(const json& rows) {
   return rows.empty() ? json() : *rows[0].begin();
 }
@@ -45,7 +45,7 @@ void requireOwnFile(Database& database) {
   const json found = valueIn(database.run("PRAGMA application_id"));
   if (found == applicationID) return;
   if (found != 0 || valueIn(database.run("SELECT count(*) FROM sqlite_master")) != 0)
-    throw std::runtime_error("the data file is a database of another program");
+    throw std::runtime_error("the data file belongs to another program");
   database.runAll("PRAGMA application_id = " + std::to_string(applicationID));
 }
 
@@ -67,12 +67,12 @@ json nullIfEmpty(const std::string& text) {
   return text.empty() ? json() : json(text);
 }
 
-/// Turns that member of each row from text into JSON.
+/// Parses that member of each row, which is JSON text or null.
 void parseMember(json& rows, const char* name) {
   for (json& row : rows) row[name] = row[name].is_null() ? json() : json::parse(row[name].get<std::string>());
 }
 
-/// Replaces each row by its document, which keeps the row's other columns.
+/// Replaces each row by its document with the row's other columns added.
 void mergeDocuments(json& rows) {
   for (json& row : rows) {
     json document = json::parse(row["document"].get<std::string>());
@@ -159,21 +159,22 @@ bool Store::isAttributedDevice(const std::string& device) {
               .empty();
 }
 
-std::int64_t Store::addArrival(const Arrival& arrival, double now) {
+std::int64_t Store::addArrival(const json& arrival) {
   database_.run(
       "INSERT INTO arrivals (at, method, path, query, headers, body, key, status, note)"
       " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
-      {now, arrival.method, arrival.path, arrival.query, arrival.headers, arrival.body, arrival.key,
-       arrival.status, arrival.note});
+      {arrival.at("at"), arrival.at("method"), arrival.at("path"), arrival.at("query"),
+       asText(arrival.at("headers")), arrival.at("body"), arrival.at("key"), arrival.at("status"),
+       arrival.at("note")});
   const std::int64_t number = database_.lastRow();
   database_.run(
       "DELETE FROM arrivals WHERE id <= (SELECT id FROM arrivals ORDER BY id DESC LIMIT 1 OFFSET ?)",
       {maxArrivals});
-  if (arrival.key.empty()) return number;
+  if (arrival.at("key") == "") return number;
   database_.run(
       "INSERT INTO keys (path, key, arrivals) VALUES (?, ?, 1)"
       " ON CONFLICT (path, key) DO UPDATE SET arrivals = arrivals + 1",
-      {arrival.path, arrival.key});
+      {arrival.at("path"), arrival.at("key")});
   database_.run(
       "DELETE FROM keys WHERE number <= (SELECT number FROM keys ORDER BY number DESC LIMIT 1 OFFSET ?)",
       {maxKeys});

@@ -10,30 +10,18 @@
 
 namespace corvane::sandbox {
 
-/// A visitor's press on a landing page, or the visit itself.
+/// A visit of a campaign's landing page.
 struct Click {
   std::int64_t id = 0;
   std::string token;  // 32 lower-case hexadecimal digits
   std::string slug;
   double at = 0;
-  std::string owner = {};  // the device that it is matched with, empty while it is free
+  std::string owner = {};  // the device that it is matched with, or empty while it is free
   std::string match = {};  // how: "deterministic" or "probabilistic"
 };
 
-/// One request that reached the backend, whatever came of it.
-struct Arrival {
-  std::string method;
-  std::string path;
-  std::string query;
-  std::string headers;  // a JSON object as text
-  std::string body;
-  std::string key;        // its Idempotency-Key, empty without one
-  unsigned status = 0;    // of the answer; 0 when none was given
-  std::string note = {};  // what came of it, in words
-};
-
-/// What is recorded: campaign links, clicks, what the endpoints took in, and the answers kept for replays.
-/// Each list is bounded: the oldest rows go when it is full. Times are seconds since 1970.
+/// The records: campaign links, clicks, requests, and the answers kept for repeated requests. Each list is
+/// bounded; when it is full, the oldest rows are deleted. Times are seconds since 1970.
 class Store {
  public:
   /// Opens or creates the file; ":memory:" keeps everything in memory. Throws when the file cannot be used.
@@ -48,31 +36,32 @@ class Store {
   nlohmann::json links(std::int64_t limit);
 
   Click addClick(const std::string& slug, const std::string& token, double at);
-  /// The click of that token, unless another owner has it.
+  /// The click with that token, unless it is matched with another owner.
   std::optional<Click> clickByToken(const std::string& token, const std::string& owner);
-  /// The click that became the owner's match.
+  /// The click that the owner is matched with.
   std::optional<Click> clickOfOwner(const std::string& owner);
   std::optional<Click> latestFreeClick(double since);
   void giveClick(std::int64_t click, const std::string& owner, const std::string& match);
 
-  /// Adds a row of the kind ("installs", "opens", …) and gives its number.
+  /// Adds a record of that kind ("installs", "opens", …) and returns its number.
   std::int64_t addRecord(const std::string& kind, const std::string& key, const std::string& device,
                          const nlohmann::json& document, double now);
   /// Whether that device's recorded install was attributed.
   bool isAttributedDevice(const std::string& device);
 
-  /// Gives the arrival's number.
-  std::int64_t addArrival(const Arrival& arrival, double now);
+  /// Adds a request that reached the backend, and returns its number. The object has the members of the row
+  /// and, as `key`, the idempotency key or an empty string.
+  std::int64_t addArrival(const nlohmann::json& arrival);
 
-  /// The answer that was given under that idempotency key, to be given again.
+  /// The answer to an earlier request with that idempotency key.
   std::optional<std::string> keptAnswer(const std::string& path, const std::string& key);
   void keepAnswer(const std::string& path, const std::string& key, const std::string& body);
 
-  /// How many links, clicks, installs, … are recorded at this moment.
+  /// The number of links, clicks, installs, …
   nlohmann::json counts();
   /// Everything, the newest `limit` rows of each list, oldest first.
   nlohmann::json records(std::int64_t limit);
-  /// Forgets everything but the links.
+  /// Deletes everything but the links.
   void clearRecords();
 
  private:

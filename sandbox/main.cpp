@@ -22,17 +22,17 @@ using namespace corvane::sandbox;
 constexpr const char* usage =
     R"(corvane-sandbox: a local backend to develop and test against.
 
-  --port N                 listen on this port (default 8717; 0 takes a free one)
+  --port N                 listen on this port (default 8717; 0 selects a free port)
   --bind ADDRESS           listen on this IP address (default 127.0.0.1)
-  --key KEY                take this API key, which begins with cv_ (repeatable; default: any such key)
-  --data FILE              keep links and records in this SQLite file (default: in memory)
-  --tls                    HTTPS, with a certificate made at each start
+  --key KEY                accept this API key, which begins with cv_ (repeatable; default: any such key)
+  --data FILE              store links and records in this SQLite file (default: in memory)
+  --tls                    serve HTTPS, with a new certificate at each start
   --certificate-file FILE  write that certificate to this file
-  --allow-host NAME        answer requests for this host name too (repeatable)
-  --exit-on-eof            end when standard input does
-  --help                   this text
+  --allow-host NAME        also accept requests for this host name (repeatable)
+  --exit-on-eof            exit at the end of standard input
+  --help                   print this text
 
-The first line of output is "corvane-sandbox listening on URL". Open that URL to watch what happens.
+The first line of output is "corvane-sandbox listening on URL". Open that URL to watch the requests.
 )";
 
 struct Options {
@@ -94,7 +94,7 @@ Options readOptions(int count, char** arguments) {
     if (result != 0) throw UsageError("");  // getopt_long has printed what is wrong
     knownOptions[index].apply(options, optarg);
   }
-  if (optind < count) throw UsageError(std::string("not an option: ") + arguments[optind]);
+  if (optind < count) throw UsageError(std::string("unknown argument: ") + arguments[optind]);
   if (!options.certificateFile.empty() && !options.tls) throw UsageError("--certificate-file needs --tls");
   return options;
 }
@@ -110,7 +110,7 @@ void printTrust(const Options& options, const std::string& certificate) {
   std::string file = options.certificateFile;
   if (file.empty()) {
     file = "corvane-sandbox.pem";
-    std::printf("This is its certificate; put it into a file to trust it, say %s:\n%s", file.c_str(),
+    std::printf("To trust its certificate, save it in a file, for example %s:\n%s", file.c_str(),
                 certificate.c_str());
   }
   std::printf("To trust it in one command: curl --cacert %s ...\n", file.c_str());
@@ -118,7 +118,8 @@ void printTrust(const Options& options, const std::string& certificate) {
       "To trust it on this machine (Debian): sudo cp %s /usr/local/share/ca-certificates/corvane-sandbox.crt "
       "&& sudo update-ca-certificates\n",
       file.c_str());
-  std::printf("It is made anew at each start. On a phone, install the file as a certificate authority.\n");
+  std::printf(
+      "Each start makes a new certificate. On a phone, install the file as a certificate authority.\n");
 }
 
 void serve(Options options) {
@@ -128,7 +129,7 @@ void serve(Options options) {
     options.server.tls = certificate.context;
     if (!options.certificateFile.empty()) writeFile(options.certificateFile, certificate.pem);
   }
-  std::unique_ptr<HTTPServer> server;  // the sandbox publishes through it, and it asks the sandbox
+  std::unique_ptr<HTTPServer> server;  // needs the sandbox, which publishes through it
   Sandbox sandbox(options.sandbox, [&server](const std::string& event) { server->publish(event); });
   server = std::make_unique<HTTPServer>(
       options.server, [&sandbox](const Request& request) { return sandbox.handle(request); });
@@ -136,7 +137,7 @@ void serve(Options options) {
   if (options.tls) printTrust(options, certificate.pem);
   std::fflush(stdout);
   server->run();
-  server.reset();  // before the sandbox, which its threads use
+  server.reset();  // its threads use the sandbox
 }
 
 }  // namespace

@@ -4,14 +4,14 @@ const button = document.getElementById('copy');
 const status = document.getElementById('status');
 const field = document.getElementById('text');
 
-// A page that came by plain HTTP from another machine has no secure context, and so no navigator.clipboard.
+// A page over plain HTTP from another machine is not a secure context and has no navigator.clipboard.
 async function copied(text) {
   if (window.isSecureContext && navigator.clipboard) {
     try {
       await navigator.clipboard.writeText(text);
       return true;
     } catch {
-      // refused: the older way may still be allowed
+      // refused: try the older API
     }
   }
   field.hidden = false;

@@ -3,12 +3,12 @@
 const shownRows = 200;
 const counters = [
   ['links', 'links'], ['clicks', 'clicks'], ['installs', 'installs'], ['uncountedInstalls', 'uncounted'],
-  ['opens', 'opens'], ['resolves', 'look-ups'], ['events', 'events'], ['faults', 'faults left'],
+  ['opens', 'opens'], ['resolves', 'resolves'], ['events', 'events'], ['faults', 'faults'],
 ];
 const links = new Map();
 const byId = (id) => document.getElementById(id);
 
-// Text from outside only ever becomes text: nothing here sets innerHTML.
+// Values are inserted as text, never through innerHTML.
 function element(name, className, ...children) {
   const made = document.createElement(name);
   if (className) made.className = className;
@@ -41,7 +41,7 @@ const kinds = {
   '/v1/events': ['event', (m) => [m.name, m.value, m.currency].filter((part) => part !== undefined).join(' ')],
 };
 
-// The texts and numbers of a body, which may hold anything: an object in their place need not even turn into a string.
+// The strings and numbers of a body. Other values are skipped: not every object can be converted to a string.
 function messageOf(arrival) {
   try {
     const members = Object.entries(JSON.parse(arrival.body) ?? {});
@@ -53,14 +53,14 @@ function messageOf(arrival) {
 
 function arrivalRow(arrival) {
   const [kind, describe] = kinds[arrival.path] ?? ['request', () => ''];
-  const isLookUp = arrival.path === '/v1/links/resolve';
+  const isResolve = arrival.path === '/v1/links/resolve';
   const target = arrival.path + (arrival.query ? `?${arrival.query}` : '');
-  const what = describe(messageOf(arrival)) || (isLookUp && new URLSearchParams(arrival.query).get('slug')) || target;
+  const what = describe(messageOf(arrival)) || (isResolve && new URLSearchParams(arrival.query).get('slug')) || target;
   const bad = arrival.status === 0 || arrival.status >= 400;
-  const status = arrival.status || 'no answer';
+  const status = arrival.status || 'no response';
   const raw = `${arrival.method} ${target}\n${arrival.key ? `Idempotency-Key: ${arrival.key}\n` : ''}` +
               arrival.body;
-  const badge = isLookUp ? 'look-up' : kind;
+  const badge = isResolve ? 'resolve' : kind;
   return row(bad ? 'fault' : kind, badge, what, arrival.at, `${status} · ${arrival.note}`, bad, raw.trim());
 }
 
@@ -102,7 +102,7 @@ function begin(message) {
   for (const [, item] of rows) addRow(item);
 }
 
-const happenings = {
+const handlers = {
   beginning: begin,
   link: ({ row: link }) => { links.delete(link.slug); links.set(link.slug, link); showLinks(); },
   click: ({ row: click }) => addRow(clickRow(click)),
@@ -118,17 +118,17 @@ function listen() {
   stream.onerror = () => {
     connection.className = '';
     connection.textContent = 'reconnecting…';
-    // An answer that is no stream ends it for good; a lost connection does not.
+    // The browser reconnects by itself, but not after a response that is not a stream.
     if (stream.readyState === EventSource.CLOSED) setTimeout(listen, 1000);
   };
   stream.onmessage = (event) => {
     const message = JSON.parse(event.data);
-    happenings[message.kind](message);
+    handlers[message.kind](message);
     showCounts(message.counts);
   };
 }
 
-// The JSON that was typed goes out as it was typed: reading it into numbers here would round large ones.
+// JSON is sent as it was typed: parsing it into numbers would round large ones.
 function linkBody(form) {
   const members = [];
   for (const [name, value] of new FormData(form)) {

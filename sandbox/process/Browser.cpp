@@ -15,7 +15,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr int patience = 60'000;  // milliseconds without a word from the browser
+constexpr int timeout = 60'000;  // milliseconds
 
 std::string quoted(const std::string& text) {
   return json(text).dump();
@@ -70,7 +70,7 @@ Browser::~Browser() {
 void Browser::end() {
   process_->kill(SIGTERM);
   process_->awaitEnd();
-  // The browser's own helpers may outlive it by a moment and still write there.
+  // The browser's child processes may run a little longer and still write there.
   std::error_code error;
   for (int tries = 0; tries == 0 || (error && tries < 100); ++tries)
     std::filesystem::remove_all(profile_, error);
@@ -121,7 +121,7 @@ void Browser::awaitTrue(const std::string& expression) {
 }
 
 void Browser::press(const std::string& selector) {
-  // A page that is still being put together may move the element between the look and the press.
+  // While the page is still loading, the element may move between finding its place and the press.
   for (int tries = 0; tries < 100; ++tries) {
     const json middle = evaluate("(() => { const element = document.querySelector(" + quoted(selector) +
                                  ");"
@@ -138,7 +138,7 @@ void Browser::press(const std::string& selector) {
     }
     if (evaluate("window.pressed")) return;
   }
-  throw std::runtime_error("browser: nothing to press at " + selector);
+  throw std::runtime_error("browser: cannot press " + selector);
 }
 
 Browser::Point Browser::placeOnDisplay(const std::string& selector) {
@@ -181,7 +181,7 @@ void Browser::send(const json& message) {
   const std::size_t size = text.size() + 1;  // the NUL ends a message
   for (std::size_t sent = 0; sent < size;) {
     const ssize_t count = ::send(pipe_.number(), text.c_str() + sent, size - sent, MSG_NOSIGNAL);
-    if (count <= 0) throw std::runtime_error("browser: it has gone");
+    if (count <= 0) throw std::runtime_error("browser: it has ended");
     sent += static_cast<std::size_t>(count);
   }
 }
@@ -195,8 +195,8 @@ json Browser::nextMessage() {
     }
     pollfd ready{pipe_.number(), POLLIN, 0};
     char buffer[65536];
-    const ssize_t count = poll(&ready, 1, patience) == 1 ? read(pipe_.number(), buffer, sizeof buffer) : 0;
-    if (count <= 0) throw std::runtime_error("browser: it did not answer");
+    const ssize_t count = poll(&ready, 1, timeout) == 1 ? read(pipe_.number(), buffer, sizeof buffer) : 0;
+    if (count <= 0) throw std::runtime_error("browser: no response");
     received_.append(buffer, static_cast<std::size_t>(count));
   }
 }

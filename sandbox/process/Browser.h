@@ -9,20 +9,20 @@
 
 namespace corvane::test {
 
-/// A Chromium with one page of a phone's size, steered through its DevTools pipe, to visit the sandbox's
-/// pages with. Everything throws `std::runtime_error` when the browser fails, or says nothing for a minute.
+/// A Chromium with one page of a phone's size, controlled through its DevTools pipe. Every operation throws
+/// `std::runtime_error` when the browser fails or does not respond for a minute.
 class Browser {
  public:
   enum class Screen {
-    none,     ///< It shows nothing, and has a clipboard of its own.
+    none,     ///< No window, and a clipboard of its own.
     display,  ///< A window at the display's upper left corner, and the display's clipboard.
   };
 
-  /// The browser's path, empty when this machine has none.
+  /// The browser's path, or empty when this machine has none.
   static std::string executable();
 
-  /// A new browser, which keeps its files in the folder `profile`, made for it and removed with it. The name
-  /// `phone.local` leads to this machine.
+  /// Starts a browser that keeps its files in the new folder `profile`, which is removed with this object. It
+  /// resolves `phone.local` to this machine.
   explicit Browser(std::filesystem::path profile, Screen screen = Screen::none);
   ~Browser();
   Browser(const Browser&) = delete;
@@ -31,16 +31,16 @@ class Browser {
   void allowClipboard(const std::string& origin);
   void open(const std::string& url);
 
-  /// The value of a JavaScript expression; a promise is waited for.
+  /// The value of a JavaScript expression. Waits for a promise.
   nlohmann::json evaluate(const std::string& expression);
-  /// Waits until the expression is true of the page.
+  /// Waits until the expression is true in the page.
   void awaitTrue(const std::string& expression);
-  /// Presses the middle of the first element that the selector finds, as a finger does.
+  /// Clicks in the middle of the first element that the selector finds.
   void press(const std::string& selector);
   struct Point {
     int x, y;
   };
-  /// Where the middle of the first element that the selector finds is on the display.
+  /// The middle of the first element that the selector finds, in the display's coordinates.
   Point placeOnDisplay(const std::string& selector);
   /// Types into the field that the selector finds.
   void type(const std::string& selector, const std::string& text);
@@ -49,7 +49,7 @@ class Browser {
   void start(Screen screen);
   void end();
   void beginTab(Screen screen);
-  /// Goes to the tab once there is one, and there to the browser when the command is the browser's.
+  /// Sends a DevTools command, to the tab once there is one, and returns its result.
   nlohmann::json command(const std::string& method, const nlohmann::json& parameters);
   void awaitEvent(const std::string& method);
   void send(const nlohmann::json& message);

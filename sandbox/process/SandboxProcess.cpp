@@ -53,18 +53,18 @@ struct ConditionWait {
   std::string failure;
   bool satisfied = false;
 
-  bool look() {
+  bool check() {
     records = sandbox.records();
     return satisfied = condition(records);
   }
 };
 
-// The stream tells that something happened; what happened is read from the records. Nothing may be thrown
-// through libcurl, which is C.
-size_t lookAgain(char*, size_t size, size_t count, void* target) {
+// The stream only tells that the records have changed; they are read again. No exception may pass through
+// libcurl, which is C.
+size_t checkAgain(char*, size_t size, size_t count, void* target) {
   auto& wait = *static_cast<ConditionWait*>(target);
   try {
-    return wait.look() ? 0 : size * count;
+    return wait.check() ? 0 : size * count;
   } catch (const std::exception& error) {
     wait.failure = error.what();
     return 0;
@@ -178,12 +178,12 @@ json SandboxProcess::awaitRecords(const std::function<bool(const json&)>& condit
   ConditionWait wait{*this, condition, {}, {}, false};
   const CurlHandle handle = makeHandle(baseURL_ + "/sandbox/stream", certificateFile_);
   curl_easy_setopt(handle.get(), CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
-  curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, &lookAgain);
+  curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, &checkAgain);
   curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &wait);
   const CURLcode code = curl_easy_perform(handle.get());
   if (wait.satisfied) return wait.records;
   if (!wait.failure.empty()) throw std::runtime_error(wait.failure);
-  throw std::runtime_error(std::string("sandbox: the records never came to what was awaited (") +
+  throw std::runtime_error(std::string("sandbox: the records did not satisfy the condition (") +
                            curl_easy_strerror(code) + "): " + wait.records.dump());
 }
 

@@ -39,7 +39,7 @@ class SandboxEndpoints : public testing::Test {
   SandboxProcess sandbox;
 };
 
-TEST_F(SandboxEndpoints, AnInstallWithATokenIsTheClickOfThatTokenAlsoWhenItIsOldAndOthersAreNewer) {
+TEST_F(SandboxEndpoints, AnInstallMatchesTheFreeClickOfItsTokenHoweverOld) {
   sandbox.link({{"slug", "old"}, {"deepLinkPath", "/old"}});
   sandbox.link({{"slug", "new"}, {"deepLinkPath", "/new"}});
   const std::string token = sandbox.click("old", 100'000).token;
@@ -48,9 +48,14 @@ TEST_F(SandboxEndpoints, AnInstallWithATokenIsTheClickOfThatTokenAlsoWhenItIsOld
   EXPECT_EQ(answer["attributed"], true);
   EXPECT_EQ(answer["deepLink"]["deepLinkPath"], "/old");
   EXPECT_EQ(sandbox.records()["installs"][0]["match"], "deterministic");
+  sandbox.reset();
+  EXPECT_EQ(installed("B", true, token)["attributed"], false) << "the click was deleted";
+  const std::string taken = sandbox.click("old").token;
+  EXPECT_EQ(installed("C", true, taken)["attributed"], true);
+  EXPECT_EQ(installed("D", true, taken)["attributed"], false) << "the click belongs to another device";
 }
 
-TEST_F(SandboxEndpoints, AnInstallWithoutATokenIsTheMostRecentFreeClickOfTheLastHourAndElseOrganic) {
+TEST_F(SandboxEndpoints, AnInstallWithoutATokenMatchesTheLatestFreeClickOfTheLastHour) {
   sandbox.link({{"slug", "one"}});
   sandbox.link({{"slug", "two"}});
   sandbox.click("two", 600);
@@ -63,15 +68,7 @@ TEST_F(SandboxEndpoints, AnInstallWithoutATokenIsTheMostRecentFreeClickOfTheLast
   EXPECT_FALSE(organic.contains("deepLink"));
 }
 
-TEST_F(SandboxEndpoints, AClickIsMatchedOnceAndATokenOfAnotherDeviceCountsForNothing) {
-  sandbox.link({{"slug", "summer"}});
-  const std::string token = sandbox.click("summer").token;
-  EXPECT_EQ(installed("A", true, token)["attributed"], true);
-  EXPECT_EQ(installed("B", true, token)["attributed"], false);
-  EXPECT_EQ(installed("C", true, std::string(32, 'f'))["attributed"], false);
-}
-
-TEST_F(SandboxEndpoints, TheSameKeyGetsTheSameAnswerAndIsRecordedOnceWhileEachArrivalIsCounted) {
+TEST_F(SandboxEndpoints, ARepeatedKeyGetsTheSameResponseAndIsRecordedOnce) {
   sandbox.link({{"slug", "summer"}, {"campaign", "Before"}});
   sandbox.click("summer");
   const json first = installed("A");
@@ -87,7 +84,7 @@ TEST_F(SandboxEndpoints, TheSameKeyGetsTheSameAnswerAndIsRecordedOnceWhileEachAr
   EXPECT_EQ(records["keys"][0]["arrivals"], 2);
 }
 
-TEST_F(SandboxEndpoints, AnInstallWithoutConsentIsAnsweredButNotCountedUntilTheFirstWithConsent) {
+TEST_F(SandboxEndpoints, AnInstallIsCountedFromItsFirstRequestWithConsent) {
   sandbox.link({{"slug", "summer"}, {"deepLinkPath", "/offers/7"}});
   sandbox.click("summer");
   const json asked = installed("A", false);
@@ -96,15 +93,15 @@ TEST_F(SandboxEndpoints, AnInstallWithoutConsentIsAnsweredButNotCountedUntilTheF
   EXPECT_EQ(sandbox.records()["installs"].size(), 0u);
   EXPECT_EQ(sandbox.records()["uncountedInstalls"].size(), 1u);
 
-  EXPECT_EQ(installed("B")["attributed"], false) << "the click is the first device's";
+  EXPECT_EQ(installed("B")["attributed"], false) << "the click belongs to the first device";
   const json counted = installed("A");
   EXPECT_EQ(counted["deepLink"], asked["deepLink"]);
   EXPECT_TRUE(counted.contains("id"));
-  EXPECT_EQ(installed("A", false), counted) << "replays begin with the counted one";
+  EXPECT_EQ(installed("A", false), counted) << "repeats get the counted response";
   EXPECT_EQ(sandbox.records()["installs"].size(), 2u);
 }
 
-TEST_F(SandboxEndpoints, AnOpenIsAttributedWhenItsSlugIsKnownAndAnswersTheWholeLink) {
+TEST_F(SandboxEndpoints, AnOpenReturnsTheWholeLinkOfItsSlug) {
   const json link = {
       {"slug", "summer"},
       {"deepLinkPath", "/offers/7"},
@@ -127,7 +124,7 @@ TEST_F(SandboxEndpoints, AnOpenIsAttributedWhenItsSlugIsKnownAndAnswersTheWholeL
   EXPECT_EQ(sandbox.records()["opens"].size(), 2u);
 }
 
-TEST_F(SandboxEndpoints, ALookUpTakesNoKeyAndCountsNothing) {
+TEST_F(SandboxEndpoints, AResolveNeedsNoKeyAndIsNotAnOpen) {
   const json link = sandbox.link({{"slug", "summer"}});
   EXPECT_EQ(sandbox.request("GET", "/v1/links/resolve?host=go.example&slug=summer").json(), link);
   EXPECT_EQ(sandbox.request("GET", "/v1/links/resolve?url=https%3A%2F%2Fgo.example%2Fsummer%2Fx").json(),
@@ -141,7 +138,7 @@ TEST_F(SandboxEndpoints, ALookUpTakesNoKeyAndCountsNothing) {
   EXPECT_EQ(sandbox.records()["opens"].size(), 0u);
 }
 
-TEST_F(SandboxEndpoints, AMissingOrForeignAPIKeyIsRefusedOnThePosts) {
+TEST_F(SandboxEndpoints, APostNeedsAnAcceptedAPIKey) {
   for (const char* path : {"/v1/events/install", "/v1/events/open", "/v1/events"}) {
     EXPECT_EQ(sandbox.post(path, event("A")).status, 401) << path;
     EXPECT_EQ(sandbox.post(path, event("A"), {"X-Api-Key: sk_live"}).status, 401) << path;
@@ -152,7 +149,7 @@ TEST_F(SandboxEndpoints, AMissingOrForeignAPIKeyIsRefusedOnThePosts) {
   EXPECT_EQ(strict.post("/v1/events", event("A"), {"X-Api-Key: cv_three"}).status, 401);
 }
 
-TEST_F(SandboxEndpoints, WhatIsMissingOrOfAnotherTypeIsRefusedWithItsName) {
+TEST_F(SandboxEndpoints, AnInvalidMemberIsRefusedByItsName) {
   const json missing = json::value_t::discarded;
   const std::tuple<const char*, json, const char*, json> table[] = {
       {"/v1/events/install", install("A"), "identifier", missing},
@@ -172,10 +169,10 @@ TEST_F(SandboxEndpoints, WhatIsMissingOrOfAnotherTypeIsRefusedWithItsName) {
   }
   EXPECT_EQ(post("/v1/events", json::array()).status, 400);
   EXPECT_EQ(sandbox.records()["installs"].size() + sandbox.records()["events"].size(), 0u);
-  EXPECT_EQ(post("/v1/events", event("A"), "K").status, 200) << "a refusal is not kept under its key";
+  EXPECT_EQ(post("/v1/events", event("A"), "K").status, 200) << "a refusal is not kept for its key";
 }
 
-TEST_F(SandboxEndpoints, AWrongMethodIsToldTheRightOneAndAWrongPathThatItIsNone) {
+TEST_F(SandboxEndpoints, AnUnknownMethodOrPathIsRefused) {
   const SandboxAnswer answer = sandbox.request("PUT", "/v1/events");
   EXPECT_EQ(answer.status, 405);
   EXPECT_EQ(answer.headers.at("allow"), "POST");

@@ -21,7 +21,7 @@ class SandboxFaults : public testing::Test {
   SandboxProcess sandbox;
 };
 
-TEST_F(SandboxFaults, ScriptedAnswersComeInOrderAndThenTheRealOne) {
+TEST_F(SandboxFaults, ScriptedResponsesComeInOrderBeforeTheRealOne) {
   sandbox.faults(
       {{{"path", "/v1/events"}, {"status", 503}, {"headers", {{"Retry-After", "2"}}}, {"times", 2}},
        {{"path", "/v1/events"}, {"body", "<html>"}},
@@ -43,7 +43,7 @@ TEST_F(SandboxFaults, ScriptedAnswersComeInOrderAndThenTheRealOne) {
   EXPECT_EQ(records["arrivals"][0]["status"], 503);
 }
 
-TEST_F(SandboxFaults, AResetBeforeLosesTheRequestAndOneAfterLosesOnlyItsAnswer) {
+TEST_F(SandboxFaults, AResetLosesTheRequestOrOnlyItsResponse) {
   sandbox.faults(
       {{{"path", "/v1/events"}, {"reset", "before"}}, {{"path", "/v1/events"}, {"reset", "after"}}});
   EXPECT_EQ(send().status, 0);
@@ -54,7 +54,7 @@ TEST_F(SandboxFaults, AResetBeforeLosesTheRequestAndOneAfterLosesOnlyItsAnswer) 
   EXPECT_EQ(sandbox.records()["events"].size(), 1u);
 }
 
-TEST_F(SandboxFaults, ASilentAnswerNeverComesAndHoldsUpNobodyElse) {
+TEST_F(SandboxFaults, ARequestWithoutResponseDelaysNoOther) {
   sandbox.faults({{"path", "/v1/events"}, {"silence", true}});
   auto silent = std::async(std::launch::async, [this] { return send("silent"); });
   sandbox.awaitRecords([](const json& records) { return records["arrivals"].size() == 1; });
@@ -64,7 +64,7 @@ TEST_F(SandboxFaults, ASilentAnswerNeverComesAndHoldsUpNobodyElse) {
   EXPECT_EQ(silent.get().status, 0);
 }
 
-TEST_F(SandboxFaults, ALateAndSlowAnswerIsWholeInTheEnd) {
+TEST_F(SandboxFaults, ADelayedResponseIsComplete) {
   sandbox.faults({{"path", "/v1/events"}, {"delayMs", 50}, {"byteDelayMs", 1}});
   const auto start = std::chrono::steady_clock::now();
   const SandboxAnswer answer = send();
@@ -72,14 +72,14 @@ TEST_F(SandboxFaults, ALateAndSlowAnswerIsWholeInTheEnd) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
 }
 
-TEST_F(SandboxFaults, AnyPathCanBeScriptedButTheSandboxsOwn) {
+TEST_F(SandboxFaults, AnyPathButTheSandboxsOwnCanFail) {
   sandbox.faults({{"path", "/elsewhere"}, {"status", 302}, {"headers", {{"Location", "/v1/events"}}}});
   EXPECT_EQ(sandbox.request("GET", "/elsewhere?a=b").status, 302);
   EXPECT_EQ(sandbox.request("GET", "/elsewhere").status, 404);
   EXPECT_EQ(sandbox.post("/sandbox/faults", {{"path", "/sandbox/faults"}, {"status", 500}}).status, 400);
 }
 
-TEST_F(SandboxFaults, AWrongFaultIsRefusedWithItsReasonAndNoneOfItsArrayIsKept) {
+TEST_F(SandboxFaults, AnInvalidFaultIsRefusedWithItsArray) {
   const json good = {{"path", "/v1/events"}, {"status", 503}};
   for (const json& bad : std::vector<json>{{{"path", "/v1/events"}, {"time", 3}},
                                            {{"status", 503}},

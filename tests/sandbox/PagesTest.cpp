@@ -26,7 +26,7 @@ std::string countOf(const std::string& name) {
   return "document.querySelector('[data-count=" + name + "] strong')?.textContent";
 }
 
-TEST_F(SandboxPages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLivePage) {
+TEST_F(SandboxPages, TheLivePageShowsACampaignFromItsLinkToTheInstall) {
   Browser browser(folder.path() / "operator");
   browser.allowClipboard(sandbox.baseURL());
   browser.open(sandbox.baseURL() + "/");
@@ -75,7 +75,7 @@ TEST_F(SandboxPages, ACampaignIsMadeItsLandingPagePressedAndAllOfItIsSeenOnTheLi
   EXPECT_EQ(sandbox.records()["installs"].size(), 0u);
 }
 
-TEST_F(SandboxPages, WithoutASecureContextTheButtonCopiesAllTheSame) {
+TEST_F(SandboxPages, TheLandingPageCopiesWithoutASecureContext) {
   sandbox.link({{"slug", "summer"}});
   std::string origin = sandbox.baseURL();
   origin.replace(origin.find("127.0.0.1"), 9, "phone.local");

@@ -3,7 +3,6 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -15,7 +14,7 @@ namespace {
 
 using nlohmann::json;
 
-/// A TCP connection to the sandbox, for what no HTTP client would send.
+/// A TCP connection to the sandbox, to send what no HTTP client sends.
 class RawConnection {
  public:
   explicit RawConnection(const SandboxProcess& sandbox) {
@@ -24,29 +23,27 @@ class RawConnection {
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1))));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (connect(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    if (connect(socket_.number(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
       throw std::runtime_error("no connection");
   }
-  ~RawConnection() { close(descriptor_); }
 
   void send(const std::string& text) {
-    ASSERT_EQ(::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL), ssize_t(text.size()));
+    ASSERT_EQ(::send(socket_.number(), text.data(), text.size(), MSG_NOSIGNAL), ssize_t(text.size()));
   }
-  /// All that comes until the sandbox ends the connection.
+  /// What the sandbox sends until it ends the connection.
   std::string everything() {
     std::string text;
     char buffer[4096];
-    for (ssize_t count = 0; (count = recv(descriptor_, buffer, sizeof buffer, 0)) > 0;)
+    for (ssize_t count = 0; (count = recv(socket_.number(), buffer, sizeof buffer, 0)) > 0;)
       text.append(buffer, static_cast<std::size_t>(count));
     return text;
   }
 
  private:
-  int descriptor_;
+  const Descriptor socket_{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
 };
 
-TEST(SandboxServer, ItEndsCleanlyByASignalOrWithItsInputAlsoWithConnectionsOpen) {
+TEST(SandboxServer, ExitsCleanlyWithConnectionsOpen) {
   for (const int signal : {SIGINT, SIGTERM}) {
     SandboxProcess sandbox;
     RawConnection idle(sandbox);
@@ -57,7 +54,7 @@ TEST(SandboxServer, ItEndsCleanlyByASignalOrWithItsInputAlsoWithConnectionsOpen)
   EXPECT_EQ(sandbox.closeInput(), 0);
 }
 
-TEST(SandboxServer, ItsRecordsOutliveItInADataFile) {
+TEST(SandboxServer, KeepsItsRecordsInADataFile) {
   const TemporaryFolder folder;
   const std::vector<std::string> options = {"--data", folder.path() / "sandbox.sqlite"};
   const json event = {{"identifier", "app"}, {"name", "purchase"}};
@@ -74,10 +71,10 @@ TEST(SandboxServer, ItsRecordsOutliveItInADataFile) {
   EXPECT_EQ(sandbox.records()["events"].size(), 1u);
   sandbox.reset();
   EXPECT_EQ(sandbox.records()["events"].size(), 0u);
-  EXPECT_EQ(sandbox.records()["links"].size(), 1u) << "a reset forgets what happened, not the campaign links";
+  EXPECT_EQ(sandbox.records()["links"].size(), 1u) << "a reset keeps the campaign links";
 }
 
-TEST(SandboxServer, WithTLSItsOwnCertificateIsEnoughToTrustIt) {
+TEST(SandboxServer, IsTrustedByItsCertificateWithTLS) {
   SandboxProcess sandbox({"--tls"});
   EXPECT_TRUE(sandbox.baseURL().starts_with("https://127.0.0.1:"));
   sandbox.link({{"slug", "summer"}});
@@ -89,7 +86,7 @@ TEST(SandboxServer, WithTLSItsOwnCertificateIsEnoughToTrustIt) {
   EXPECT_NE(sandbox.remainingOutput().find(sandbox.certificateFile()), std::string::npos);
 }
 
-TEST(SandboxServer, AHostNameThatAStrangersPageCouldUseIsRefused) {
+TEST(SandboxServer, RefusesHostNamesOfForeignWebSites) {
   SandboxProcess sandbox({"--allow-host", "sandbox.example.com"});
   const auto status = [&sandbox](const std::string& host) {
     return sandbox.request("GET", "/sandbox/records", "", {"Host: " + host}).status;
@@ -102,7 +99,7 @@ TEST(SandboxServer, AHostNameThatAStrangersPageCouldUseIsRefused) {
   }
 }
 
-TEST(SandboxServer, WhatIsNotHTTPOrTooLargeIsRefusedAndTheNextRequestServed) {
+TEST(SandboxServer, RefusesWhatIsNotHTTPOrTooLarge) {
   SandboxProcess sandbox;
   RawConnection nonsense(sandbox);
   nonsense.send("\x16\x03\x01 what?\r\n\r\n");
@@ -113,11 +110,11 @@ TEST(SandboxServer, WhatIsNotHTTPOrTooLargeIsRefusedAndTheNextRequestServed) {
   RawConnection pipelined(sandbox);
   pipelined.send("GET /a HTTP/1.1\r\nHost: localhost\r\n\r\nGET /b HTTP/1.0\r\nHost: localhost\r\n\r\n");
   const std::string both = pipelined.everything();
-  EXPECT_NE(both.find("at /a"), std::string::npos) << both;
-  EXPECT_NE(both.find("at /b"), std::string::npos) << both;
+  EXPECT_NE(both.find("not found: /a"), std::string::npos) << both;
+  EXPECT_NE(both.find("not found: /b"), std::string::npos) << both;
 }
 
-TEST(SandboxServer, ConnectionsBeyondTheBoundWaitUntilOthersEnd) {
+TEST(SandboxServer, ServesConnectionsBeyondTheLimitWhenOthersEnd) {
   SandboxProcess sandbox;
   std::vector<std::unique_ptr<RawConnection>> idle;
   for (int count = 0; count < 300; ++count) idle.push_back(std::make_unique<RawConnection>(sandbox));
@@ -127,7 +124,7 @@ TEST(SandboxServer, ConnectionsBeyondTheBoundWaitUntilOthersEnd) {
   EXPECT_NE(late.everything().find("404"), std::string::npos);
 }
 
-TEST(SandboxServer, TheListsAreBoundedAndTheOldestGo) {
+TEST(SandboxServer, DeletesTheOldestRecordsOfALongList) {
   SandboxProcess sandbox;
   for (int number = 0; number < 1005; ++number)
     sandbox.request("GET", "/v1/links/resolve?slug=" + std::to_string(number));

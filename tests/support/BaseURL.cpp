@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Never destroyed: clients may be built while static objects die.
+/// Never destroyed: clients may be created while static objects are destroyed.
 std::string& current() {
   static auto* const url = new std::string();
   return *url;

@@ -4,7 +4,7 @@
 
 namespace corvane::test {
 
-/// Sets the base URL of the clients that this program builds from now on. Before any of them is built.
+/// Sets the base URL of the clients that are created after this call. Not thread-safe.
 void setBaseURL(std::string url);
 
 }  // namespace corvane::test

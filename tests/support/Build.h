@@ -20,8 +20,8 @@ inline constexpr bool underSanitizer = true;
 inline constexpr bool underSanitizer = underAddressSanitizer;
 #endif
 
-/// Whether what is repeated at drawn moments is repeated in full: once, by g++ without sanitizers. The other
-/// builds look for other faults.
+/// Whether tests that repeat at random moments do so in full: with g++ and without sanitizers. Other builds
+/// repeat less, because they are run for other faults.
 #if defined(__clang__)
 inline constexpr bool repeatsInFull = false;
 #else

@@ -7,7 +7,7 @@
 
 namespace corvane::test {
 
-/// Everything that goes to standard output while it lives.
+/// Captures standard output while this object exists.
 class CapturedOutput {
  public:
   CapturedOutput() { ::testing::internal::CaptureStdout(); }
@@ -17,7 +17,7 @@ class CapturedOutput {
   CapturedOutput(const CapturedOutput&) = delete;
   CapturedOutput& operator=(const CapturedOutput&) = delete;
 
-  /// The lines so far, without their line breaks. Ends the capture.
+  /// Ends the capture and returns the lines, without their line breaks.
   std::vector<std::string> lines() {
     const std::string text = ::testing::internal::GetCapturedStdout();
     capturing_ = false;

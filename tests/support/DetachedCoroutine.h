@@ -5,7 +5,7 @@
 
 namespace corvane::test {
 
-/// The plainest coroutine: starts at once, ends by itself, and must not throw.
+/// A minimal coroutine. It starts at once, destroys itself at its end, and must not throw.
 struct DetachedCoroutine {
   struct promise_type {
     DetachedCoroutine get_return_object() { return {}; }

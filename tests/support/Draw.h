@@ -8,7 +8,7 @@
 
 namespace corvane::test {
 
-/// Drawn numbers that can be repeated: the seed is printed, and CORVANE_TEST_SEED sets it.
+/// Random numbers that can be reproduced: prints its seed, which CORVANE_TEST_SEED sets.
 class Draw {
  public:
   explicit Draw(std::string_view test) {

@@ -14,7 +14,7 @@
 
 namespace corvane::test {
 
-/// The background executor with a fake clock: work runs on the test's thread, when the test says so, and
+/// A background executor with a fake clock. Work runs on the test's thread when the test calls `run`, and
 /// waits end when the test advances time.
 class FakeBackground : public Background {
  public:
@@ -32,7 +32,7 @@ class FakeBackground : public Background {
     if (exiting) co_return WaitEnd::exiting;
     if (duration <= duration.zero()) co_return WaitEnd::elapsed;
     waits.push_back(duration);
-    // A timer that never runs out on its own; cancelling it is how it ends.
+    // The timer never expires; it is cancelled when the wait ends.
     boost::asio::steady_timer timer(context_, boost::asio::steady_timer::time_point::max());
     const auto place = pending_.insert(pending_.end(), {now_ + duration, &timer});
     try {
@@ -48,14 +48,14 @@ class FakeBackground : public Background {
     return suspendUntil(std::move(start));
   }
 
-  /// Runs everything that is ready and what that makes ready.
+  /// Runs everything that is ready, and what becomes ready by that.
   void run() {
     context_.restart();
     while (context_.poll() > 0) {
     }
   }
 
-  /// Lets time pass and runs what comes due.
+  /// Advances the clock and runs what is due.
   void advance(std::chrono::nanoseconds by) {
     now_ += by;
     for (const auto& [due, timer] : pending_)
@@ -63,17 +63,17 @@ class FakeBackground : public Background {
     run();
   }
 
-  /// Ends every wait, as the end of the process does.
+  /// Ends every wait, as at the exit of the process.
   void exit() {
     exiting = true;
     for (const auto& [due, timer] : pending_) timer->cancel();
     run();
   }
 
-  /// Every wait that was asked for, in order.
+  /// All requested waits, in order.
   std::vector<std::chrono::nanoseconds> waits;
   bool exiting = false;
-  /// Posts are destroyed without being run, as after the end of the process.
+  /// Whether posted functions are destroyed without being run, as after the exit of the process.
   bool refusing = false;
 
  private:

@@ -18,8 +18,8 @@
 
 namespace corvane::test {
 
-/// What a flow is made of, with a scripted backend, a fake clock and a main thread that runs when it is told
-/// to. What the host was handed is in `delivered`, in order.
+/// The parts of a flow, with a scripted backend, a fake clock and a main thread that runs on demand.
+/// `delivered` lists the calls of the host's callbacks in order.
 struct FlowFixture : ::testing::Test {
   FlowFixture() {
     core->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource source) {
@@ -29,7 +29,7 @@ struct FlowFixture : ::testing::Test {
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
   }
 
-  /// A task that still waits would keep itself alive: it owns the executor that owns it.
+  /// Ends waiting tasks: such a task and its executor own each other and would leak.
   ~FlowFixture() override {
     while (http->isWaiting()) {
       http->answer(500, "");
@@ -51,7 +51,7 @@ struct FlowFixture : ::testing::Test {
 
   void setConsent(bool granted) { Consent{flags, true}.store(granted); }
 
-  /// The idempotency key of everything that was sent, in order.
+  /// The idempotency keys of all requests, in order.
   std::vector<std::string> sentKeys() const {
     std::vector<std::string> result;
     for (const auto& request : http->sent) result.push_back(request.headers.back().second);

@@ -5,7 +5,7 @@
 
 namespace corvane::test {
 
-/// Where a server's answers wait while the test keeps it closed. Any thread; open to begin with.
+/// Blocks the callers of `pass` while it is closed. Initially open. Any thread.
 class Gate {
  public:
   void close() { set(true); }

@@ -65,14 +65,14 @@ std::string LoopbackRequest::header(const std::string& name) const {
 
 LoopbackAnswer LoopbackAnswer::of(int status, std::string body,
                                   std::vector<std::pair<std::string, std::string>> headers) {
-  std::string bytes = "HTTP/1.1 " + std::to_string(status) + " Whatever\r\n";
+  std::string bytes = "HTTP/1.1 " + std::to_string(status) + " Reason\r\n";
   for (const auto& [name, value] : headers) bytes.append(name).append(": ").append(value).append("\r\n");
   bytes.append("Content-Length: ").append(std::to_string(body.size())).append("\r\n\r\n").append(body);
   return {.bytes = std::move(bytes)};
 }
 
 LoopbackAnswer LoopbackAnswer::redirect(int status, std::string location) {
-  return of(status, "see there", {{"Location", std::move(location)}});
+  return of(status, "moved", {{"Location", std::move(location)}});
 }
 
 LoopbackAnswer LoopbackAnswer::raw(std::string bytes) {

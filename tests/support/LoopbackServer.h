@@ -17,16 +17,16 @@ namespace corvane::test {
 struct LoopbackRequest {
   std::string method;
   std::string target;
-  /// Names as they were sent.
+  /// With names as they were sent.
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
 
   bool has(const std::string& name) const;
-  /// The value of the first header of that name, whatever its case; empty where there is none.
+  /// The value of the first header with that name in any case, or empty.
   std::string header(const std::string& name) const;
 };
 
-/// What the server does about a request: bytes to send, and then.
+/// The server's reaction to a request: bytes to send, and what follows.
 struct LoopbackAnswer {
   enum class Then { nextRequest, hangUp, silence };
 
@@ -36,11 +36,11 @@ struct LoopbackAnswer {
   static LoopbackAnswer of(int status, std::string body = {},
                            std::vector<std::pair<std::string, std::string>> headers = {});
   static LoopbackAnswer redirect(int status, std::string location);
-  /// These very bytes, then the connection closes.
+  /// Exactly these bytes; then the connection closes.
   static LoopbackAnswer raw(std::string bytes);
-  /// Nothing, until the client gives up.
+  /// No response until the client closes the connection.
   static LoopbackAnswer silence();
-  /// The connection closes without an answer.
+  /// The connection closes without a response.
   static LoopbackAnswer hangUp();
 };
 

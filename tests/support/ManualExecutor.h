@@ -8,8 +8,7 @@
 
 namespace corvane::test {
 
-/// A main executor of a foreign toolkit, on one test thread: runs what is posted when the test says so, or
-/// drops it.
+/// A main executor on one test thread, which runs posted functions when the test calls `run`, or drops them.
 class ManualExecutor : public CorvaneExecutor {
  public:
   void post(std::function<void()> function) override {

@@ -18,8 +18,8 @@
 
 namespace corvane::test {
 
-/// A transport that answers by script, in order, and keeps what was sent. An exchange for which there is no
-/// answer yet waits until `answer` is called, or its task is cancelled. Used on one thread.
+/// A transport that returns scripted responses in order and records the requests. An exchange without a
+/// response waits until `answer` is called or its task is cancelled. Used on one thread.
 class ScriptedHTTPClient : public HTTPClient {
  public:
   using Answer = std::variant<HTTPResponse, CorvaneError>;
@@ -50,7 +50,7 @@ class ScriptedHTTPClient : public HTTPClient {
   std::vector<URLRequest> sent;
 
  private:
-  /// A timer that never runs out: an answer cancels it, and so does the cancellation of the task.
+  /// The timer never expires: an answer or the cancellation of the task ends the wait.
   boost::asio::awaitable<void> awaitAnswer() {
     const auto executor = co_await boost::asio::this_coro::executor;
     boost::asio::steady_timer timer(executor, boost::asio::steady_timer::time_point::max());

@@ -7,12 +7,12 @@
 
 namespace corvane::test {
 
-/// A folder of its own, which every user may enter and which goes with this object.
+/// A new folder, readable by every user, which is removed with this object.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
     std::string pattern = std::filesystem::temp_directory_path() / "corvane-test-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a folder: " + pattern);
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot create a folder: " + pattern);
     path_ = std::filesystem::canonical(pattern);
     std::filesystem::permissions(path_, std::filesystem::perms(0755));
   }

@@ -2,8 +2,7 @@
 
 #include <cstdlib>
 
-/// The tests and the programs that they start talk to servers on loopback, never through a proxy of the
-/// machine.
+/// The tests and the programs that they start use servers on loopback, without the machine's proxy.
 int main(int argc, char** argv) {
   for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
     unsetenv(name);

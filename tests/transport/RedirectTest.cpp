@@ -129,7 +129,7 @@ TEST(URLSession, ARefusedRedirectIsTheAnswer) {
   LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, "myapp://open"); });
   const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
   EXPECT_EQ(answer.statusCode, 302);
-  EXPECT_EQ(answer.body, "see there");
+  EXPECT_EQ(answer.body, "moved");
   EXPECT_EQ(answer.headers.at("location"), "myapp://open");
 }
 
