@@ -57,7 +57,12 @@ INSTANTIATE_TEST_SUITE_P(Table, InstallDecision,
                                          Row{true, false, "/", false, attributed, counted},
                                          Row{false, true, screenPath, true, organic, notCounted},
                                          Row{false, false, screenPath, true, organicAndLink, linkOnly},
-                                         Row{false, false, "/", false, organic, notCounted}));
+                                         Row{false, false, "/", false, organic, notCounted}),
+                         [](const auto& row) {
+                           return std::string(row.param.consent ? "Consent" : "NoConsent") +
+                                  (row.param.routedBefore ? "RoutedBefore" : "NotRoutedBefore") +
+                                  (row.param.path == screenPath ? "WithAScreen" : "WithoutAScreen");
+                         });
 
 }  // namespace
 }  // namespace corvane

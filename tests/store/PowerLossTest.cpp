@@ -120,7 +120,14 @@ TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
 INSTANTIATE_TEST_SUITE_P(Faults, FailingDisk,
                          ::testing::Combine(::testing::Values(SQLITE_FULL, SQLITE_IOERR_WRITE,
                                                               SQLITE_IOERR_FSYNC),
-                                            ::testing::Values(1, 1'000'000)));
+                                            ::testing::Values(1, 1'000'000)),
+                         [](const auto& fault) {
+                           const int code = std::get<0>(fault.param);
+                           const std::string name = code == SQLITE_FULL          ? "Full"
+                                                    : code == SQLITE_IOERR_WRITE ? "UnwritableFile"
+                                                                                 : "FailingSync";
+                           return name + (std::get<1>(fault.param) == 1 ? "Once" : "UntilRepaired");
+                         });
 
 }  // namespace
 }  // namespace corvane::platform
