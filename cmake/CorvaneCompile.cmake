@@ -1,8 +1,6 @@
 # How every target of this project is compiled: `corvane_compile(target)`, or `corvane_tool(target)` for what is neither
 # the library nor measures it.
 
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-
 function(corvane_compile target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
