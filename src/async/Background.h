@@ -10,24 +10,25 @@ namespace corvane {
 /// How a wait ended.
 enum class WaitEnd { elapsed, cancelled, exiting };
 
-/// Where background work runs, and how it waits. One thread: everything that runs here is in order with
-/// everything else that does, and yields only where it suspends.
+/// Where background work runs, and how it waits. One thread runs one function at a time, in the order of the
+/// posts. A task gives up the thread only where it suspends.
 class Background {
  public:
   virtual ~Background() = default;
 
   virtual boost::asio::any_io_executor executor() const = 0;
 
-  /// Runs `function` later on the background thread, never inside this call. From any thread, under no lock.
-  /// False at the very end of the process: the function was destroyed and will not run.
+  /// Runs `function` later on the background thread, never inside this call. Any thread; the caller holds no
+  /// lock. Returns false after the shutdown at the end of the process: `function` is destroyed without a run.
   virtual bool post(std::function<void()> function) = 0;
 
-  /// Suspends the calling task for `duration`; not at all when that is zero. Ends early when the task is
-  /// cancelled, also when it already was, and when the process exits.
+  /// Suspends the calling task for `duration`; returns at once when that is zero or less. Ends early when the
+  /// task is cancelled, also when it was cancelled before, and when the process exits.
   virtual boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) = 0;
 
-  /// Suspends the calling task until `resume` is called, from any thread, also inside `start`; or until the
-  /// process exits. Then, `start` may not be called at all. Calling `resume` late or again has no effect.
+  /// Calls `start` and suspends the calling task until `resume` is called, or until the process exits. Any
+  /// thread may call `resume`, also inside `start`; a late or second call has no effect. While the process
+  /// exits, `start` is not called and the task continues at once.
   virtual boost::asio::awaitable<void> suspend(std::function<void(std::function<void()> resume)> start) = 0;
 };
 

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "async/BackgroundThread.h"
-#include "async/QuietThread.h"
+#include "async/LibraryThread.h"
 #include "async/Suspend.h"
 
 namespace corvane {
@@ -18,9 +18,9 @@ namespace asio = boost::asio;
 
 BackgroundExecutor::BackgroundExecutor() {
   try {
-    thread_ = startQuietThread([this] { run(); });
+    thread_ = startLibraryThread([this] { run(); });
   } catch (const std::system_error&) {
-    // Without a thread every post is refused, and every task cancelled.
+    // Without a thread, every post is refused and every task completes as cancelled.
     closed_ = true;
     ended_.set_value();
   }
@@ -43,7 +43,7 @@ bool BackgroundExecutor::post(std::function<void()> function) {
 }
 
 asio::awaitable<WaitEnd> BackgroundExecutor::wait(std::chrono::nanoseconds duration) {
-  // A cancel that came before the timer waits would not end it.
+  // A cancellation emitted before the timer's wait begins does not end that wait.
   const bool alreadyCancelled = co_await isCancelled();
   if (alreadyCancelled) co_return WaitEnd::cancelled;
   if (exiting_) co_return WaitEnd::exiting;
@@ -71,25 +71,25 @@ asio::awaitable<void> BackgroundExecutor::suspend(std::function<void(std::functi
   suspended_.erase(place);
 }
 
-/// The background thread.
+/// The body of the background thread.
 void BackgroundExecutor::run() {
-  becomeBackgroundThread();
+  markBackgroundThread();
   const auto work = asio::make_work_guard(context_);
   context_.run();
   endWaits();
   context_.restart();
-  runWhatIsReady();
+  runReady();
   {
     const std::lock_guard lock(mutex_);
     closed_ = true;
   }
-  // What came in before the door closed.
-  runWhatIsReady();
+  // Functions that were posted before `closed_` was set.
+  runReady();
   ended_.set_value();
 }
 
-void BackgroundExecutor::runWhatIsReady() {
-  while (context_.poll_one() > 0) ++lastWork_;
+void BackgroundExecutor::runReady() {
+  while (context_.poll_one() > 0) ++functionsRun_;
 }
 
 void BackgroundExecutor::endWaits() {
@@ -98,18 +98,18 @@ void BackgroundExecutor::endWaits() {
   for (const auto& resume : suspended_) resume();
 }
 
-void BackgroundExecutor::shutDown(std::chrono::milliseconds patience, std::chrono::milliseconds bound) {
+void BackgroundExecutor::shutDown(std::chrono::milliseconds stallTimeout, std::chrono::milliseconds timeout) {
   context_.stop();
   const auto ended = ended_.get_future();
-  const auto latest = std::chrono::steady_clock::now() + bound;
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
   std::uint64_t done = 0;
-  bool advances = true;
-  while (advances && ended.wait_for(patience) != std::future_status::ready) {
-    const std::uint64_t before = std::exchange(done, lastWork_.load());
-    advances = done != before && std::chrono::steady_clock::now() < latest;
+  bool makesProgress = true;
+  while (makesProgress && ended.wait_for(stallTimeout) != std::future_status::ready) {
+    const std::uint64_t before = std::exchange(done, functionsRun_.load());
+    makesProgress = done != before && std::chrono::steady_clock::now() < deadline;
   }
   if (!thread_.joinable()) return;
-  if (advances) {
+  if (makesProgress) {
     thread_.join();
   } else {
     thread_.detach();

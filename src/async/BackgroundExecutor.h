@@ -15,10 +15,10 @@
 
 namespace corvane {
 
-/// The process's background executor: one thread with all signals blocked, asleep while there is nothing to
-/// do.
+/// The process's background executor: one thread with all signals blocked, which sleeps while there is
+/// nothing to do.
 ///
-/// The one of the process is never destroyed, so that a thread which still works at the end finds it.
+/// The process's instance is never destroyed, because a thread that did not end in time may still use it.
 class BackgroundExecutor final : public Background {
  public:
   BackgroundExecutor();
@@ -29,28 +29,28 @@ class BackgroundExecutor final : public Background {
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override;
   boost::asio::awaitable<void> suspend(std::function<void(std::function<void()>)> start) override;
 
-  /// Ends every wait as `exiting` and every suspension, runs what is ready and what that makes ready, and
-  /// joins the thread. That may take until `bound`. A thread that does not finish one piece of work within
-  /// `patience`, because host code in it blocks, is left behind. Later posts are refused. Called at most
-  /// once, not on the background thread.
-  void shutDown(std::chrono::milliseconds patience, std::chrono::milliseconds bound);
+  /// Ends every wait as `exiting` and every suspension, runs all functions that are ready or become ready,
+  /// and joins the thread. The thread is detached instead when it finishes no function within `stallTimeout`,
+  /// because host code blocks it, or is not done after `timeout`. Later posts are refused. Call at most once,
+  /// not on the background thread.
+  void shutDown(std::chrono::milliseconds stallTimeout, std::chrono::milliseconds timeout);
 
  private:
   void run();
   void endWaits();
-  void runWhatIsReady();
+  void runReady();
 
   mutable boost::asio::io_context context_{1};
   std::promise<void> ended_;
-  /// How many pieces of work were done since the end began.
-  std::atomic<std::uint64_t> lastWork_ = 0;
-  /// Touched on the background thread only.
+  /// How many functions have run since the shutdown began.
+  std::atomic<std::uint64_t> functionsRun_ = 0;
+  /// These three are used on the background thread only.
   std::set<boost::asio::steady_timer*> waits_;
   std::list<std::function<void()>> suspended_;
   bool exiting_ = false;
 
   std::mutex mutex_;
-  /// Guarded by `mutex_`; posts are refused once set.
+  /// Guarded by `mutex_`. Posts are refused once it is set.
   bool closed_ = false;
 
   std::thread thread_;

@@ -13,7 +13,7 @@ namespace asio = boost::asio;
 namespace {
 
 asio::awaitable<void> run(Body<void> body) {
-  // Cancellation is looked at where it counts; it must not throw out of every suspension.
+  // The body checks for a cancellation itself; a suspension must not throw because of one.
   co_await asio::this_coro::throw_if_cancelled(false);
   co_await body();
 }
@@ -21,9 +21,9 @@ asio::awaitable<void> run(Body<void> body) {
 }  // namespace
 
 std::function<void()> spawn(const std::shared_ptr<Background>& background, Body<void> body) {
-  // Touched on the background thread only, and kept until the body ends.
+  // Used on the background thread only, and kept until the body ends.
   const auto signal = std::make_shared<asio::cancellation_signal>();
-  // Entered by a post: on the executor's own thread co_spawn would run the body inline up to its first
+  // Through a post, because on the executor's own thread co_spawn runs the body inline up to its first
   // suspension.
   background->post([executor = background->executor(), signal, body = std::move(body)]() mutable {
     auto keepSignal = [signal](const std::exception_ptr&) {};

@@ -14,12 +14,12 @@ namespace corvane {
 template <class T>
 using Body = std::function<boost::asio::awaitable<T>()>;
 
-/// Runs `body` as a background task of its own and returns a function that asks it to stop, from any thread.
-/// The body must not throw. At the end of the process it may be destroyed without having run.
+/// Runs `body` as a new background task and returns a function that cancels the task, from any thread. The
+/// body must not throw. While the process exits, the body may be destroyed without a run.
 std::function<void()> spawn(const std::shared_ptr<Background>& background, Body<void> body);
 
-/// Completes a task once: with an outcome, or with the cancellation when it is destroyed before one came, so
-/// that nobody waits for a body that the executor dropped.
+/// Completes a task once: with an outcome, or as cancelled when this object is destroyed before an outcome
+/// came. So a task completes also when the executor drops its body.
 template <class T>
 class Completion {
  public:
@@ -53,8 +53,8 @@ boost::asio::awaitable<void> runToCompletion(std::shared_ptr<Completion<T>> comp
   completion->complete(*std::move(outcome));
 }
 
-/// Runs `body` in the background and completes `state` with how it ends. `before` is called first, in every
-/// case.
+/// Runs `body` in the background and completes `state` with its outcome. `before` is always called, just
+/// before the completion.
 template <class T>
 void start(const std::shared_ptr<Background>& background, const std::shared_ptr<TaskState<T>>& state,
            Body<T> body, std::function<void()> before = {}) {
@@ -64,8 +64,8 @@ void start(const std::shared_ptr<Background>& background, const std::shared_ptr<
   }));
 }
 
-/// Suspends the calling task until `state` is complete, and gives its result or throws its failure.
-/// Cancelling the calling task neither ends the wait nor touches the awaited one.
+/// Suspends the calling task until `state` is complete, and returns its result or throws its failure.
+/// Cancelling the calling task neither ends the wait nor cancels the awaited task.
 template <class T>
 boost::asio::awaitable<T> join(std::shared_ptr<TaskState<T>> state) {
   std::function<void(std::function<void()>)> whenComplete = [state](auto resume) {

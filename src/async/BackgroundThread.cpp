@@ -9,7 +9,7 @@ bool isBackgroundThread() {
   return isBackground;
 }
 
-void becomeBackgroundThread() {
+void markBackgroundThread() {
   isBackground = true;
 }
 

@@ -2,11 +2,11 @@
 
 namespace corvane {
 
-/// Whether the calling thread is the background thread. Host code can meet it there, in a pasteboard or an
-/// executor, and must not wait there for what only that thread can complete.
+/// Whether the calling thread is the background thread. Host code runs there in a pasteboard or an executor,
+/// and must not wait there for a task, which only that thread can complete.
 bool isBackgroundThread();
 
-/// Says that the calling thread is the background thread, to its end.
-void becomeBackgroundThread();
+/// Marks the calling thread as the background thread until its end.
+void markBackgroundThread();
 
 }  // namespace corvane

@@ -12,7 +12,8 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-/// A number of the calling thread's own. The system's thread ids are used again after a thread's end.
+/// A number that identifies the calling thread. Not the system's thread id, which is reused after a thread
+/// ends.
 std::uint64_t currentThread() {
   static std::atomic<std::uint64_t> last = 0;
   static thread_local const std::uint64_t number = ++last;
@@ -29,7 +30,7 @@ bool CorvaneExecutor::runUntil(const std::function<bool()>&, Clock::time_point) 
   throw std::logic_error("waiting for a CorvaneTask on the main thread: use whenDone or co_await");
 }
 
-/// The lock guards every field; functions run, are copied and die outside it.
+/// The lock guards every field. Functions run, are copied and are destroyed without it.
 struct CorvaneMainQueue::State {
   std::mutex mutex;
   std::condition_variable changed;
@@ -50,7 +51,7 @@ struct CorvaneMainQueue::State {
 CorvaneMainQueue::CorvaneMainQueue() : state_(std::make_unique<State>()) {}
 
 CorvaneMainQueue::~CorvaneMainQueue() {
-  // What dies here may post again.
+  // A function's destructor may post again.
   while (state_->takeFirst()) {
   }
 }
@@ -97,7 +98,7 @@ std::size_t CorvaneMainQueue::poll() {
     state_->owner = currentThread();
     waiting = state_->waiting.size();
   }
-  // A nested wait may run some of them first.
+  // A function that waits for a task may run some of the others, so the queue can be empty early.
   std::size_t count = 0;
   for (; count < waiting; ++count) {
     const auto function = state_->takeFirst();
@@ -112,20 +113,20 @@ void CorvaneMainQueue::stop() {
     const std::lock_guard lock(state_->mutex);
     state_->stopped = true;
   }
-  // Wakes `run`, wherever the queue's thread sleeps.
+  // Wakes `run`, also where the host's event loop waits for `onWakeUp`.
   post([] {});
 }
 
 void CorvaneMainQueue::onWakeUp(std::function<void()> hook) {
   auto replacement = hook ? std::make_shared<const std::function<void()>>(std::move(hook)) : nullptr;
   const auto registered = replacement;
-  bool isLate = false;
+  bool hasWork = false;
   {
     const std::lock_guard lock(state_->mutex);
     state_->wakeUp.swap(replacement);
-    isLate = !state_->waiting.empty();
+    hasWork = !state_->waiting.empty();
   }
-  if (isLate && registered) (*registered)();
+  if (hasWork && registered) (*registered)();
 }
 
 void CorvaneMainQueue::adoptCurrentThread() {

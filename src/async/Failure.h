@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-/// Why an operation failed, as a value: this is how failures travel between threads.
+/// Why an operation failed, as a value that can be passed between threads.
 using Failure = std::variant<CorvaneError, CorvaneCancellationError>;
 
 inline const std::exception& asException(const Failure& failure) {
@@ -17,7 +17,7 @@ inline const std::exception& asException(const Failure& failure) {
 }
 
 inline std::string descriptionOf(const Failure& failure) {
-  // Not `what()`, which ends at a NUL that a server may have sent.
+  // Not `what()`: its text ends at the first NUL, which a server may have sent.
   if (const auto* error = std::get_if<CorvaneError>(&failure)) return error->errorDescription();
   return asException(failure).what();
 }
@@ -27,8 +27,8 @@ inline std::string descriptionOf(const Failure& failure) {
   throw CorvaneCancellationError();
 }
 
-/// The failure that is being handled; to be called in a `catch` block. Anything but the two known kinds, such
-/// as a lack of memory, means that the operation did not get to its end.
+/// The exception that is being handled, as a value. Call it in a `catch` block. An exception of another type,
+/// such as `std::bad_alloc`, counts as a cancellation: the operation did not reach its end.
 inline Failure currentFailure() {
   try {
     throw;

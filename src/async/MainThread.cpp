@@ -5,23 +5,23 @@
 namespace corvane {
 namespace {
 
-/// A function on its way to the main thread. Destroyed without having run, it was refused.
-class Posted {
+/// A function that was posted to the main thread. Calls `refused` when it is destroyed without a run.
+class PostedFunction {
  public:
-  Posted(std::function<void()> run, std::function<void()> refused)
+  PostedFunction(std::function<void()> run, std::function<void()> refused)
       : run_(std::move(run)), refused_(std::move(refused)) {}
 
-  ~Posted() {
+  ~PostedFunction() {
     if (begun_ || !refused_) return;
     try {
       refused_();
     } catch (...) {
-      // Host code that goes on after a refusal has nobody left to throw to.
+      // A destructor must not throw, and no caller is left to handle an exception of the host's code.
     }
   }
 
-  Posted(const Posted&) = delete;
-  Posted& operator=(const Posted&) = delete;
+  PostedFunction(const PostedFunction&) = delete;
+  PostedFunction& operator=(const PostedFunction&) = delete;
 
   void run() {
     if (begun_.exchange(true)) return;
@@ -36,23 +36,23 @@ class Posted {
   std::function<void()> refused_;
 };
 
-/// One function that `MainThread::call` is running on this thread; they nest when host code waits in one.
-class Turn {
+/// A function that `MainThread::call` is running on this thread. They nest when host code waits in one.
+class ActiveCall {
  public:
-  explicit Turn(std::function<void()> resume) : resume_(std::move(resume)), outer_(innermost) {
+  explicit ActiveCall(std::function<void()> resume) : resume_(std::move(resume)), outer_(innermost) {
     innermost = this;
   }
 
-  ~Turn() {
+  ~ActiveCall() {
     innermost = outer_;
     release();
   }
 
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
+  ActiveCall(const ActiveCall&) = delete;
+  ActiveCall& operator=(const ActiveCall&) = delete;
 
   static void releaseAll() {
-    for (Turn* turn = innermost; turn != nullptr; turn = turn->outer_) turn->release();
+    for (ActiveCall* call = innermost; call != nullptr; call = call->outer_) call->release();
   }
 
  private:
@@ -60,24 +60,24 @@ class Turn {
     if (const auto resume = std::exchange(resume_, nullptr)) resume();
   }
 
-  static thread_local Turn* innermost;
+  static thread_local ActiveCall* innermost;
 
   std::function<void()> resume_;
-  Turn* outer_;
+  ActiveCall* outer_;
 };
 
-thread_local Turn* Turn::innermost = nullptr;
+thread_local ActiveCall* ActiveCall::innermost = nullptr;
 
 }  // namespace
 
 void MainThread::post(std::function<void()> run, std::function<void()> refused) const {
-  const auto posted = std::make_shared<Posted>(std::move(run), std::move(refused));
+  const auto posted = std::make_shared<PostedFunction>(std::move(run), std::move(refused));
   const auto executor = executor_.lock();
   if (!executor) return;
   try {
     executor->post([posted] { posted->run(); });
   } catch (...) {
-    // An executor that cannot take the function has refused it.
+    // An executor that throws has refused the function.
   }
 }
 
@@ -85,7 +85,7 @@ boost::asio::awaitable<void> MainThread::call(Background& background, std::funct
   std::function<void(std::function<void()>)> start = [main = *this, run = std::move(run)](auto resume) {
     main.post(
         [run, resume] {
-          const Turn turn(resume);
+          const ActiveCall active(resume);
           run();
         },
         resume);
@@ -94,7 +94,7 @@ boost::asio::awaitable<void> MainThread::call(Background& background, std::funct
 }
 
 void MainThread::releaseCallers() {
-  Turn::releaseAll();
+  ActiveCall::releaseAll();
 }
 
 }  // namespace corvane

@@ -10,28 +10,28 @@
 
 namespace corvane {
 
-/// The host's main thread as the library uses it. A value; usable from any thread.
+/// The host's main thread, reached through the host's executor. A value; usable from any thread.
 ///
-/// It holds the executor weakly: functions that wait in an executor hold the client's state, and a strong
-/// reference back would keep both alive for ever. The client and the platform record own the executor.
+/// Holds the executor weakly: functions that wait in an executor hold the client's state, and a strong
+/// reference back would be a cycle. The client and the platform record own the executor.
 class MainThread {
  public:
   explicit MainThread(std::weak_ptr<CorvaneExecutor> executor) : executor_(std::move(executor)) {}
 
-  /// Runs `run` later on the main thread, never inside this call; or `refused`, on whatever thread it is,
-  /// when the executor is gone, throws, or destroys the function without running it. Exactly one of the two,
-  /// once.
+  /// Runs `run` later on the main thread, never inside this call. Runs `refused` instead, on any thread and
+  /// perhaps inside this call, when the executor is gone, throws, or destroys the function without running
+  /// it. Exactly one of the two runs, once.
   void post(std::function<void()> run, std::function<void()> refused = {}) const;
 
   /// Runs `run` on the main thread and suspends the calling task until it has returned, thrown or been
   /// refused. What it throws leaves through the executor.
   boost::asio::awaitable<void> call(Background& background, std::function<void()> run) const;
 
-  /// Null when it is gone.
+  /// The executor, or nullptr when it no longer exists.
   std::shared_ptr<CorvaneExecutor> executor() const { return executor_.lock(); }
 
-  /// Lets the tasks go on that wait for the functions which `call` is running on this thread at this moment:
-  /// host code in one of them is about to wait, perhaps for one of those very tasks.
+  /// Resumes the tasks whose `call` is running a function on this thread now, as if those functions had
+  /// returned. Called before host code waits on the main thread, perhaps for one of those tasks.
   static void releaseCallers();
 
  private:

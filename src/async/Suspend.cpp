@@ -15,7 +15,7 @@ namespace asio = boost::asio;
 asio::awaitable<void> suspendUntil(std::function<void(std::function<void()>)> start) {
   const asio::any_io_executor executor = co_await asio::this_coro::executor;
   auto initiate = [executor, begin = std::move(start)](auto handler) {
-    // Handlers move only; a function object must copy.
+    // Handlers are move-only, and `std::function` needs a copyable object.
     auto shared = std::make_shared<decltype(handler)>(std::move(handler));
     begin([executor, shared] { asio::post(executor, [shared] { std::move (*shared)(); }); });
   };

@@ -5,12 +5,12 @@
 
 namespace corvane {
 
-/// Suspends the calling task until `resume` is called: exactly once, from any thread, also inside `start`.
-/// The task goes on where it ran before, never inside the call of `resume`. Cancelling the task does not end
-/// this.
+/// Calls `start` and suspends the calling task until `resume` is called: exactly once, from any thread, also
+/// inside `start`. The task continues on its own executor, never inside the call of `resume`. Cancelling the
+/// task does not end the suspension.
 boost::asio::awaitable<void> suspendUntil(std::function<void(std::function<void()> resume)> start);
 
-/// Whether the calling task has been asked to stop.
+/// Whether the calling task has been cancelled.
 boost::asio::awaitable<bool> isCancelled();
 
 }  // namespace corvane

@@ -20,7 +20,7 @@ Outcome<T> outcomeOf(Failure failure) {
   return std::visit([](auto& error) -> Outcome<T> { return std::move(error); }, failure);
 }
 
-/// The result, or the failure thrown.
+/// Returns the result or throws the failure.
 template <class T>
 T resultOf(const Outcome<T>& outcome) {
   if (const auto* error = std::get_if<CorvaneError>(&outcome)) throw *error;
@@ -28,18 +28,18 @@ T resultOf(const Outcome<T>& outcome) {
   return std::get<T>(outcome);
 }
 
-/// What the handles of one operation share, and the operation completes.
+/// The state that all handles of one operation share and that the operation completes.
 template <class T>
 class TaskState : public TaskWaiting {
  public:
   using TaskWaiting::TaskWaiting;
 
-  /// The first outcome counts.
+  /// Sets the outcome. Without effect when the task is complete already.
   void complete(Outcome<T> outcome) {
     TaskWaiting::complete([&] { outcome_.emplace(std::move(outcome)); });
   }
 
-  /// Only when the task is complete: the outcome never changes then.
+  /// Precondition: the task is complete. The outcome does not change any more.
   const Outcome<T>& outcome() const { return *outcome_; }
 
  private:

@@ -16,13 +16,13 @@ bool TaskWaiting::waitUntil(Clock::time_point deadline) {
   if (isBackgroundThread() && !isDone())
     throw std::logic_error(
         "waiting for a CorvaneTask on the library's own thread, where it is to be completed");
-  // Held only while it is asked: where this was the last reference, what waits in the executor, perhaps the
-  // rest of this very operation, is refused only when it goes.
+  // This strong reference must end before the wait on the condition below. Were it the last one, the
+  // functions in the executor, perhaps the rest of this operation, would be refused only at its end.
   if (const auto executor = main_.executor(); executor && executor->isCurrentThread() && !isDone()) {
     return executor->runUntil(
-        [this, waits = deadline > Clock::now()]() mutable {
-          // Asked by an executor that can wait: one that cannot has thrown, and nothing has changed.
-          if (std::exchange(waits, false)) {
+        [this, willWait = deadline > Clock::now()]() mutable {
+          // At the first call only. An executor that cannot wait throws before it, and nothing has changed.
+          if (std::exchange(willWait, false)) {
             MainThread::releaseCallers();
             wakeMainOnCompletion();
           }
@@ -37,8 +37,8 @@ bool TaskWaiting::waitUntil(Clock::time_point deadline) {
   return true;
 }
 
-/// The queue sleeps on a condition of its own; a function that does nothing wakes it. Once is enough, however
-/// often somebody waits.
+/// The executor sleeps until a function is posted, so the completion posts an empty one. One continuation
+/// serves every wait.
 void TaskWaiting::wakeMainOnCompletion() {
   {
     const std::lock_guard lock(mutex_);

@@ -10,10 +10,10 @@
 
 namespace corvane {
 
-/// The part of a task that does not depend on its result: whether it is complete, and who waits for that.
+/// The part of a task that does not depend on the type of its result: completion, waiting and cancelling.
 ///
-/// Usable from any thread. The lock guards the fields below it and is held for copies and swaps only;
-/// continuations, cancellers and everything that these own run and die outside it.
+/// Usable from any thread. The lock guards the fields below it and is held for copies and swaps only.
+/// Continuations and cancellers run, and are destroyed with all that they own, without the lock.
 class TaskWaiting {
  public:
   using Clock = std::chrono::steady_clock;
@@ -22,27 +22,27 @@ class TaskWaiting {
 
   bool isDone() const;
 
-  /// Waits until the task is complete or `deadline` has come, and returns whether it is complete. On the main
-  /// thread the library's own queue is run meanwhile; with any other executor, and on the background
-  /// thread, that throws `std::logic_error`.
+  /// Waits until the task is complete or `deadline` has passed, and returns whether it is complete. On the
+  /// main thread, an executor that supports `runUntil` runs its functions meanwhile; another executor throws
+  /// `std::logic_error`. The background thread throws it too, unless the task is complete.
   bool waitUntil(Clock::time_point deadline);
 
-  /// Calls `continuation` once: on the completing thread, or at once when the task is complete. It must not
-  /// throw or block.
+  /// Calls `continuation` once: on the thread that completes the task, or inside this call when the task is
+  /// complete. It must not throw or block.
   void onCompletion(std::function<void()> continuation);
 
-  /// Calls `continuation` once, after completion: on the main thread with true, or where the main executor
-  /// refuses with false.
+  /// Calls `continuation` once, after completion: on the main thread with true, or with false when the main
+  /// executor refuses it.
   void continueOnMain(std::function<void(bool delivered)> continuation);
 
-  /// Names what `cancel` calls until the task is complete.
+  /// Sets the function that `cancel` calls until the task is complete.
   void setCanceller(std::function<void()> canceller);
   void cancel();
 
  protected:
   ~TaskWaiting() = default;
 
-  /// Runs `publish` under the lock and completes the task; nothing when it is complete already.
+  /// Runs `publish` under the lock and completes the task. Without effect when it is complete already.
   void complete(const std::function<void()>& publish);
 
  private:

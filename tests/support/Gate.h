@@ -3,17 +3,20 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "support/Await.h"
+
 namespace corvane::test {
 
-/// Blocks the callers of `pass` while it is closed. Initially open. Any thread.
+/// Blocks the threads of a server's handler while the test keeps it closed. Any thread; open at first.
 class Gate {
  public:
   void close() { set(true); }
   void open() { set(false); }
 
+  /// Waits while it is closed.
   void pass() {
     std::unique_lock lock(mutex_);
-    opened_.wait(lock, [this] { return !closed_; });
+    await(opened_, lock, "a gate to open", [this] { return !closed_; });
   }
 
  private:

@@ -15,58 +15,61 @@
 
 #include "api/HTTPClient.h"
 #include "corvane/CorvaneError.h"
+#include "support/Await.h"
 
 namespace corvane::test {
 
-/// What every `HTTPClient` owes its callers. A `Subject` is default-constructible and offers
+/// The tests that every `HTTPClient` must pass. A `Subject` has
 ///
 ///   Subject(boost::asio::io_context& background)
 ///   HTTPClient& client();
-///   URLRequest request();                       // a request that gets the answer below
+///   URLRequest request();                       // a request that gets the response below
 ///   void willAnswer(HTTPResponse response);     // header names as given
 ///   void willFail();                            // no response
 ///   void willStaySilent();
-///   void awaitRequest();                        // blocks until the backend has one that it leaves
-///   unanswered std::size_t requestsSeen();
+///   void awaitRequest();                        // waits until the backend has a request without a response
+///   std::size_t requestsSeen();
 template <typename Subject>
 class HTTPClientContract : public testing::Test {
  protected:
-  /// Runs `send` in a task of the background executor to its end. `meanwhile` runs beside it, in a thread of
-  /// its own, and may cancel through the signal, on the executor as the library does.
+  /// Runs `send` to its end in a task of the background executor. `meanwhile` runs on another thread at the
+  /// same time and may post a cancellation to the executor, as the library does.
   template <typename Meanwhile>
   std::optional<HTTPResponse> send(Meanwhile meanwhile) {
-    boost::asio::cancellation_signal signal;
-    std::optional<HTTPResponse> response;
+    response_.reset();
     failure_.reset();
     boost::asio::co_spawn(
         background_,
-        [&]() -> boost::asio::awaitable<void> {
+        [this]() -> boost::asio::awaitable<void> {
           co_await boost::asio::this_coro::throw_if_cancelled(false);
-          if (cancelsFirst_) signal.emit(boost::asio::cancellation_type::terminal);
+          if (cancelsFirst_) signal_.emit(boost::asio::cancellation_type::terminal);
           try {
-            response = co_await subject_.client().send(subject_.request());
+            response_ = co_await subject_.client().send(subject_.request());
           } catch (const CorvaneError& error) {
             failure_ = error;
           }
           resumedOn_ = std::this_thread::get_id();
         },
-        boost::asio::bind_cancellation_slot(signal.slot(), [](const std::exception_ptr& error) {
+        boost::asio::bind_cancellation_slot(signal_.slot(), [](const std::exception_ptr& error) {
           if (error) std::rethrow_exception(error);
         }));
-    std::thread beside([&] { meanwhile(signal); });
-    background_.run();
+    std::thread beside([&] { meanwhile(signal_); });
+    background_.run_for(waitLimit);
+    EXPECT_TRUE(background_.stopped()) << "send did not return";
     background_.restart();
     beside.join();
-    return response;
+    return response_;
   }
 
   std::optional<HTTPResponse> send() {
     return send([](auto&) {});
   }
 
+  boost::asio::cancellation_signal signal_;
+  std::optional<HTTPResponse> response_;
+  std::optional<CorvaneError> failure_;
   boost::asio::io_context background_;
   Subject subject_{background_};
-  std::optional<CorvaneError> failure_;
   std::thread::id resumedOn_;
   bool cancelsFirst_ = false;
 };

@@ -8,17 +8,20 @@
 #include <mutex>
 #include <string_view>
 
+#include "support/Await.h"
+
 namespace corvane::test {
 
 namespace {
 
-// Never destroyed: look-up threads may outlive main.
+// Never destroyed: threads of name look-ups may outlive main.
 struct State {
   std::mutex mutex;
   std::condition_variable changed;
   int hanging = 0;
   int generation = 0;
   bool lateIsKnown = false;
+  int lateLookUps = 0;
 };
 
 State& state() {
@@ -40,12 +43,19 @@ int askFor(const char* address, const char* service, const addrinfo* hints, addr
   return askSystem(address, service, &any, result);
 }
 
+int askForBoth(const char* first, const char* second, const char* service, const addrinfo* hints,
+               addrinfo** result) {
+  const int code = askFor(first, service, hints, result);
+  return code != 0 ? code : askFor(second, service, hints, &(*result)->ai_next);
+}
+
 int hang() {
   std::unique_lock lock(state().mutex);
   ++state().hanging;
   state().changed.notify_all();
   const int generation = state().generation;
-  state().changed.wait(lock, [&] { return state().generation != generation; });
+  await(state().changed, lock, "the release of a name look-up",
+        [&] { return state().generation != generation; });
   --state().hanging;
   state().changed.notify_all();
   return EAI_AGAIN;
@@ -53,6 +63,8 @@ int hang() {
 
 bool lateIsKnown() {
   const std::lock_guard lock(state().mutex);
+  ++state().lateLookUps;
+  state().changed.notify_all();
   return state().lateIsKnown;
 }
 
@@ -61,10 +73,8 @@ int lookUp(std::string_view name, const char* service, const addrinfo* hints, ad
   if (name.ends_with(".loopback.test") || (name == "late.test" && lateIsKnown())) {
     return askFor("127.0.0.1", service, hints, result);
   }
-  if (name == "both.test") {
-    const int code = askFor("2001:db8::1", service, hints, result);
-    return code != 0 ? code : askFor("127.0.0.1", service, hints, &(*result)->ai_next);
-  }
+  if (name == "refused-last.test") return askForBoth("2001:db8::1", "127.0.0.1", service, hints, result);
+  if (name == "refused-first.test") return askForBoth("127.0.0.1", "2001:db8::1", service, hints, result);
   return EAI_NONAME;
 }
 
@@ -74,17 +84,23 @@ void LookUps::release() {
   std::unique_lock lock(state().mutex);
   ++state().generation;
   state().changed.notify_all();
-  state().changed.wait(lock, [] { return state().hanging == 0; });
+  await(state().changed, lock, "the name look-ups to return", [] { return state().hanging == 0; });
 }
 
 void LookUps::awaitSilent() {
   std::unique_lock lock(state().mutex);
-  state().changed.wait(lock, [] { return state().hanging > 0; });
+  await(state().changed, lock, "a look-up of silent.test", [] { return state().hanging > 0; });
 }
 
 void LookUps::makeLateKnown(bool known) {
   const std::lock_guard lock(state().mutex);
   state().lateIsKnown = known;
+  state().lateLookUps = 0;
+}
+
+void LookUps::awaitLate(int count) {
+  std::unique_lock lock(state().mutex);
+  await(state().changed, lock, "look-ups of late.test", [&] { return state().lateLookUps >= count; });
 }
 
 }  // namespace corvane::test

@@ -9,6 +9,7 @@
 #include "Exchange.h"
 #include "LookUps.h"
 #include "api/transport/TransportLoop.h"
+#include "support/Gate.h"
 #include "support/LoopbackServer.h"
 
 namespace corvane::test {
@@ -19,14 +20,13 @@ using platform::Transport;
 using platform::TransportLoop;
 using platform::URLSession;
 
-constexpr auto shutdownBound = 10s;
 constexpr const char* exitingText = "the process is exiting";
 
 LoopbackAnswer neverAnswer(const LoopbackRequest&) {
   return LoopbackAnswer::silence();
 }
 
-TEST(Transport, ShuttingDownEndsWhatIsInFlightAndInLineAndToCome) {
+TEST(Transport, ShutDownEndsActiveQueuedAndLaterExchanges) {
   const TLSIdentity identity;
   LoopbackServer plain(neverAnswer);
   LoopbackServer secure(neverAnswer, &identity);
@@ -41,30 +41,32 @@ TEST(Transport, ShuttingDownEndsWhatIsInFlightAndInLineAndToCome) {
   plain.awaitRequests(TransportLoop::maxExchanges / 2);
   secure.awaitRequests(TransportLoop::maxExchanges / 2);
 
-  EXPECT_TRUE(transport.shutDown(shutdownBound));
-  for (Exchange& exchange : exchanges) EXPECT_EQ(failure(exchange.result.get()), exitingText);
+  EXPECT_TRUE(transport.shutDown(waitLimit));
+  for (Exchange& exchange : exchanges) EXPECT_EQ(failure(exchange.result()), exitingText);
   plain.awaitNoConnection();
   secure.awaitNoConnection();
   EXPECT_EQ(failure(run(session, {.url = plain.url()})), exitingText);
   exchanges.front().cancel();
-  EXPECT_TRUE(transport.shutDown(shutdownBound));
+  EXPECT_TRUE(transport.shutDown(waitLimit));
 }
 
-TEST(Transport, ShuttingDownGivesUpOnAThreadThatAHostHolds) {
+TEST(Transport, ShutDownReturnsFalseWhileACompletionBlocksTheThread) {
   LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
-  Transport transport;
   std::promise<void> entered;
-  std::promise<void> leave;
+  auto hasEntered = entered.get_future();
+  Gate gate;
+  gate.close();
+  Transport transport;
   transport.begin({.url = server.url()}, within(30), [&](const auto&) {
     entered.set_value();
-    leave.get_future().wait();
+    gate.pass();
   });
-  entered.get_future().wait();
+  await(hasEntered, "the completion");
   EXPECT_FALSE(transport.shutDown(1ms));
-  leave.set_value();
+  gate.open();
 }
 
-TEST(Transport, BeginningAndCancellingFromManyThreadsWhileShuttingDownCompletesEachOnce) {
+TEST(Transport, CompletesEachExchangeOnceWhenThreadsBeginAndCancelDuringAShutDown) {
   LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
   Transport transport;
   const URLSession session(within(600), transport);
@@ -76,15 +78,15 @@ TEST(Transport, BeginningAndCancellingFromManyThreadsWhileShuttingDownCompletesE
         exchanges.push_back(begin(session, {.url = server.url()}));
         if (i % 3 == 0) exchanges.back().cancel();
       }
-      for (Exchange& exchange : exchanges) exchange.result.wait();
+      for (Exchange& exchange : exchanges) exchange.result();
     });
   }
   server.awaitRequests(5);
-  EXPECT_TRUE(transport.shutDown(shutdownBound));
+  EXPECT_TRUE(transport.shutDown(waitLimit));
   for (std::thread& thread : threads) thread.join();
 }
 
-TEST(Transport, AResolverThatNeverAnswersHoldsUpNoOtherExchangeNoTimeoutAndNoShutDown) {
+TEST(Transport, AHangingNameLookUpDelaysNoOtherExchangeNoTimeoutAndNoShutDown) {
   const URLRequest silent{.url = "http://silent.test/"};
   LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
   Transport transport;
@@ -94,11 +96,11 @@ TEST(Transport, AResolverThatNeverAnswersHoldsUpNoOtherExchangeNoTimeoutAndNoShu
   LookUps::awaitSilent();
   EXPECT_EQ(response(run(session, {.url = server.url("/", "name.loopback.test")})).statusCode, 200);
   cancelled.cancel();
-  EXPECT_EQ(failure(cancelled.result.get()), "cancelled");
+  EXPECT_EQ(failure(cancelled.result()), "cancelled");
   const std::string text = failure(run(URLSession(within(0.1), transport), silent));
   EXPECT_NE(text.find("timed out"), std::string::npos) << text;
-  EXPECT_TRUE(transport.shutDown(shutdownBound));
-  EXPECT_EQ(failure(hanging.result.get()), exitingText);
+  EXPECT_TRUE(transport.shutDown(waitLimit));
+  EXPECT_EQ(failure(hanging.result()), exitingText);
   LookUps::release();
 }
 

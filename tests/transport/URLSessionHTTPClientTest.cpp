@@ -2,7 +2,6 @@
 
 #include <future>
 #include <memory>
-#include <thread>
 #include <utility>
 
 #include "Exchange.h"
@@ -33,7 +32,7 @@ class RealClient {
  private:
   LoopbackAnswer next_;  // set before anything is sent
   LoopbackServer server_{[this](const LoopbackRequest&) { return next_; }};
-  platform::Transport transport_;  // ends here, as the executor that it posts to ends with the test
+  platform::Transport transport_;  // of this test only, because it posts to the executor of this test
   platform::URLSessionHTTPClient client_;
 };
 
@@ -45,18 +44,19 @@ class FakeClient {
   HTTPClient& client() { return client_; }
   URLRequest request() { return {.url = "https://api.test"}; }
   void willAnswer(HTTPResponse response) {
-    // Names reach a caller in lower case; who writes a script writes them so.
+    // A client returns header names in lower case; this script contains them so.
     if (response.headers.contains("Retry-After")) response.headers = {{"retry-after", "3"}};
     client_.answer(std::move(response));
   }
   void willFail() { client_.answer(CorvaneError::transport("reset")); }
   void willStaySilent() {}
   void awaitRequest() {
-    for (bool sent = false; !sent; std::this_thread::yield()) {
-      std::promise<bool> seen;
-      boost::asio::post(background_, [&] { seen.set_value(!client_.sent.empty()); });
-      sent = seen.get_future().get();
-    }
+    awaitByPolling("a request", [this] {
+      auto seen = std::make_shared<std::promise<bool>>();
+      boost::asio::post(background_, [this, seen] { seen->set_value(!client_.sent.empty()); });
+      auto future = seen->get_future();
+      return await(future, "the background executor");
+    });
   }
   std::size_t requestsSeen() { return client_.sent.size(); }
 

@@ -34,8 +34,8 @@ class Descriptor {
   int value_;
 };
 
-/// A non-blocking route socket that hears the given groups, or -1. The kernel answers a request on it before
-/// `send` returns, so that nothing here has to wait.
+/// A non-blocking route socket that receives the notifications of the given groups, or -1. The kernel
+/// responds to a request before `send` returns, so no wait is needed.
 int openRouteSocket(std::uint32_t groups) {
   Descriptor socket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
   sockaddr_nl address{};
@@ -65,24 +65,24 @@ bool isLinkLocal(const rtmsg& route, const rtattr& destination) {
   return IN6_IS_ADDR_LINKLOCAL(&address) || IN6_IS_ADDR_MULTICAST(&address);
 }
 
-/// Whether this entry of the routing tables leads out over a device that is not the loopback.
-bool leadsOut(const nlmsghdr& message, unsigned loopback) {
+/// Whether this entry of the routing tables uses a device that is not the loopback.
+bool leadsBeyondLoopback(const nlmsghdr& message, unsigned loopback) {
   if (message.nlmsg_len < NLMSG_LENGTH(sizeof(rtmsg))) return false;
   const auto& route = *static_cast<const rtmsg*>(NLMSG_DATA(&message));
   if (route.rtm_type != RTN_UNICAST || route.rtm_table == RT_TABLE_LOCAL) return false;
-  // A bridge without carrier keeps its route, and leads nowhere.
+  // A bridge without carrier keeps its route, but nothing is reachable over it.
   if ((route.rtm_flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) != 0) return false;
   auto remaining = static_cast<int>(RTM_PAYLOAD(&message));
-  bool out = true;
+  bool usable = true;
   for (const rtattr* field = RTM_RTA(&route); RTA_OK(field, remaining); field = RTA_NEXT(field, remaining)) {
-    if (field->rta_type == RTA_DST && isLinkLocal(route, *field)) out = false;
+    if (field->rta_type == RTA_DST && isLinkLocal(route, *field)) usable = false;
     if (field->rta_type == RTA_OIF && RTA_PAYLOAD(field) == sizeof(unsigned)) {
       unsigned device = 0;
       std::memcpy(&device, RTA_DATA(field), sizeof device);
-      if (device == loopback) out = false;
+      if (device == loopback) usable = false;
     }
   }
-  return out;
+  return usable;
 }
 
 }  // namespace
@@ -108,7 +108,7 @@ bool ConnectivityMonitor::hasRouteBeyondLoopback() {
          message = NLMSG_NEXT(message, remaining)) {
       if (message->nlmsg_type == NLMSG_DONE) return false;
       if (message->nlmsg_type == NLMSG_ERROR) return true;
-      if (message->nlmsg_type == RTM_NEWROUTE && leadsOut(*message, loopback)) return true;
+      if (message->nlmsg_type == RTM_NEWROUTE && leadsBeyondLoopback(*message, loopback)) return true;
     }
   }
 }
@@ -117,17 +117,17 @@ ConnectivityMonitor::~ConnectivityMonitor() {
   ::close(descriptor_);
 }
 
-ConnectivityMonitor::Notices ConnectivityMonitor::take() {
-  // What a notice says does not matter, nor that a long one is cut off.
+ConnectivityMonitor::Changes ConnectivityMonitor::takeChanges() {
+  // The content of a notification does not matter, so a long one may be truncated.
   std::array<char, 4096> buffer;
-  Notices seen = Notices::none;
+  Changes seen = Changes::none;
   for (;;) {
     if (::recv(descriptor_, buffer.data(), buffer.size(), 0) >= 0 || errno == ENOBUFS) {
-      seen = Notices::some;  // ENOBUFS: notices were dropped for want of space, so there were some
+      seen = Changes::some;  // ENOBUFS: the kernel dropped notifications
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       return seen;
     } else if (errno != EINTR) {
-      return Notices::lost;
+      return Changes::lost;
     }
   }
 }
@@ -145,8 +145,8 @@ bool ConnectivityMonitor::hasRouteBeyondLoopback() {
   return true;
 }
 ConnectivityMonitor::~ConnectivityMonitor() = default;
-ConnectivityMonitor::Notices ConnectivityMonitor::take() {
-  return Notices::lost;
+ConnectivityMonitor::Changes ConnectivityMonitor::takeChanges() {
+  return Changes::lost;
 }
 
 }  // namespace corvane::platform

@@ -4,33 +4,33 @@
 
 namespace corvane::platform {
 
-/// A subscription to the operating system's notices that links, addresses or routes have changed. What
-/// happens after `subscribe` is not missed: notices wait in the descriptor until they are taken. Destroying
-/// it ends the subscription. One thread at a time.
+/// A subscription to the operating system's notifications that links, addresses or routes have changed. No
+/// change after `subscribe` is missed: notifications stay in the descriptor until they are taken. The
+/// destructor ends the subscription. Used by one thread at a time.
 class ConnectivityMonitor {
  public:
-  enum class Notices {
+  enum class Changes {
     none,  ///< Nothing has changed since the last call.
     some,  ///< Something may have changed.
-    lost,  ///< The subscription broke; no notice will come any more.
+    lost,  ///< The subscription failed; there are no further notifications.
   };
 
-  /// Null where the platform has no such notices, or does not let this process have them.
+  /// Returns nullptr when the platform has no such notifications or denies them to this process.
   static std::unique_ptr<ConnectivityMonitor> subscribe();
 
-  /// Whether a route leads anywhere but to this machine and its links' neighbourhood addresses. True where
-  /// that cannot be told. Does not block.
+  /// Whether there is a route to more than this machine and link-local addresses. True when that cannot be
+  /// determined. Does not block.
   static bool hasRouteBeyondLoopback();
 
   ~ConnectivityMonitor();
   ConnectivityMonitor(const ConnectivityMonitor&) = delete;
   ConnectivityMonitor& operator=(const ConnectivityMonitor&) = delete;
 
-  /// Readable when there is something to take. Owned by this object.
+  /// Readable when there are notifications to take. Owned by this object.
   int descriptor() const { return descriptor_; }
 
-  /// Takes all pending notices. Never blocks.
-  Notices take();
+  /// Takes all pending notifications. Does not block.
+  Changes takeChanges();
 
  private:
   explicit ConnectivityMonitor(int descriptor) : descriptor_(descriptor) {}

@@ -8,7 +8,7 @@
 
 #include "api/transport/TransportExchange.h"
 #include "api/transport/TransportLoop.h"
-#include "async/QuietThread.h"
+#include "async/LibraryThread.h"
 
 namespace corvane::platform {
 
@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* exitingText = "the process is exiting";
 
-/// Once per process and never undone: the host may use libcurl too, before and after, and counts for itself.
+/// Once per process and never undone: libcurl counts initialisations, and the host may have its own.
 CURLcode initialiseLibcurl() {
   static const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
   return code;
@@ -60,7 +60,7 @@ Transport::~Transport() {
 
 void Transport::startThread() {
   try {
-    thread_ = startQuietThread([this] { run(); });
+    thread_ = startLibraryThread([this] { run(); });
   } catch (const std::system_error& error) {
     refusal_ = std::string("no thread for the transport: ") + error.what();
   }
@@ -79,7 +79,7 @@ Transport::ExchangeID Transport::begin(URLRequest request, const URLSessionConfi
     id = exchange->id = ++lastID_;
     refusal = refusal_;
     if (refusal.empty()) {
-      wakeForFirst();
+      wakeForFirstCommand();
       commands_.begun.push_back(std::move(exchange));
     }
   }
@@ -89,56 +89,56 @@ Transport::ExchangeID Transport::begin(URLRequest request, const URLSessionConfi
 
 void Transport::cancel(ExchangeID exchange) {
   const std::lock_guard lock(mutex_);
-  if (!refusal_.empty()) return;  // everything is being ended anyway
-  wakeForFirst();
+  if (!refusal_.empty()) return;  // all exchanges are about to end
+  wakeForFirstCommand();
   commands_.cancelled.push_back(exchange);
 }
 
-/// Commands that waits has woken the thread already. The thread takes it under `mutex_`, which the caller
-/// holds.
-void Transport::wakeForFirst() {
+/// Call it under `mutex_`, before a command is added. When commands are pending, the thread has been woken
+/// and has not yet taken them.
+void Transport::wakeForFirstCommand() {
   if (commands_.begun.empty() && commands_.cancelled.empty()) loop_->wake();
 }
 
-bool Transport::shutDown(std::chrono::milliseconds bound) {
+bool Transport::shutDown(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
   if (refusal_.empty()) {
     refusal_ = exitingText;
     loop_->wake();
   }
   if (!thread_.joinable()) return true;
-  if (!threadEnd_.wait_for(lock, bound, [this] { return threadEnded_; })) return false;
-  // What is left of the thread after `threadEnded_` takes no lock, so joining under this one cannot hang; the
-  // lock makes a second caller wait for the join.
+  if (!threadEnd_.wait_for(lock, timeout, [this] { return threadEnded_; })) return false;
+  // After `threadEnded_` the thread takes no lock, so a join under this one cannot deadlock. The lock makes a
+  // second caller wait for the join.
   thread_.join();
   return true;
 }
 
 void Transport::run() {
   pthread_setname_np(pthread_self(), "corvane-http");
-  std::string leaving;
+  std::string refusal;
   for (;;) {
     Commands commands;
     {
       const std::lock_guard lock(mutex_);
       std::swap(commands, commands_);
-      leaving = refusal_;
+      refusal = refusal_;
     }
     std::unique_lock working(working_);
     for (auto& exchange : commands.begun) loop_->enqueue(std::move(exchange));
     for (const ExchangeID exchange : commands.cancelled) loop_->cancel(exchange);
-    if (!leaving.empty()) break;
+    if (!refusal.empty()) break;
     loop_->work();
     working.unlock();
     if (const std::string failure = loop_->sleep(); !failure.empty()) {
-      // A process that may not poll any more (its limit of descriptors is zero, say) would try for ever.
+      // The failure may be permanent (a descriptor limit of zero, for example), so there is no second try.
       const std::lock_guard lock(mutex_);
       if (refusal_.empty()) refusal_ = failure;
     }
   }
   {
     const std::lock_guard working(working_);
-    loop_->abandon(leaving);
+    loop_->failAll(refusal);
     loop_.reset();
   }
   const std::lock_guard lock(mutex_);

@@ -19,45 +19,46 @@ namespace corvane::platform {
 struct TransportExchange;
 class TransportLoop;
 
-/// The transport thread and the mailbox in front of it.
+/// The transport thread and its pending commands.
 ///
 /// One thread runs every exchange of the process on one libcurl multi handle (`TransportLoop`, which only
-/// that thread touches). Other threads reach it through the mailbox: begun exchanges and cancellations are
-/// put in under `mutex_`, and a wake-up makes the thread take them out. The mutex is never held while a
-/// completion runs, nor while libcurl works. With nothing to do the thread sleeps until it is woken.
+/// that thread uses). Other threads add commands, which begin or cancel an exchange, under `mutex_` and wake
+/// the thread, which takes them. The mutex is not held while a completion runs or libcurl works. With nothing
+/// to do, the thread sleeps until it is woken.
 ///
-/// The thread blocks all signals, and so do libcurl's look-up threads, which inherit its mask.
+/// The thread blocks all signals, and so do libcurl's resolver threads, which inherit its mask.
 class Transport {
  public:
   using Completion = std::function<void(URLSessionResult)>;
   using ExchangeID = std::uint64_t;
 
-  /// The process's transport: made on first use (libcurl is initialised before anything else) and never
-  /// destroyed, so that it may be used at any time until the process is gone. Any thread.
+  /// The process's transport: made on first use, which initialises libcurl first, and never destroyed, so
+  /// that it may be used until the process ends. Any thread.
   static Transport& shared();
 
   Transport();
-  /// Shuts down and waits for the thread, however long it takes. Nobody may be inside a call.
+  /// Shuts down and waits for the thread, without a time limit. No other call may be in progress.
   ~Transport();
   Transport(const Transport&) = delete;
   Transport& operator=(const Transport&) = delete;
 
-  /// Begins an exchange, or queues it while enough are in progress. Any thread, never blocks, never throws.
+  /// Begins an exchange, or queues it while `TransportLoop::maxExchanges` are in progress. Any thread. Does
+  /// not wait for I/O.
   ///
-  /// `completion` runs exactly once and is destroyed, both on the transport's thread and never inside
-  /// `begin`. It must neither block nor throw. The one exception: after a shutdown there is no such thread,
-  /// and the failure is reported inside `begin`.
+  /// `completion` runs exactly once and is then destroyed, both on the transport's thread and never inside
+  /// `begin`. It must not block or throw. After a shutdown that thread is gone, and the failure is reported
+  /// inside `begin`.
   ExchangeID begin(URLRequest request, const URLSessionConfiguration& configuration, Completion completion);
 
-  /// Aborts the exchange, queued or in flight: its completion still runs, once, as a failure. Without effect
-  /// once the exchange has ended. Any thread, never blocks.
+  /// Aborts the exchange, queued or in flight: its completion still runs once, with a failure. Without effect
+  /// when the exchange has ended. Any thread. Does not wait.
   void cancel(ExchangeID exchange);
 
-  /// Ends every exchange, now and from here on, with the text "the process is exiting", closes all sockets
-  /// and ends the thread. Returns true when the thread has ended within `bound`; otherwise it is left behind,
-  /// and may still be inside a completion. Any thread but the transport's own; a second call just waits.
-  /// Never to be called in a forked child, where the thread does not exist.
-  bool shutDown(std::chrono::milliseconds bound);
+  /// Ends every exchange, present and future, with the text "the process is exiting", closes all sockets and
+  /// ends the thread. Returns whether the thread ended within `timeout`; if not, it still runs and may be
+  /// inside a completion. Any thread but the transport's own; a second call only waits. Must not be called in
+  /// a forked child, where the thread does not exist.
+  bool shutDown(std::chrono::milliseconds timeout);
 
  private:
   struct Commands {
@@ -67,21 +68,21 @@ class Transport {
 
   void startThread();
   void run();
-  void wakeForFirst();
+  void wakeForFirstCommand();
 
-  /// Held by the thread except while it sleeps, and by a fork: the child would inherit for ever the locks of
-  /// libcurl and OpenSSL that the thread holds while it works, and hang in OpenSSL's exit hook. Completions
-  /// run under it, and so must not wait for anything else that a fork locks.
+  /// Held by the thread except while it sleeps, and by a fork. Without it, a child could inherit a lock of
+  /// libcurl or OpenSSL in the locked state and hang in OpenSSL's exit hook. Completions run under it, so
+  /// they must not wait for another lock that a fork takes.
   std::mutex working_;
 
   std::mutex mutex_;
   Commands commands_;         // under mutex_
   ExchangeID lastID_ = 0;     // under mutex_
-  std::string refusal_;       // under mutex_: why no exchange is taken any more; empty while they are
+  std::string refusal_;       // under mutex_: why no exchange is accepted any more; empty while they are
   bool threadEnded_ = false;  // under mutex_
   std::condition_variable threadEnd_;
-  /// Used by the thread alone, except for `wake`, which others call under `mutex_` while `refusal_` is empty:
-  /// the thread destroys the loop only after it has seen a refusal.
+  /// Used by the thread only, except for `wake`, which other threads call under `mutex_` while `refusal_` is
+  /// empty: the thread destroys the loop only after it has read a refusal.
   std::unique_ptr<TransportLoop> loop_;
   std::thread thread_;
 };

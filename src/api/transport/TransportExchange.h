@@ -13,27 +13,27 @@
 
 namespace corvane::platform {
 
-/// One exchange on its way through the transport: first in the mailbox or the line, then on the transport
-/// thread alone.
+/// One exchange, from `Transport::begin` to its completion. Before it is in the transport's commands, one
+/// thread owns it; after that, the transport thread.
 struct TransportExchange {
   std::uint64_t id = 0;
-  /// The request of the current hop: redirects replace it.
+  /// The current request: a redirect replaces it.
   URLRequest request;
   URLSessionConfiguration configuration;
   std::function<void(URLSessionResult)> completion;
 
-  /// Set when the exchange leaves the line.
+  /// Set when the exchange leaves the queue.
   std::chrono::steady_clock::time_point deadline;
   int redirectsFollowed = 0;
-  /// What performs the current hop. Held from leaving the line to the end.
+  /// Performs the current request. Held while the exchange is active.
   std::unique_ptr<TransportTransfer> transfer;
-  bool isRunning = false;  // the transfer is with libcurl
+  bool isRunning = false;  // the transfer is in the multi handle
 
-  /// Connectivity was missing at least once, so that notices matter to this exchange.
-  bool metNoNetwork = false;
-  bool waitsForNotice = false;
-  /// How many notices had come when the current attempt began; 0 where nobody was counting.
-  std::uint64_t noticesAtStart = 0;
+  /// An attempt failed for want of connectivity, so network changes matter to this exchange.
+  bool lackedConnectivity = false;
+  bool waitsForChange = false;
+  /// `TransportLoop::changeCount_` when the current attempt began; 0 when there was no monitor.
+  std::uint64_t changesAtStart = 0;
   /// Why the latest attempt failed.
   std::string latestFailure;
 };

@@ -35,12 +35,12 @@ void TransportLoop::work() {
     failActive(curl_multi_strerror(code));
   }
   collectFinished();
-  takeNotices();
-  expireWaiting();
-  admitQueued();
+  handleNetworkChanges();
+  failExpired();
+  startQueued();
 }
 
-void TransportLoop::abandon(const std::string& reason) {
+void TransportLoop::failAll(const std::string& reason) {
   failActive(reason);
   while (!queue_.empty()) {
     const auto exchange = std::move(queue_.front());
@@ -53,35 +53,35 @@ void TransportLoop::collectFinished() {
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
     if (message->msg != CURLMSG_DONE) continue;
-    const CURLcode code = message->data.result;  // the message dies with the removal
+    const CURLcode code = message->data.result;  // the removal frees the message
     TransportExchange* exchange = nullptr;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &exchange);
     curl_multi_remove_handle(multi_.get(), message->easy_handle);
     exchange->isRunning = false;
-    finishHop(*exchange, code);
+    finishRequest(*exchange, code);
   }
 }
 
-void TransportLoop::admitQueued() {
+void TransportLoop::startQueued() {
   while (active_.size() < maxExchanges && !queue_.empty()) {
     auto exchange = std::move(queue_.front());
     queue_.pop_front();
-    if (auto malformed = malformation(exchange->request)) {
+    if (auto malformed = validationError(exchange->request)) {
       exchange->completion(std::move(*malformed));
       continue;
     }
     exchange->deadline = Clock::now() + exchange->configuration.exchangeTimeout();
-    if (spare_.empty()) spare_.push_back(std::make_unique<TransportTransfer>());
-    exchange->transfer = std::move(spare_.back());
-    spare_.pop_back();
+    if (idleTransfers_.empty()) idleTransfers_.push_back(std::make_unique<TransportTransfer>());
+    exchange->transfer = std::move(idleTransfers_.back());
+    idleTransfers_.pop_back();
     active_.push_back(std::move(exchange));
-    startHop(*active_.back());
+    startRequest(*active_.back());
   }
 }
 
-void TransportLoop::startHop(TransportExchange& exchange) {
-  exchange.waitsForNotice = false;
-  exchange.noticesAtStart = monitor_ ? noticeCount_ : 0;
+void TransportLoop::startRequest(TransportExchange& exchange) {
+  exchange.waitsForChange = false;
+  exchange.changesAtStart = monitor_ ? changeCount_ : 0;
   const auto left = std::chrono::ceil<milliseconds>(exchange.deadline - Clock::now());
   CURLcode code = exchange.transfer->prepare(exchange.request, std::max(left, milliseconds(1)),
                                              exchange.configuration.certificateAuthorityFile);
@@ -92,68 +92,68 @@ void TransportLoop::startHop(TransportExchange& exchange) {
   exchange.isRunning = true;
 }
 
-void TransportLoop::finishHop(TransportExchange& exchange, CURLcode code) {
-  if (code == CURLE_OK) return answer(exchange, exchange.transfer->takeResponse());
+void TransportLoop::finishRequest(TransportExchange& exchange, CURLcode code) {
+  if (code == CURLE_OK) return handleResponse(exchange, exchange.transfer->takeResponse());
   exchange.latestFailure = exchange.transfer->failureText(code);
-  if (metNoNetwork(exchange, code) && awaitConnectivity(exchange)) return;
+  if (lacksConnectivity(exchange, code) && waitForConnectivity(exchange)) return;
   complete(exchange, exchange.latestFailure);
 }
 
-void TransportLoop::answer(TransportExchange& exchange, HTTPResponse response) {
-  auto next = redirected(exchange.request, response);
+void TransportLoop::handleResponse(TransportExchange& exchange, HTTPResponse response) {
+  auto next = redirectedRequest(exchange.request, response);
   if (!next) return complete(exchange, std::move(response));
   if (exchange.redirectsFollowed == maxRedirects) {
     return complete(exchange, "Maximum (" + std::to_string(maxRedirects) + ") redirects followed");
   }
   ++exchange.redirectsFollowed;
   exchange.request = std::move(*next);
-  startHop(exchange);
+  startRequest(exchange);
 }
 
-bool TransportLoop::metNoNetwork(const TransportExchange& exchange, CURLcode code) const {
+bool TransportLoop::lacksConnectivity(const TransportExchange& exchange, CURLcode code) const {
   if (!exchange.configuration.waitsForConnectivity) return false;
   if (code == CURLE_COULDNT_RESOLVE_HOST || code == CURLE_COULDNT_RESOLVE_PROXY) {
     return !ConnectivityMonitor::hasRouteBeyondLoopback();
   }
-  return exchange.transfer->foundNoWay(code);
+  return exchange.transfer->wasUnreachable(code);
 }
 
-/// Subscribing comes before the attempt that decides: an attempt that began before the subscription, or
-/// before the latest notice, may have failed for what has changed since, so it is repeated at once. Only one
-/// that failed with nothing new since it began waits for the next notice. False where there are no notices.
-bool TransportLoop::awaitConnectivity(TransportExchange& exchange) {
+/// An attempt that began before the subscription, or before the latest network change, may have failed
+/// because of a state that is over, so it is repeated at once. Only an attempt without a change since it
+/// began waits for the next one. Returns false when the system reports no changes.
+bool TransportLoop::waitForConnectivity(TransportExchange& exchange) {
   if (monitor_) {
-    takeNotices();
+    handleNetworkChanges();
   } else {
     monitor_ = ConnectivityMonitor::subscribe();
-    ++noticeCount_;  // whatever came while nobody was counting
+    ++changeCount_;  // there may have been changes while there was no monitor
   }
   if (!monitor_) return false;
-  exchange.metNoNetwork = true;
-  if (exchange.noticesAtStart == noticeCount_) {
-    exchange.waitsForNotice = true;
+  exchange.lackedConnectivity = true;
+  if (exchange.changesAtStart == changeCount_) {
+    exchange.waitsForChange = true;
   } else {
-    startHop(exchange);
+    startRequest(exchange);
   }
   return true;
 }
 
-void TransportLoop::takeNotices() {
+void TransportLoop::handleNetworkChanges() {
   if (!monitor_) return;
-  const auto notices = monitor_->take();
-  if (notices == ConnectivityMonitor::Notices::none) return;
-  if (notices == ConnectivityMonitor::Notices::lost) monitor_.reset();
-  ++noticeCount_;
+  const auto changes = monitor_->takeChanges();
+  if (changes == ConnectivityMonitor::Changes::none) return;
+  if (changes == ConnectivityMonitor::Changes::lost) monitor_.reset();
+  ++changeCount_;
   for (TransportExchange* exchange : waiting()) {
     if (monitor_) {
-      startHop(*exchange);
+      startRequest(*exchange);
     } else {
       complete(*exchange, exchange->latestFailure);
     }
   }
 }
 
-void TransportLoop::expireWaiting() {
+void TransportLoop::failExpired() {
   const auto now = Clock::now();
   for (TransportExchange* exchange : waiting()) {
     if (exchange->deadline <= now) complete(*exchange, exchange->latestFailure);
@@ -166,10 +166,10 @@ std::string TransportLoop::sleep() {
     const auto left = std::chrono::ceil<milliseconds>(exchange->deadline - Clock::now()).count();
     longest = static_cast<int>(std::clamp<long long>(left, 0, longest));
   }
-  curl_waitfd notices{};
-  notices.fd = monitor_ ? monitor_->descriptor() : CURL_SOCKET_BAD;
-  notices.events = CURL_WAIT_POLLIN;
-  const CURLMcode code = curl_multi_poll(multi_.get(), &notices, monitor_ ? 1 : 0, longest, nullptr);
+  curl_waitfd monitored{};
+  monitored.fd = monitor_ ? monitor_->descriptor() : CURL_SOCKET_BAD;
+  monitored.events = CURL_WAIT_POLLIN;
+  const CURLMcode code = curl_multi_poll(multi_.get(), &monitored, monitor_ ? 1 : 0, longest, nullptr);
   return code == CURLM_OK ? std::string() : curl_multi_strerror(code);
 }
 
@@ -183,17 +183,17 @@ void TransportLoop::complete(TransportExchange& exchange, URLSessionResult resul
   active_.erase(found);
   if (owner->isRunning) curl_multi_remove_handle(multi_.get(), owner->transfer->handle());
   owner->transfer->reset();
-  spare_.push_back(std::move(owner->transfer));
-  const bool noticesMatter =
-      std::ranges::any_of(active_, [](const auto& each) { return each->metNoNetwork; });
-  if (!noticesMatter) monitor_.reset();
+  idleTransfers_.push_back(std::move(owner->transfer));
+  const bool changesMatter =
+      std::ranges::any_of(active_, [](const auto& each) { return each->lackedConnectivity; });
+  if (!changesMatter) monitor_.reset();
   owner->completion(std::move(result));
 }
 
 std::vector<TransportExchange*> TransportLoop::waiting() const {
   std::vector<TransportExchange*> found;
   for (const auto& exchange : active_) {
-    if (exchange->waitsForNotice) found.push_back(exchange.get());
+    if (exchange->waitsForChange) found.push_back(exchange.get());
   }
   return found;
 }

@@ -15,17 +15,17 @@
 
 namespace corvane::platform {
 
-/// What the transport thread does: takes exchanges from the line, drives them on a libcurl multi handle,
+/// The work of the transport thread: takes exchanges from the queue, performs them on a libcurl multi handle,
 /// follows their redirects, lets them wait for connectivity, and completes them.
 ///
-/// Transport thread only, but for `wake`. Completions run inside these functions, after the loop's own state
-/// is in order.
+/// Transport thread only, except for `wake`. Completions run inside these functions, after the loop's own
+/// state is consistent.
 class TransportLoop {
  public:
-  /// Exchanges at once, and so connections at once. One backend on HTTP/1.1 rarely needs more than two; the
-  /// rest keeps a few silent servers or look-ups from holding up the others, while a burst of a whole
-  /// event queue stays a modest load for the backend and at most some 10 MiB here. Exchanges beyond it wait
-  /// in our line and not in libcurl's, where their time-out would run.
+  /// The limit of simultaneous exchanges, and so of connections. One backend on HTTP/1.1 rarely needs more
+  /// than two; with the others, a few servers or name look-ups that do not respond do not block all
+  /// exchanges. A burst of a whole event queue remains a small load for the backend and takes about 10 MiB at
+  /// most here. Further exchanges wait in our queue and not in libcurl's, where their time-out would run.
   static constexpr std::size_t maxExchanges = 8;
   static constexpr int maxRedirects = 10;
 
@@ -33,28 +33,27 @@ class TransportLoop {
   TransportLoop(const TransportLoop&) = delete;
   TransportLoop& operator=(const TransportLoop&) = delete;
 
-  /// False where libcurl could not be set up (a multi handle without its wake-up descriptors is none): then
-  /// nothing else may be called.
+  /// False when libcurl could not be set up. That includes a multi handle without wake-up descriptors. Then
+  /// no other function may be called.
   bool isUsable() const { return multi_ && curl_multi_wakeup(multi_.get()) == CURLM_OK; }
 
-  /// Makes the current or the next `sleep` return soon. Any thread.
+  /// Makes the current or the next `sleep` return at once. Any thread.
   void wake() { curl_multi_wakeup(multi_.get()); }
 
-  /// Puts an exchange at the end of the line.
+  /// Appends an exchange to the queue.
   void enqueue(std::unique_ptr<TransportExchange> exchange);
 
-  /// Completes the exchange as cancelled, in the line or in flight; without effect when it is neither.
+  /// Completes a queued or active exchange as cancelled. Without effect when it has ended.
   void cancel(std::uint64_t id);
 
-  /// Does what is due.
+  /// Does everything that can be done without waiting.
   void work();
 
-  /// Sleeps until there is more to do or `wake` is called. Gives the reason when it could not, and empty
-  /// otherwise.
+  /// Sleeps until there is more to do or `wake` is called. Returns why it cannot sleep, or an empty text.
   std::string sleep();
 
-  /// Completes everything with `reason`. The connections close with the loop.
-  void abandon(const std::string& reason);
+  /// Completes all exchanges with `reason`. The loop's destructor closes the connections.
+  void failAll(const std::string& reason);
 
  private:
   struct FreeMulti {
@@ -63,14 +62,14 @@ class TransportLoop {
   using Clock = std::chrono::steady_clock;
 
   void collectFinished();
-  void admitQueued();
-  void startHop(TransportExchange& exchange);
-  void finishHop(TransportExchange& exchange, CURLcode code);
-  void answer(TransportExchange& exchange, HTTPResponse response);
-  bool metNoNetwork(const TransportExchange& exchange, CURLcode code) const;
-  bool awaitConnectivity(TransportExchange& exchange);
-  void takeNotices();
-  void expireWaiting();
+  void startQueued();
+  void startRequest(TransportExchange& exchange);
+  void finishRequest(TransportExchange& exchange, CURLcode code);
+  void handleResponse(TransportExchange& exchange, HTTPResponse response);
+  bool lacksConnectivity(const TransportExchange& exchange, CURLcode code) const;
+  bool waitForConnectivity(TransportExchange& exchange);
+  void handleNetworkChanges();
+  void failExpired();
   void failActive(const std::string& reason);
   void complete(TransportExchange& exchange, URLSessionResult result);
   std::vector<TransportExchange*> waiting() const;
@@ -78,11 +77,12 @@ class TransportLoop {
   std::unique_ptr<CURLM, FreeMulti> multi_;
   std::deque<std::unique_ptr<TransportExchange>> queue_;
   std::vector<std::unique_ptr<TransportExchange>> active_;
-  /// For the next exchanges; transfers never outnumber `maxExchanges`.
-  std::vector<std::unique_ptr<TransportTransfer>> spare_;
-  /// Held while an exchange is active that met no network; counts from 1, over all subscriptions.
+  /// Transfers for reuse. With those in use there are at most `maxExchanges`.
+  std::vector<std::unique_ptr<TransportTransfer>> idleTransfers_;
+  /// Held while an active exchange has lacked connectivity.
   std::unique_ptr<ConnectivityMonitor> monitor_;
-  std::uint64_t noticeCount_ = 1;
+  /// The network changes seen by all monitors so far, plus one.
+  std::uint64_t changeCount_ = 1;
 };
 
 }  // namespace corvane::platform

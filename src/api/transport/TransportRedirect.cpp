@@ -68,9 +68,9 @@ bool allowed(const Origin& from, const Origin& to) {
 
 }  // namespace
 
-std::optional<URLRequest> redirected(const URLRequest& request, const HTTPResponse& answer) {
-  const auto location = answer.headers.find("location");
-  if (!isRedirect(answer.statusCode) || location == answer.headers.end() || location->second.empty())
+std::optional<URLRequest> redirectedRequest(const URLRequest& request, const HTTPResponse& response) {
+  const auto location = response.headers.find("location");
+  if (!isRedirect(response.statusCode) || location == response.headers.end() || location->second.empty())
     return {};
 
   const URL url(curl_url());
@@ -78,7 +78,7 @@ std::optional<URLRequest> redirected(const URLRequest& request, const HTTPRespon
   const Origin from(url);
   if (curl_url_set(url.get(), CURLUPART_URL, location->second.c_str(), CURLU_URLENCODE) != CURLUE_OK)
     return {};
-  // A server must not make the client log in somewhere.
+  // A server must not choose the credentials that the client sends.
   curl_url_set(url.get(), CURLUPART_USER, nullptr, 0);
   curl_url_set(url.get(), CURLUPART_PASSWORD, nullptr, 0);
   const Origin to(url);
@@ -87,7 +87,7 @@ std::optional<URLRequest> redirected(const URLRequest& request, const HTTPRespon
   URLRequest next = request;
   next.url = part(url, CURLUPART_URL);
   if (next.url.empty()) return {};
-  if (continuesAsGet(answer.statusCode, request.method)) {
+  if (continuesAsGet(response.statusCode, request.method)) {
     next.method = "GET";
     next.body.reset();
     std::erase_if(next.headers, [](const auto& header) { return describesBody(header.first); });

@@ -7,13 +7,13 @@
 
 namespace corvane::platform {
 
-/// The request that follows `request` after `answer`, or nothing where the answer stands for itself: it is no
-/// redirect, it names no usable place, or it leads from https to http or to another scheme than these two.
+/// The request that follows a redirect response to `request`. Nothing when the response is the result: it is
+/// no redirect, has no usable location, or its location leads from https to http or has another scheme.
 ///
-/// Methods by RFC 9110: 303 continues as GET; 301 and 302 turn POST into GET; 307 and 308 change nothing. The
-/// body's headers go with the body. Towards another origin (scheme, host, port) the request loses every
-/// header but `Accept` and `Content-Type`, for the others may be secrets; as hops build on each other, a way
-/// back does not return them.
-std::optional<URLRequest> redirected(const URLRequest& request, const HTTPResponse& answer);
+/// Methods follow RFC 9110: 303 continues as GET; 301 and 302 turn POST into GET; 307 and 308 change nothing.
+/// Without the body, the headers that describe it are removed too. For another origin (scheme, host, port)
+/// all headers are removed but `Accept` and `Content-Type`, because the others may be secrets. The caller
+/// makes each request from the one before, so a redirect back to the first origin does not restore them.
+std::optional<URLRequest> redirectedRequest(const URLRequest& request, const HTTPResponse& response);
 
 }  // namespace corvane::platform

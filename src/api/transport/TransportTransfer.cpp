@@ -12,7 +12,7 @@ namespace corvane::platform {
 
 namespace {
 
-bool forgesLines(std::string_view text) {
+bool containsLineBreakOrNUL(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
 }
 
@@ -22,7 +22,7 @@ bool isToken(std::string_view name) {
   return !name.empty() && name.find_first_not_of(tokenCharacters) == std::string_view::npos;
 }
 
-// Not std::tolower, which asks the host's locale.
+// Not std::tolower, which depends on the host's locale.
 std::string lowerCased(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) {
@@ -31,8 +31,8 @@ std::string lowerCased(std::string_view text) {
   return lower;
 }
 
-/// Whether the kernel knows a way there. Connecting a datagram socket asks it, and sends nothing.
-bool knowsWay(const curl_sockaddr& address) {
+/// Whether the kernel has a route to the address. Connecting a datagram socket checks that and sends nothing.
+bool hasRouteTo(const curl_sockaddr& address) {
   const int probe = ::socket(address.family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (probe < 0) return true;
   const bool connected = ::connect(probe, &address.addr, address.addrlen) == 0;
@@ -40,13 +40,26 @@ bool knowsWay(const curl_sockaddr& address) {
   return connected;
 }
 
-/// Without the blanks at the end. libcurl leaves the line's own CR on a value that is otherwise blank.
+/// Without white space at the end. libcurl leaves the CR of the line break in a value that is otherwise
+/// blank.
 std::string trimmedEnd(std::string_view value) {
   return std::string(value.substr(0, value.find_last_not_of(" \t\r\n") + 1));
 }
 
-/// Sets options until one is refused, and remembers why.
-class Options {
+}  // namespace
+
+std::optional<std::string> validationError(const URLRequest& request) {
+  if (request.method != "GET" && request.method != "POST") return "the method is neither GET nor POST";
+  if (containsLineBreakOrNUL(request.url)) return "the URL holds a line break or NUL";
+  for (const auto& [name, value] : request.headers) {
+    if (!isToken(name)) return "a header name is not a token";
+    if (containsLineBreakOrNUL(value)) return "the value of header " + name + " holds a line break or NUL";
+  }
+  return std::nullopt;
+}
+
+/// Sets options until one fails, and keeps its error code.
+class TransportTransfer::Options {
  public:
   explicit Options(CURL* easy) : easy_(easy) {}
 
@@ -61,18 +74,6 @@ class Options {
   CURLcode code_ = CURLE_OK;
 };
 
-}  // namespace
-
-std::optional<std::string> malformation(const URLRequest& request) {
-  if (request.method != "GET" && request.method != "POST") return "the method is neither GET nor POST";
-  if (forgesLines(request.url)) return "the URL holds a line break or NUL";
-  for (const auto& [name, value] : request.headers) {
-    if (!isToken(name)) return "a header name is not a token";
-    if (forgesLines(value)) return "the value of header " + name + " holds a line break or NUL";
-  }
-  return std::nullopt;
-}
-
 TransportTransfer::TransportTransfer() : easy_(curl_easy_init()) {}
 
 CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::milliseconds timeout,
@@ -82,37 +83,13 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::mill
   if (!setHeaders(request)) return CURLE_OUT_OF_MEMORY;
 
   Options options(easy_.get());
-  options.set(CURLOPT_URL, request.url.c_str());
-  options.set(CURLOPT_PROTOCOLS_STR, "http,https");
-  options.set(CURLOPT_HTTPHEADER, headers_.get());
-  if (request.method == "POST") {
-    options.set(CURLOPT_POST, 1L);
-    options.set(CURLOPT_POSTFIELDSIZE_LARGE,
-                static_cast<curl_off_t>(request.body ? request.body->size() : 0));
-    options.set(CURLOPT_POSTFIELDS, request.body ? request.body->data() : "");
-  }
-
-  // libcurl reads 0 as "none" and bounds connecting by 300 s of its own; silence is looked at once connected.
-  const auto silence = std::clamp<std::chrono::seconds>(request.timeoutInterval, std::chrono::seconds(1),
-                                                        std::chrono::hours(24));
-  options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
-  options.set(CURLOPT_CONNECTTIMEOUT_MS,
-              static_cast<long>(std::min<std::chrono::milliseconds>(timeout, silence).count()));
-  options.set(CURLOPT_LOW_SPEED_LIMIT, 1L);
-  options.set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(silence.count()));
-
+  setRequest(options, request);
+  setTimeouts(options, timeout, request.timeoutInterval);
+  setAuthorities(options, authorityFile);
   options.set(CURLOPT_NOSIGNAL, 1L);
-  options.set(CURLOPT_QUICK_EXIT, 1L);  // or dropping a transfer waits for its name look-up
+  options.set(CURLOPT_QUICK_EXIT, 1L);  // or removing a transfer waits for its name look-up
   options.set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-  options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  const bool hasAuthorityFile = !authorityFile.empty();
-  if (hasAuthorityFile) options.set(CURLOPT_CAINFO, authorityFile.c_str());
-  if (hasAuthorityFile || curl_version_info(CURLVERSION_NOW)->cainfo != nullptr) {
-    // A file of authorities is complete. With the system's folder besides, libcurl would read the system's
-    // file anew for each connection, which takes some 30 ms; alone, it reads it once a day.
-    options.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
-  }
-  options.set(CURLOPT_ACCEPT_ENCODING, "");  // whatever libcurl can decompress
+  options.set(CURLOPT_ACCEPT_ENCODING, "");  // every encoding that libcurl can decompress
   options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   options.set(CURLOPT_ERRORBUFFER, detail_.data());
   options.set(CURLOPT_OPENSOCKETFUNCTION, &TransportTransfer::openSocket);
@@ -124,15 +101,47 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::mill
   return options.code();
 }
 
+void TransportTransfer::setRequest(Options& options, const URLRequest& request) const {
+  options.set(CURLOPT_URL, request.url.c_str());
+  options.set(CURLOPT_PROTOCOLS_STR, "http,https");
+  options.set(CURLOPT_HTTPHEADER, headers_.get());
+  if (request.method != "POST") return;
+  options.set(CURLOPT_POST, 1L);
+  options.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body ? request.body->size() : 0));
+  options.set(CURLOPT_POSTFIELDS, request.body ? request.body->data() : "");
+}
+
+void TransportTransfer::setTimeouts(Options& options, std::chrono::milliseconds timeout,
+                                    std::chrono::seconds silenceTimeout) {
+  // libcurl takes 0 for "no limit", and limits connecting to 300 s by default. The low-speed limit applies
+  // only after the connection is made.
+  const auto silence =
+      std::clamp<std::chrono::seconds>(silenceTimeout, std::chrono::seconds(1), std::chrono::hours(24));
+  options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
+  options.set(CURLOPT_CONNECTTIMEOUT_MS,
+              static_cast<long>(std::min<std::chrono::milliseconds>(timeout, silence).count()));
+  options.set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+  options.set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(silence.count()));
+}
+
+void TransportTransfer::setAuthorities(Options& options, const std::string& authorityFile) {
+  options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  if (!authorityFile.empty()) options.set(CURLOPT_CAINFO, authorityFile.c_str());
+  if (authorityFile.empty() && curl_version_info(CURLVERSION_NOW)->cainfo == nullptr) return;
+  // A file of authorities is complete. With the system's folder as well, libcurl would read the system's file
+  // again for each connection, which takes about 30 ms; without the folder, it reads the file once a day.
+  options.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+}
+
 void TransportTransfer::reset() {
   if (easy_) curl_easy_reset(easy_.get());
   headers_.reset();
   detail_.front() = '\0';
   body_ = std::string();
   headerBytes_ = 0;
-  brokenLimit_ = nullptr;
+  exceededLimit_ = nullptr;
   addressesTried_ = 0;
-  knewWay_ = false;
+  hadRoute_ = false;
 }
 
 bool TransportTransfer::appendHeader(const std::string& line) {
@@ -144,12 +153,12 @@ bool TransportTransfer::appendHeader(const std::string& line) {
 }
 
 bool TransportTransfer::setHeaders(const URLRequest& request) {
-  // libcurl would add both of its own accord: a form's content type, and a pause before larger bodies.
+  // libcurl would add both by default: a form's content type, and `Expect` with a pause before larger bodies.
   bool appended = appendHeader("Expect:");
   bool hasContentType = false;
   for (const auto& [name, value] : request.headers) {
     hasContentType = hasContentType || lowerCased(name) == "content-type";
-    // "Name:" would mean "leave this header out".
+    // To libcurl, "Name:" means that the header is left out.
     const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
     appended = appended && appendHeader(isBlank ? name + ";" : name + ": " + value);
   }
@@ -160,7 +169,7 @@ bool TransportTransfer::setHeaders(const URLRequest& request) {
 std::size_t TransportTransfer::receiveBody(char* data, std::size_t, std::size_t size, void* self) noexcept {
   auto& transfer = *static_cast<TransportTransfer*>(self);
   if (size > maxBodySize - transfer.body_.size()) {
-    transfer.brokenLimit_ = "the answer's body is larger than 1 MiB";
+    transfer.exceededLimit_ = "the answer's body is larger than 1 MiB";
     return CURL_WRITEFUNC_ERROR;
   }
   transfer.body_.append(data, size);
@@ -171,7 +180,7 @@ std::size_t TransportTransfer::receiveHeader(char*, std::size_t, std::size_t siz
   auto& transfer = *static_cast<TransportTransfer*>(self);
   transfer.headerBytes_ += size;
   if (transfer.headerBytes_ > maxHeaderSize) {
-    transfer.brokenLimit_ = "the answer's headers are larger than 256 KiB";
+    transfer.exceededLimit_ = "the answer's headers are larger than 256 KiB";
     return CURL_WRITEFUNC_ERROR;
   }
   return size;
@@ -180,7 +189,7 @@ std::size_t TransportTransfer::receiveHeader(char*, std::size_t, std::size_t siz
 curl_socket_t TransportTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
   auto& transfer = *static_cast<TransportTransfer*>(self);
   ++transfer.addressesTried_;
-  transfer.knewWay_ = transfer.knewWay_ || knowsWay(*address);
+  transfer.hadRoute_ = transfer.hadRoute_ || hasRouteTo(*address);
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
@@ -199,17 +208,17 @@ HTTPResponse TransportTransfer::takeResponse() {
 }
 
 std::string TransportTransfer::failureText(CURLcode code) const {
-  if (brokenLimit_) return brokenLimit_;
+  if (exceededLimit_) return exceededLimit_;
   if (detail_.front() != '\0') return detail_.data();
   return curl_easy_strerror(code);
 }
 
-bool TransportTransfer::foundNoWay(CURLcode code) const {
+bool TransportTransfer::wasUnreachable(CURLcode code) const {
   if (code != CURLE_COULDNT_CONNECT) return false;
   long reason = 0;
   curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &reason);
   const bool unreachable = reason == ENETUNREACH || reason == EHOSTUNREACH || reason == ENETDOWN;
-  return unreachable && (addressesTried_ == 1 || !knewWay_);
+  return unreachable && (addressesTried_ == 1 || !hadRoute_);
 }
 
 }  // namespace corvane::platform

@@ -14,12 +14,12 @@
 
 namespace corvane::platform {
 
-/// Why this request cannot be sent as it is, or nothing: other methods than GET and POST, a header name that
-/// is not a token, and a line break or NUL in URL or header values (which would forge the message).
-std::optional<std::string> malformation(const URLRequest& request);
+/// Why this request cannot be sent, or nothing: its method is not GET or POST, a header name is not a token,
+/// or the URL or a header value contains a line break or NUL, which would inject lines into the message.
+std::optional<std::string> validationError(const URLRequest& request);
 
-/// One hop of an exchange as libcurl performs it: an easy handle and all that it points at. Reused from hop
-/// to hop and exchange to exchange. Transport thread only; stays in place while libcurl has it.
+/// One request of an exchange as libcurl performs it: an easy handle and all that it points at. Reused for
+/// redirects and for other exchanges. Transport thread only. Must not move: libcurl holds its address.
 class TransportTransfer {
  public:
   static constexpr std::size_t maxBodySize = 1024 * 1024;
@@ -31,30 +31,32 @@ class TransportTransfer {
 
   CURL* handle() const { return easy_.get(); }
 
-  /// Readies the handle for a hop; redirects are answers to it. `request` must stay in place until the hop
-  /// has ended, for its body is not copied. `authorityFile`: see `URLSessionConfiguration`.
+  /// Sets up the handle for one request. libcurl returns redirects as responses. `request` must not move or
+  /// change until the end, because its body is not copied. `authorityFile`: see `URLSessionConfiguration`.
   CURLcode prepare(const URLRequest& request, std::chrono::milliseconds timeout,
                    const std::string& authorityFile);
 
-  /// Forgets the hop: nothing of its request (secrets) or its answer stays in memory while the handle waits
-  /// for another exchange. Connections belong to the multi handle and stay.
+  /// Frees the data of the request, which may be secret, and of the response. Connections belong to the multi
+  /// handle and stay open.
   void reset();
 
-  /// The answer of a hop that ended well: status, body, and the final header fields.
+  /// The response after success: status, body, and the header fields of the final response.
   HTTPResponse takeResponse();
 
-  /// libcurl's description of the failure; the broken limit where it was one of ours.
+  /// The limit of this class that was exceeded, or libcurl's description of the failure.
   std::string failureText(CURLcode code) const;
 
-  /// Whether the hop failed because there was no way to the peer. libcurl tells the reason of the last
-  /// address that it tried only, which says nothing of the others: of several, the kernel must have known a
-  /// way to none (a server that refuses IPv4 and cannot be reached by IPv6 has refused).
-  bool foundNoWay(CURLcode code) const;
+  /// Whether the request failed because no address of the server is reachable. libcurl reports the error of
+  /// the last address only. With several addresses, the kernel must have had a route to none of them: a
+  /// server that refuses on IPv4 and has no route on IPv6 was reachable.
+  bool wasUnreachable(CURLcode code) const;
 
  private:
+  class Options;
+
   struct FreeEasy {
     void operator()(CURL* easy) const {
-      // A reset handle has forgotten it, and would ignore SIGPIPE for the whole process while it goes.
+      // A reset handle has lost this option, and its clean-up would change the process's SIGPIPE handler.
       curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
       curl_easy_cleanup(easy);
     }
@@ -68,6 +70,11 @@ class TransportTransfer {
 
   static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept;
 
+  void setRequest(Options& options, const URLRequest& request) const;
+  static void setTimeouts(Options& options, std::chrono::milliseconds timeout,
+                          std::chrono::seconds silenceTimeout);
+  static void setAuthorities(Options& options, const std::string& authorityFile);
+
   bool appendHeader(const std::string& line);
   bool setHeaders(const URLRequest& request);
 
@@ -76,9 +83,9 @@ class TransportTransfer {
   std::array<char, CURL_ERROR_SIZE> detail_{};
   std::string body_;
   std::size_t headerBytes_ = 0;
-  const char* brokenLimit_ = nullptr;
+  const char* exceededLimit_ = nullptr;
   int addressesTried_ = 0;
-  bool knewWay_ = false;
+  bool hadRoute_ = false;
 };
 
 }  // namespace corvane::platform

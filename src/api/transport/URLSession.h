@@ -5,10 +5,8 @@
 
 namespace corvane::platform {
 
-/// How exchanges are performed, and by which transport. A plain value, usable from any thread.
-///
-/// Sessions are light: connections, the thread and the bound on exchanges at once belong to the transport,
-/// which all sessions of the process share. Destroying a session leaves its exchanges running.
+/// How exchanges are performed, and by which transport. A plain value: it owns no connection, thread or
+/// exchange. Those belong to the transport, which must outlive the session and is by default the process's.
 struct URLSession {
   URLSessionConfiguration configuration;
   Transport& transport = Transport::shared();

@@ -7,19 +7,20 @@ namespace corvane::platform {
 
 /// How a `URLSession` performs its exchanges. A plain value.
 struct URLSessionConfiguration {
-  /// Seconds. The shorter of the two bounds the whole exchange: redirects and the wait for connectivity
-  /// included. (Silence alone is bounded by the request's own `timeoutInterval`.)
+  /// Seconds. The shorter of the two limits the whole exchange, including redirects and the wait for
+  /// connectivity, but not the time in the queue. The request's own `timeoutInterval` limits the time to
+  /// connect and the time in which no data is transferred.
   double timeoutIntervalForRequest = 60;
   double timeoutIntervalForResource = 604800;
-  /// Without a network, wait for one (within the time-out) instead of failing at once.
+  /// Without a network, wait for one until the time-out instead of failing at once.
   bool waitsForConnectivity = false;
-  /// A PEM file with the only certificate authorities to trust. Empty: the system's authorities.
+  /// A PEM file with the only certificate authorities to trust. When empty, the system's authorities.
   std::string certificateAuthorityFile{};
 
   static URLSessionConfiguration default_() { return {}; }
 
-  /// The bound of one whole exchange in what libcurl counts in: at least one millisecond (zero would mean
-  /// "none" there; zero, negative and not-a-number intervals end here too), at most about 24 days.
+  /// The time-out of one whole exchange, in libcurl's unit: at least 1 ms, because libcurl takes 0 for "no
+  /// time-out" (intervals that are zero, negative or not a number become 1 ms), and at most about 24 days.
   std::chrono::milliseconds exchangeTimeout() const;
 };
 

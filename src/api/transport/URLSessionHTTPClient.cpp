@@ -18,8 +18,8 @@ namespace asio = boost::asio;
 namespace {
 
 /// Begins the exchange and passes its result to `handler` on the background executor. The slot is assigned
-/// after the exchange has begun, which is early enough: the handler can only run, and a cancellation only be
-/// emitted, by a later function of that executor.
+/// after the exchange has begun. That is early enough, because only a later function of that executor can run
+/// the handler or emit a cancellation.
 template <typename Handler>
 void begin(const URLSession& session, const asio::any_io_executor& background, URLRequest request,
            Handler handler) {

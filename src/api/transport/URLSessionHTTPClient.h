@@ -7,11 +7,11 @@
 
 namespace corvane::platform {
 
-/// The library's `HTTPClient`: the exchanges of one `URLSession` as awaitables.
+/// The library's `HTTPClient`: performs exchanges of one `URLSession` as awaitables.
 ///
-/// No state of its own between calls. `send` is called on the background executor, which runs one function at
-/// a time, and resumes there; cancellation is emitted there too. The transport's thread posts to that
-/// executor, so it must live as long as the transport.
+/// Has no state between calls. `send` is called on the background executor, which runs one function at a
+/// time, and resumes there; cancellations are emitted there too. The transport's thread posts to that
+/// executor, which must live as long as the transport.
 class URLSessionHTTPClient : public HTTPClient {
  public:
   URLSessionHTTPClient(URLSession session, boost::asio::any_io_executor background);

@@ -7,7 +7,7 @@
 
 namespace corvane::platform {
 
-/// How an exchange ended: the response, or the description of why there is none.
+/// The result of an exchange: the response, or a description of the failure.
 using URLSessionResult = std::variant<HTTPResponse, std::string>;
 
 }  // namespace corvane::platform

@@ -6,12 +6,13 @@
 
 #include "Exchange.h"
 #include "api/transport/TransportRedirect.h"
+#include "support/Gate.h"
 #include "support/LoopbackServer.h"
 
 namespace corvane::test {
 namespace {
 
-using platform::redirected;
+using platform::redirectedRequest;
 using platform::URLSession;
 
 const std::string startURL = "https://api.example.com/v1/events?a=1";
@@ -31,7 +32,7 @@ HTTPResponse redirect(int status, std::string location) {
 }
 
 std::string target(const std::string& location, const std::string& from = startURL) {
-  const auto next = redirected(post(from), redirect(307, location));
+  const auto next = redirectedRequest(post(from), redirect(307, location));
   return next ? next->url : "refused";
 }
 
@@ -39,10 +40,10 @@ bool carries(const URLRequest& request, const std::string& name) {
   return std::ranges::any_of(request.headers, [&](const auto& header) { return header.first == name; });
 }
 
-TEST(Redirect, MethodsAndBodiesFollowRFC9110) {
+TEST(TransportRedirect, ChoosesMethodAndBodyByRFC9110) {
   for (const int status : {301, 302, 303, 307, 308}) {
     const bool keeps = status > 303;
-    const auto next = redirected(post(), redirect(status, "/x"));
+    const auto next = redirectedRequest(post(), redirect(status, "/x"));
     ASSERT_TRUE(next) << status;
     EXPECT_EQ(next->method, keeps ? "POST" : "GET") << status;
     EXPECT_EQ(next->body, keeps ? std::optional<std::string>("{}") : std::nullopt) << status;
@@ -50,11 +51,11 @@ TEST(Redirect, MethodsAndBodiesFollowRFC9110) {
     EXPECT_TRUE(carries(*next, "X-Api-Key")) << status;
   }
   for (const int status : {200, 300, 304, 305, 306, 404}) {
-    EXPECT_FALSE(redirected(post(), redirect(status, "/x"))) << status;
+    EXPECT_FALSE(redirectedRequest(post(), redirect(status, "/x"))) << status;
   }
 }
 
-TEST(Redirect, LocationsResolveAgainstTheRequest) {
+TEST(TransportRedirect, ResolvesTheLocationAgainstTheRequest) {
   EXPECT_EQ(target("https://other.example/y"), "https://other.example/y");
   EXPECT_EQ(target("/y?b=2"), "https://api.example.com/y?b=2");
   EXPECT_EQ(target("y"), "https://api.example.com/v1/y");
@@ -64,34 +65,34 @@ TEST(Redirect, LocationsResolveAgainstTheRequest) {
   EXPECT_EQ(target("/a b"), "https://api.example.com/a%20b");
 }
 
-TEST(Redirect, WhereItMustNotLeadTheAnswerStands) {
+TEST(TransportRedirect, RefusesOtherSchemesDowngradesAndInvalidLocations) {
   for (const char* location :
        {"http://api.example.com/y", "HTTP://api.example.com/y", "ftp://api.example.com/y",
         "file:///etc/passwd", "myapp://open", "javascript:alert(1)", "", "https://exa mple.com:999999/"}) {
     EXPECT_EQ(target(location), "refused") << location;
   }
   EXPECT_EQ(target("https://api.example.com/y", "http://api.example.com/"), "https://api.example.com/y");
-  EXPECT_FALSE(redirected(post(), {.statusCode = 302}));
+  EXPECT_FALSE(redirectedRequest(post(), {.statusCode = 302}));
 }
 
-TEST(Redirect, SecretsStayWithTheirOrigin) {
+TEST(TransportRedirect, RemovesSecretHeadersForAnotherOrigin) {
   for (const char* same : {"/y", "https://api.example.com:443/y", "https://API.example.com/y"}) {
-    const auto next = redirected(post(), redirect(307, same));
+    const auto next = redirectedRequest(post(), redirect(307, same));
     EXPECT_TRUE(carries(*next, "X-Api-Key") && carries(*next, "Idempotency-Key")) << same;
   }
   for (const char* elsewhere :
        {"https://other.example/y", "https://api.example.com:8443/y", "https://api.example.com.evil.example/",
         "https://api.example.com@evil.example/"}) {
-    const auto next = redirected(post(), redirect(307, elsewhere));
+    const auto next = redirectedRequest(post(), redirect(307, elsewhere));
     EXPECT_FALSE(carries(*next, "X-Api-Key") || carries(*next, "Idempotency-Key")) << elsewhere;
     EXPECT_TRUE(carries(*next, "Content-Type") && carries(*next, "Accept")) << elsewhere;
   }
   const auto upgraded =
-      redirected(post("http://api.example.com/"), redirect(307, "https://api.example.com/"));
+      redirectedRequest(post("http://api.example.com/"), redirect(307, "https://api.example.com/"));
   EXPECT_FALSE(carries(*upgraded, "X-Api-Key"));
 }
 
-TEST(URLSession, FollowsRedirectsWithoutCarryingSecretsAwayAndBack) {
+TEST(URLSession, SendsNoSecretsToAnotherOriginNorAfterARedirectBack) {
   std::string elsewhere;
   LoopbackServer home([&](const LoopbackRequest& request) {
     if (request.target == "/start") return LoopbackAnswer::redirect(307, "/next");
@@ -125,7 +126,7 @@ TEST(URLSession, FollowsTenRedirectsAndFailsAtTheEleventh) {
   EXPECT_EQ(failure(run(session, {.url = server.url("/11")})), "Maximum (10) redirects followed");
 }
 
-TEST(URLSession, ARefusedRedirectIsTheAnswer) {
+TEST(URLSession, ReturnsARefusedRedirectAsTheResponse) {
   LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, "myapp://open"); });
   const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
   EXPECT_EQ(answer.statusCode, 302);
@@ -133,13 +134,22 @@ TEST(URLSession, ARefusedRedirectIsTheAnswer) {
   EXPECT_EQ(answer.headers.at("location"), "myapp://open");
 }
 
-TEST(URLSession, OneTimeoutBoundsAllHops) {
-  // Each hop alone would be in time: the server keeps the last one silent.
-  LoopbackServer server([](const LoopbackRequest& request) {
-    return request.target == "/silent" ? LoopbackAnswer::silence() : LoopbackAnswer::redirect(302, "/silent");
+TEST(URLSession, OneTimeoutCoversARequestAndItsRedirect) {
+  LoopbackServer silent([](const LoopbackRequest&) { return LoopbackAnswer::silence(); });
+  Gate gate;
+  gate.close();
+  LoopbackServer server([&](const LoopbackRequest&) {
+    gate.pass();
+    return LoopbackAnswer::redirect(302, silent.url());
   });
-  EXPECT_NE(failure(run(URLSession(within(0.3)), {.url = server.url()})), "");
-  server.awaitNoConnection();
+  // A second time-out for the redirect would end at 1.8 s at least, after the exchange that ends at 1.5 s.
+  Exchange later = begin(URLSession(within(1.5)), {.url = silent.url()});
+  Exchange redirected = begin(URLSession(within(1)), {.url = server.url()});
+  EXPECT_NE(failure(run(URLSession(within(0.8)), {.url = silent.url()})), "");
+  gate.open();
+  EXPECT_NE(failure(later.result()), "");
+  EXPECT_TRUE(redirected.hasEnded());
+  EXPECT_NE(failure(redirected.result()), "");
 }
 
 }  // namespace

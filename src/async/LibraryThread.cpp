@@ -1,4 +1,4 @@
-#include "async/QuietThread.h"
+#include "async/LibraryThread.h"
 
 #include <pthread.h>
 #include <sched.h>
@@ -9,7 +9,7 @@
 namespace corvane {
 namespace {
 
-/// Blocks every signal of the calling thread while it lives.
+/// Blocks every signal in the calling thread during its lifetime.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -25,10 +25,10 @@ class SignalsBlocked {
   sigset_t before_;
 };
 
-/// Keeps the calling thread from preempting others when it is woken, so that a call that hands it work is not
-/// held up by that work. A thread for which the host chose another policy keeps that. Where the system
-/// refuses, all works as well, with a few microseconds more for the caller.
-void yieldToTheHost() {
+/// Prevents the calling thread from preempting others when it wakes up, so that a call that posts work is not
+/// delayed by that work. A policy that the host chose is kept. Where the system refuses the change, a post
+/// costs its caller a few microseconds more.
+void useBatchScheduling() {
 #ifdef SCHED_BATCH
   int policy = SCHED_OTHER;
   sched_param parameters{};
@@ -39,11 +39,11 @@ void yieldToTheHost() {
 
 }  // namespace
 
-std::thread startQuietThread(std::function<void()> body) {
-  // A thread begins with the mask of the one that makes it.
+std::thread startLibraryThread(std::function<void()> body) {
+  // A new thread inherits the signal mask of the thread that creates it.
   const SignalsBlocked blocked;
   return std::thread([body = std::move(body)] {
-    yieldToTheHost();
+    useBatchScheduling();
     body();
   });
 }
