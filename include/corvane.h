@@ -1,6 +1,6 @@
 #pragma once
 
-// Everything that the library offers to a host.
+// Includes all public headers of the library.
 
 #include "corvane/Corvane.h"
 #include "corvane/CorvaneAdNetworkProvider.h"

@@ -20,129 +20,138 @@
 #include "corvane/CorvanePlatform.h"
 #include "corvane/CorvaneTask.h"
 
-/// The client: the one object that a host talks to.
+/// The client: the entry point of the library.
 ///
-/// Every operation may be called from any thread, and returns without waiting for the network or for the main
-/// thread. Where an operation reads or writes the preferences file that is said; such a call takes about
-/// a millisecond on a healthy disk and is bounded where the disk is not.
+/// Threads: every operation may be called from any thread. No operation waits for the network or for the main
+/// thread. Operations that access the preferences file say so; such a call takes about a millisecond on a
+/// healthy disk, and its wait for a busy file is bounded.
 ///
-/// Long-running operations exist in two forms. The plain one returns at once, reports its result through the
-/// callbacks, and its failure as an error line and through `onError`. The one whose name ends in `Async`
-/// gives a `CorvaneTask`; its failure goes to whoever waits. What was kept or recovered in spite of a failure
-/// (an event that is sent again later, a link without the backend's help) goes to `onError` in both forms.
+/// Long-running operations have two forms. The plain form returns at once; it reports its result through the
+/// callbacks, and its failure as an error line in the log and through `onError`. The form whose name ends in
+/// `Async` returns a `CorvaneTask`; its failure is thrown to the caller that waits for the task. Failures
+/// that the library recovers from (an event that it sends again later, a link that it builds without the
+/// backend) go to `onError` in both forms.
 ///
 /// Callbacks run on the main thread (`CorvanePlatform::mainExecutor`), never inside the call that registers
-/// them. They may call anything here. What a callback throws leaves through the executor that ran it; the
-/// library's own state is already up to date then, and the operation completes all the same. A callback that
-/// captures the client's `shared_ptr` keeps the client alive for ever: capture a `weak_ptr`. A callback that
-/// is replaced or removed may still be called with what was queued for it before.
+/// them. A callback may call any operation. An exception that a callback throws leaves through the executor
+/// that ran it; the state of the library is already updated then, and the operation completes. A callback
+/// that captures the client's `shared_ptr` keeps the client alive until it is removed: capture a `weak_ptr`
+/// instead. A callback that is replaced or removed may still be called with results that were queued for it
+/// before.
 ///
-/// A client lives while `shared` or the host holds it. Background work holds it weakly and, while it runs,
-/// strongly. Do not use the library in a forked child of a process that used it: its threads are not there.
+/// Ownership: a client lives while `shared()` or the host holds it. Background work that has not started
+/// holds it weakly; work that runs keeps the parts that it needs.
+///
+/// Fork: do not use the library in a forked child of a process that used it. The child does not have the
+/// library's threads.
 class CORVANE_API Corvane {
  public:
   using AttributionCallback = std::function<void(const CorvaneAttribution&)>;
   using LinkCallback = std::function<void(const CorvaneDeepLink&, CorvaneLinkSource)>;
   using ErrorCallback = std::function<void(const std::exception&)>;
 
-  /// What a client is made of; the library's own.
+  /// Internal: the parts of a client.
   struct Client;
 
-  /// Builds a client, makes it `shared()`, starts resending the events that wait from earlier runs and, with
+  /// Builds a client and makes it `shared()`. Resends the events that are stored from earlier runs and, with
   /// `autoTrackInstall`, tracks the install in the background.
   ///
-  /// `apiKey` is taken without the white space and line breaks around it. Throws
-  /// `CorvaneError::missingAPIKey` when nothing is left, and changes nothing then; nothing else fails. A
-  /// later call builds a fresh client that shares what is stored, but no callback, with the one before. Opens
-  /// and reads the preferences file.
+  /// White space and line breaks around `apiKey` are removed. Throws `CorvaneError::missingAPIKey` when
+  /// nothing is left, and changes nothing in that case; there is no other error. A later call builds a new
+  /// client, which shares the stored data with the previous client but none of its callbacks. Opens and reads
+  /// the preferences file.
   static std::shared_ptr<Corvane> configure(std::string_view apiKey, CorvaneOptions options = {});
-  /// The same for a C string; null, as `getenv` gives for a variable that is not set, counts as empty.
+  /// As above, for a C string. nullptr, as `getenv` returns it for an unset variable, counts as an empty key.
   static std::shared_ptr<Corvane> configure(const char* apiKey, CorvaneOptions options = {}) {
     return configure(apiKey == nullptr ? std::string_view() : std::string_view(apiKey), std::move(options));
   }
 
-  /// The current client; null before the first `configure`.
+  /// Returns the current client; nullptr before the first `configure`.
   static std::shared_ptr<Corvane> shared();
-  /// Replaces the current client; null clears it.
+  /// Replaces the current client; nullptr removes it.
   static void setShared(std::shared_ptr<Corvane> client);
 
-  /// Names what the machine supplies to clients built afterwards. Call it before `configure`.
+  /// Sets the platform services that clients use which are built afterwards. Call it before `configure`.
   static void setPlatform(CorvanePlatform platform);
 
   /// Removes everything that the library has stored, so that the next client behaves like a fresh
-  /// installation, and says so on standard output. Existing clients keep what they hold in memory.
+  /// installation. Writes one line to standard output, whether or not logging is on. Existing clients keep
+  /// what they hold in memory. Writes the preferences file.
   static void resetForTesting();
 
   ~Corvane();
   Corvane(const Corvane&) = delete;
   Corvane& operator=(const Corvane&) = delete;
 
-  /// A copy of the options that the client was built with.
+  /// Returns a copy of the options that the client was built with.
   CorvaneOptions options() const;
 
-  /// Registers the callback for the install's verdict, in place of the one before; an empty one removes it.
+  /// Registers the callback for the attribution result of the install. Replaces the previous callback; an
+  /// empty function removes it.
   ///
-  /// A verdict that is already known, also from an earlier launch, is handed to it soon after. A verdict
-  /// equal to the one handed over last is not handed over again.
+  /// A result that is already known, also from an earlier launch, is delivered to the new callback soon after
+  /// this call. A result that equals the last delivered one is not delivered again.
   void onAttribution(AttributionCallback callback);
 
-  /// Registers the callback for deep links, in place of the one before; an empty one removes it.
+  /// Registers the callback for deep links. Replaces the previous callback; an empty function removes it.
   ///
-  /// A deferred link that came before any callback was there is handed over soon after, once.
+  /// A deferred link that arrived while no callback was registered is delivered soon after this call, once.
   void onLink(LinkCallback callback);
 
-  /// Registers the callback for failures of the operations that report to nobody else, in place of the one
-  /// before; an empty one removes it. It receives a `CorvaneError` or a `CorvaneCancellationError`.
+  /// Registers the callback for failures that no caller receives from a task. Replaces the previous callback;
+  /// an empty function removes it. The exception is a `CorvaneError` or a `CorvaneCancellationError`.
   void onError(ErrorCallback callback);
 
-  /// The last verdict, also of an earlier launch; none while there is none.
+  /// Returns the last attribution result, also of an earlier launch; nullopt before the first.
   std::optional<CorvaneAttribution> lastAttribution() const;
 
-  /// The last link that opened the running application; none before the first. Kept in memory only.
+  /// Returns the last link that opened the running application; nullopt before the first. Kept in memory
+  /// only.
   std::optional<CorvaneDeepLink> lastDeepLink() const;
 
-  /// Stores the user's answer, for this and every later launch. Writes the preferences file.
+  /// Stores the user's consent decision, for this and every later launch. Writes the preferences file.
   ///
-  /// A grant tracks the install, with `autoTrackInstall`, and resends what waits. A denial drops the events
-  /// that wait. Without `requireConsent` both do so too, but nothing else depends on the answer. A report
-  /// that is in flight when a grant comes was begun without consent, and the grant's own shares it: the
-  /// install is then counted by the next `trackInstall` or launch.
+  /// A grant tracks the install, with `autoTrackInstall`, and resends the stored events. A denial removes the
+  /// stored events. Without `requireConsent` a grant and a denial do the same, but nothing else depends on
+  /// the decision. A grant that arrives while an install report without consent is in flight shares that
+  /// report; the install is then counted by the next `trackInstall` or launch.
   void setConsent(bool isGranted);
 
-  /// Reports the install, unless it was counted before or `force` is set. With `clickTokenSource` `automatic`
-  /// the click token is read from the pasteboard.
+  /// Reports the install, unless it was counted before. `force` reports it again. With `clickTokenSource`
+  /// `automatic`, the click token is read from the pasteboard.
   ///
-  /// At most one report is in flight: callers that come meanwhile share it and its result. The verdict
-  /// reaches the host through `onAttribution`, the campaign's link through `onLink` with source `deferred`.
+  /// At most one report is in flight: a call during a report shares it and its result. The attribution result
+  /// is delivered through `onAttribution`, the campaign's link through `onLink` with source `deferred`.
   void trackInstall(bool force);
 
-  /// The same with the click token taken out of `clickToken`, any text that holds "cv_click=" and the token.
-  /// A text without one is no failure. Ignored with `clickTokenSource` `none`. When a token is found the
-  /// pasteboard is emptied.
+  /// As above, with the click token from `clickToken`: any text that contains "cv_click=" and the token. A
+  /// text without a token is not an error. With `clickTokenSource` `none` the text is ignored. When a token
+  /// is found, the pasteboard is emptied.
   void trackInstall(std::string_view clickToken, bool force);
 
-  /// As `trackInstall(force)`. The result of a call that is skipped is `lastAttribution()`, or a verdict
-  /// without id and link where there is none.
+  /// As `trackInstall(force)`, as a task. When no report is needed, the task completes with
+  /// `lastAttribution()`, or with a result without id and link where there is none.
   CorvaneTask<CorvaneAttribution> trackInstallAsync(bool force);
 
-  /// As `trackInstall(clickToken, force)`.
+  /// As `trackInstall(clickToken, force)`, as a task.
   CorvaneTask<CorvaneAttribution> trackInstallAsync(std::string_view clickToken, bool force);
 
-  /// Handles the URL that opened the running application, when it is a tracking link: true means that it is
-  /// one and that its handling has begun, false that it is not one and that nothing else will happen. Sends
-  /// and stores nothing itself. Never fails. A URL of an ordinary length takes microseconds, one of 64 KiB at
-  /// most a millisecond; a longer one is no link.
+  /// Handles the URL that opened the running application. Returns true when the URL is a tracking link; the
+  /// link is then handled in the background. Returns false when it is not; the call then has no effect. The
+  /// call itself sends and stores nothing, and has no errors. It takes microseconds for a URL of ordinary
+  /// length and at most a millisecond for one of 64 KiB; a longer URL is not a tracking link.
   ///
-  /// The link is recorded by the backend or, while consent is required and missing, only looked up. It
-  /// becomes `lastDeepLink()` and reaches the host through `onLink` with source `reengagement`. Where the
-  /// backend does not help, it holds what the URL holds: the slug, the URL, and as `deepLinkPath` the value
-  /// of the URL's last "path" item; the failure to record it goes to `onError`, before the link.
+  /// The backend records the link or, while consent is required and not given, only resolves it. The link
+  /// becomes `lastDeepLink()` and is delivered through `onLink` with source `reengagement`. When the backend
+  /// fails, the link is built from the URL: the slug, the URL, and as `deepLinkPath` the value of the URL's
+  /// last "path" query item. The failure to record the link goes to `onError`, before the link is delivered.
   ///
-  /// A tracking link is a URL with a scheme (RFC 3986), a first path segment, which is the slug, and a host
-  /// that is or is below one of `linkDomains`, where there are any. White space around the text is dropped.
-  /// What the RFC does not allow is percent-encoded first, as campaign links hold unexpanded macros and free
-  /// text; then the URL is read, its segments split at "/" and decoded. Empty segments are skipped. A first
-  /// segment that is then "." or "..", holds "/" or "\", or is not UTF-8 is no slug. "+" stays "+".
+  /// A tracking link is a URL with a scheme (RFC 3986), a first path segment, which is the slug, and, when
+  /// `linkDomains` is not empty, a host that equals one of its entries or is a sub-domain of one. White space
+  /// around the text is removed. Campaign links often contain unexpanded macros and free text, so characters
+  /// that the RFC does not allow are percent-encoded before the URL is parsed. The path is split at "/" and
+  /// its segments are decoded; empty segments are skipped. A decoded first segment that is "." or "..",
+  /// contains "/" or "\", or is not UTF-8 is not a slug. "+" stays "+".
   ///
   /// | text                                         | handled | host            | slug       | path item  |
   /// |----------------------------------------------|---------|-----------------|------------|------------|
@@ -159,66 +168,69 @@ class CORVANE_API Corvane {
   /// | `https://go.example/%FF`                     | no      |                 |            |            |
   /// | `go.example/summer`, `/summer`, ``           | no      |                 |            |            |
   ///
-  /// (Blank: there is none. Without `linkDomains`: with some, a link without a host is none of theirs.)
+  /// (Blank: absent. A link without a host never matches `linkDomains`.)
   bool handleDeepLink(std::string_view url);
 
-  /// The same; the task gives the link when `onLink` has returned, or fails with
-  /// `CorvaneError::notACorvaneURL`. Failures of the backend do not make it fail.
+  /// As `handleDeepLink`, as a task. The task completes with the link after `onLink` has returned. It fails
+  /// with `CorvaneError::notACorvaneURL` when the URL is not a tracking link; failures of the backend do not
+  /// make it fail.
   CorvaneTask<CorvaneDeepLink> handleDeepLinkAsync(std::string_view url);
 
-  /// Sends a named event, with an amount and its currency (ISO 4217, sent in upper case) where it has them.
+  /// Sends an event: a name, and optionally an amount and its currency (an ISO 4217 code, sent in upper
+  /// case).
   ///
-  /// An event that fails, for whatever reason, is kept in the preferences file with the key that it was sent
-  /// with, and goes to `onError`. The next success, `configure`, a grant and a counted install send what is
-  /// kept again, so that the backend records each event once. At most 100 are kept, and of those no more than
-  /// 4 MiB; beyond that the oldest go, and a single event larger than that is not kept. An event that has no
-  /// JSON form, as its value is not finite or a text is not UTF-8, fails and is not kept. While consent is
-  /// required and missing, events are dropped. What is in flight when the process exits is kept; when it is
-  /// killed, what has failed by then is.
+  /// An event that fails is stored in the preferences file, with the key that it was sent with, and its
+  /// failure goes to `onError`. Stored events are sent again after the next success, by `configure`, by a
+  /// grant and after a counted install; the backend recognises the key and records each event once. At most
+  /// 100 events and 4 MiB are stored; beyond that the oldest are removed, and a single event of more than 4
+  /// MiB is not stored. An event without a JSON form (the amount is not finite, or a text is not UTF-8) fails
+  /// and is not stored. While consent is required and not given, events are dropped. Events in flight when
+  /// the process exits are stored. When the process is killed, only the events that had failed by then are
+  /// stored.
   void trackEvent(std::string_view name, std::optional<double> value = std::nullopt,
                   std::optional<std::string_view> currency = std::nullopt);
 
-  /// The same; the task gives the backend's answer, a result without id for an event that was dropped, or the
-  /// failure of an event that was kept.
+  /// As `trackEvent`, as a task. The task completes with the backend's response, or with a result without id
+  /// for an event that was dropped. It fails when the event fails, whether or not the event is stored.
   CorvaneTask<CorvaneEventResult> trackEventAsync(std::string_view name,
                                                   std::optional<double> value = std::nullopt,
                                                   std::optional<std::string_view> currency = std::nullopt);
 
-  /// Asks for permission to track, by `CorvanePlatform::trackingAuthorization`, and calls `completion` with
-  /// whether it is given: once, on the main thread, never inside this call, also where the answer is known
-  /// already. The user is asked only while the status is `notDetermined`; any other is answered at once,
-  /// with a line where it is no.
+  /// Asks for permission to track, through `CorvanePlatform::trackingAuthorization`. Calls `completion` once,
+  /// on the main thread, never inside this call, with true when permission is given. The user is asked only
+  /// while the status is `notDetermined`; for any other status `completion` gets the status's result without
+  /// a question, and a refusal writes a line to the log.
   ///
-  /// The answer is not kept and changes nothing here: neither consent nor what is sent. Where the provider
-  /// never answers, neither does this. `completion` outlives the client until then.
+  /// The result is not stored and does not change consent or what is sent. When the provider never completes
+  /// the request, `completion` is never called; until then it is kept, even after the client is destroyed.
   void requestTrackingAuthorization(std::function<void(bool isAuthorized)> completion);
 
-  /// The same; the task never fails. Cancelling it has no effect: the user is not un-asked.
+  /// As `requestTrackingAuthorization`, as a task. The task does not fail, and `cancel` has no effect on it.
   CorvaneTask<bool> requestTrackingAuthorizationAsync();
 
-  /// Registers the application for ad-network attribution by `CorvanePlatform::adNetwork`, as the operating
-  /// system's version asks for: from 16.1 on there is nothing to do, from 15.4 on it is an update with the
-  /// value 0, and before that a registration. What comes of it is logged and goes nowhere else.
+  /// Registers the application for ad-network attribution through `CorvanePlatform::adNetwork`. The call
+  /// depends on the version of the operating system: from 16.1 none is needed, from 15.4 it updates the
+  /// conversion value to 0, and before 15.4 it registers the application. The outcome is logged only.
   void registerForSKAdAttribution();
 
-  /// Sets the conversion value of ad-network attribution: `value` as it stands (the ad network takes 0 to
-  /// 63), and from 16.1 on `coarse`, or `low` where there is none. Before 15.4 there are no conversion values
-  /// and the application is registered instead. What comes of it is logged and goes nowhere else.
+  /// Sets the conversion value of ad-network attribution. `value` is passed on unchecked (the ad network
+  /// accepts 0 to 63). From version 16.1, `coarse` is sent too, `low` by default. Before 15.4 there are no
+  /// conversion values; the application is registered instead. The outcome is logged only.
   void updateConversionValue(std::int64_t value,
                              std::optional<CorvaneCoarseConversionValue> coarse = std::nullopt);
 
-  // Null is no text.
+  // Rejects nullptr.
   bool handleDeepLink(std::nullptr_t url) = delete;
   CorvaneTask<CorvaneDeepLink> handleDeepLinkAsync(std::nullptr_t url) = delete;
   void trackEvent(std::string_view name, std::optional<double> value, std::nullptr_t currency) = delete;
   CorvaneTask<CorvaneEventResult> trackEventAsync(std::string_view name, std::optional<double> value,
                                                   std::nullptr_t currency) = delete;
-  // The value comes first, and is whole.
+  // Rejects a first argument that is not an integer: a fraction, or a coarse value.
   template <class T>
     requires(!std::is_integral_v<T>)
   void updateConversionValue(T value,
                              std::optional<CorvaneCoarseConversionValue> coarse = std::nullopt) = delete;
-  // A text is no `force`: without these, a lone literal would convert to true.
+  // Rejects a single text: without these, a literal would convert to `force` = true.
   template <class T>
     requires(!std::is_same_v<T, bool>)
   void trackInstall(T force) = delete;

@@ -8,29 +8,29 @@
 #include "corvane/CorvaneCoarseConversionValue.h"
 #include "corvane/CorvaneExport.h"
 
-/// The system's ad-network attribution, as the host supplies it: the operations of Apple's `SKAdNetwork`.
-/// Which of them are used depends on `CorvanePlatform::operatingSystemVersion`.
+/// The system's ad-network attribution. The host implements it. The operations are those of Apple's
+/// `SKAdNetwork`; which of them are called depends on `CorvanePlatform::operatingSystemVersion`.
 ///
-/// All are called on the thread that called `Corvane::registerForSKAdAttribution` or
-/// `Corvane::updateConversionValue`, perhaps on several at once, under no lock of the library, and should
-/// return at once. What they throw before they have answered is logged as their error. The library shares
-/// ownership with the client.
+/// Threads: all operations are called on the thread that called `Corvane::registerForSKAdAttribution` or
+/// `Corvane::updateConversionValue`, possibly on several threads at once, without a lock of the library. They
+/// should return at once. Errors: an exception that is thrown before `completion` is called is logged as the
+/// operation's error. Ownership: the client shares it.
 class CORVANE_API CorvaneAdNetworkProvider {
  public:
-  /// Called once with the error's description in the user's language, or none for success, on any thread,
-  /// also within the call that it was handed to. Later calls have no effect; one that never comes leaves no
-  /// trace.
+  /// Receives the description of the error in the user's language, or nullopt for success. May be called on
+  /// any thread, also inside the operation that received it. Later calls have no effect. When it is never
+  /// called, nothing is logged.
   using Completion = std::function<void(std::optional<std::string> error)>;
 
   virtual ~CorvaneAdNetworkProvider();
 
-  /// Registers the application for attribution. Before 15.4.
+  /// Registers the application for attribution. Called before version 15.4.
   virtual void registerAppForAdNetworkAttribution() = 0;
 
-  /// Sets the fine value, as the host gave it. From 15.4, before 16.1.
+  /// Sets the fine value, unchecked. Called from version 15.4, before 16.1.
   virtual void updatePostbackConversionValue(std::int64_t fineValue, Completion completion) = 0;
 
-  /// Sets the fine and the coarse value. From 16.1.
+  /// Sets the fine and the coarse value. Called from version 16.1.
   virtual void updatePostbackConversionValue(std::int64_t fineValue, CorvaneCoarseConversionValue coarseValue,
                                              Completion completion) = 0;
 };

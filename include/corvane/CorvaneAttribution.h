@@ -6,7 +6,8 @@
 #include "corvane/CorvaneDeepLink.h"
 #include "corvane/CorvaneExport.h"
 
-/// The backend's verdict on the install. An immutable value; safe to copy and to hand between threads.
+/// The attribution result of the install, as the backend determined it. An immutable value; copies may be
+/// used on different threads.
 class CORVANE_API CorvaneAttribution {
  public:
   CorvaneAttribution(std::optional<std::int64_t> id, bool attributed,
@@ -14,7 +15,8 @@ class CORVANE_API CorvaneAttribution {
 
   /// The backend's identifier of the install event.
   std::optional<std::int64_t> id() const noexcept { return id_; }
-  /// Whether the install was attributed to a link. Always false for an install reported without consent.
+  /// Whether the install is attributed to a link. Always false for an install that was reported without
+  /// consent.
   bool attributed() const noexcept { return attributed_; }
   /// The link that the install is attributed to.
   const std::optional<CorvaneDeepLink>& deepLink() const noexcept { return deepLink_; }

@@ -4,10 +4,11 @@
 
 #include "corvane/CorvaneExport.h"
 
-/// The failure of an operation that was cancelled, or whose client was gone before it could begin.
+/// The failure of an operation that was cancelled, or whose client was destroyed before the operation
+/// started.
 ///
-/// It is not a `CorvaneError`: it reaches a host unchanged, from `CorvaneTask::get` and through the callback
-/// of `Corvane::onError`. All values are equal.
+/// It is not a `CorvaneError`. `CorvaneTask::get` throws it, and the callback of `Corvane::onError` receives
+/// it. All values are equal.
 class CORVANE_API CorvaneCancellationError : public std::exception {
  public:
   CorvaneCancellationError() noexcept;

@@ -5,15 +5,16 @@
 #include <optional>
 #include <string_view>
 
-/// The coarse conversion value of ad-network attribution: how much a user is worth, without saying who it is.
-/// A value: `CorvaneCoarseConversionValue::medium`. Equal, and of equal hash, where the raw values are.
+/// The coarse conversion value of ad-network attribution: how valuable a user is, without identifying the
+/// user. A value type: `CorvaneCoarseConversionValue::medium`. Values with equal raw values are equal and
+/// have equal hashes.
 class CorvaneCoarseConversionValue {
  public:
   enum Value { low, medium, high };
 
-  /// The enumerators are the values.
+  /// Implicit, so that the enumerators are usable as values.
   constexpr CorvaneCoarseConversionValue(Value value) noexcept : value_(value) {}
-  /// For `switch`.
+  /// Implicit, so that a value is usable in `switch`.
   constexpr operator Value() const noexcept { return value_; }
 
   /// "low", "medium" or "high".
@@ -21,7 +22,8 @@ class CorvaneCoarseConversionValue {
     return value_ == low ? "low" : value_ == medium ? "medium" : "high";
   }
 
-  /// The value of exactly that text; none for any other, also where only the letter case differs.
+  /// Returns the value with exactly that raw value; nullopt for any other text, including one in a different
+  /// letter case.
   static constexpr std::optional<CorvaneCoarseConversionValue> fromRawValue(std::string_view text) noexcept {
     for (const Value value : {low, medium, high}) {
       const CorvaneCoarseConversionValue candidate(value);

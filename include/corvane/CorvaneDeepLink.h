@@ -6,7 +6,7 @@
 
 #include "corvane/CorvaneExport.h"
 
-/// A resolved tracking link. An immutable value; safe to copy and to hand between threads.
+/// A resolved tracking link. An immutable value; copies may be used on different threads.
 ///
 /// Every field is optional. An absent field and an empty text are different values, and so are an absent and
 /// an empty map.
@@ -22,13 +22,13 @@ class CORVANE_API CorvaneDeepLink {
   const Text& slug() const noexcept { return slug_; }
   /// The link's own URL.
   const Text& url() const noexcept { return url_; }
-  /// The route inside the application that the host should open.
+  /// The path inside the application that the host opens.
   const Text& deepLinkPath() const noexcept { return deepLinkPath_; }
   /// The destination for iOS.
   const Text& iosURL() const noexcept { return iosURL_; }
   /// The destination for Android.
   const Text& androidURL() const noexcept { return androidURL_; }
-  /// The destination where no route inside the application applies.
+  /// The destination when no path inside the application applies.
   const Text& fallbackURL() const noexcept { return fallbackURL_; }
   /// The campaign's name.
   const Text& campaign() const noexcept { return campaign_; }
@@ -36,14 +36,14 @@ class CORVANE_API CorvaneDeepLink {
   const Text& channel() const noexcept { return channel_; }
   /// Tracking parameters.
   const Map& utm() const noexcept { return utm_; }
-  /// Free data set on the link. Numbers, Booleans and nulls of the backend arrive as texts ("2.5", "true",
-  /// "").
+  /// Data of the link's author. Numbers, Booleans and nulls in the backend's response are converted to text
+  /// ("2.5", "true", "").
   const Map& customData() const noexcept { return customData_; }
 
-  /// `deepLinkPath` where it is present and not empty, unchanged; otherwise "/".
+  /// Returns `deepLinkPath` unchanged when it is present and not empty; otherwise "/".
   std::string path() const;
 
-  /// Whether `path()` is anything but "/".
+  /// Returns whether `path()` differs from "/".
   bool hasRoutableDestination() const noexcept;
 
   friend bool operator==(const CorvaneDeepLink&, const CorvaneDeepLink&) = default;

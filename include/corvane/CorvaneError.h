@@ -7,20 +7,20 @@
 
 #include "corvane/CorvaneExport.h"
 
-/// The one error type of the library: one of eight cases with that case's payload.
+/// The error type of the library: one of eight cases, with the data of that case.
 ///
-/// A plain value: copyable, comparable, owning its texts. Operations fail with it (`CorvaneTask::get` throws
-/// it), `Corvane::configure` throws it, and the callback of `Corvane::onError` receives it. The only other
-/// failure a host can meet is `CorvaneCancellationError`.
+/// A value type: it can be copied and compared, and it owns its texts. `CorvaneTask::get` and
+/// `Corvane::configure` throw it, and the callback of `Corvane::onError` receives it. The only other failure
+/// of an operation is `CorvaneCancellationError`.
 class CORVANE_API CorvaneError : public std::exception {
  public:
   enum class Case {
-    invalidURL,      ///< A request URL could not be built; `url()` holds the text that is not a URL.
-    transport,       ///< The exchange failed before an answer arrived; `message()` holds the reason.
-    server,          ///< The final HTTP status was not a success; `statusCode()` and `body()`.
-    decoding,        ///< A JSON message could not be decoded, or a request not encoded; `message()`.
+    invalidURL,      ///< A request URL could not be built; `url()` is the text that is not a URL.
+    transport,       ///< The exchange failed before a response arrived; `message()` is the reason.
+    server,          ///< The final HTTP status was not a success; see `statusCode()` and `body()`.
+    decoding,        ///< A message could not be decoded from or encoded to JSON; see `message()`.
     emptyResponse,   ///< A success status arrived without a body.
-    notACorvaneURL,  ///< A URL handed to deep-link handling is not a tracking link.
+    notACorvaneURL,  ///< A URL passed to deep-link handling is not a tracking link.
     missingAPIKey,   ///< `configure` was called without an API key.
     invalidAPIKey,   ///< The server rejected the API key (HTTP 401).
   };
@@ -40,29 +40,29 @@ class CORVANE_API CorvaneError : public std::exception {
   CorvaneError& operator=(CorvaneError&&) noexcept;
   ~CorvaneError() override;
 
-  /// Which of the eight cases this is. Named with an underscore because `case` is a word of the language.
+  /// Returns which of the eight cases this is. The underscore is there because `case` is a C++ keyword.
   Case case_() const noexcept { return kind_; }
 
-  /// The text that could not be formed into a URL. Empty in every case but `invalidURL`.
+  /// The text that is not a URL. Empty in every case but `invalidURL`.
   const std::string& url() const noexcept;
 
   /// The reason. Empty in every case but `transport` and `decoding`.
   const std::string& message() const noexcept;
 
-  /// The HTTP status; -1 where the answer was not HTTP. 0 in every case but `server`.
+  /// The HTTP status; -1 when the response was not HTTP. 0 in every case but `server`.
   std::int64_t statusCode() const noexcept { return statusCode_; }
 
-  /// The answer's body as text. Absent where it is not valid UTF-8, and in every case but `server`.
+  /// The body of the response as text. Absent when it is not valid UTF-8, and in every case but `server`.
   const std::optional<std::string>& body() const noexcept { return body_; }
 
-  /// The description of the error in UTF-8, one fixed text per case with the payload inserted unchanged (it
-  /// may hold whatever a server sent, line breaks included).
+  /// The description of the error in UTF-8: one fixed text per case with the data inserted unchanged. That
+  /// data may contain any text from a server, including line breaks.
   const std::string& errorDescription() const noexcept { return description_; }
 
   /// The same text as `errorDescription()`.
   const char* what() const noexcept override { return description_.c_str(); }
 
-  /// Equal when the case and all of its payload are equal; an absent body differs from an empty one.
+  /// Equal when the case and all its data are equal. An absent body differs from an empty one.
   friend bool operator==(const CorvaneError& a, const CorvaneError& b) noexcept {
     return a.kind_ == b.kind_ && a.text_ == b.text_ && a.statusCode_ == b.statusCode_ && a.body_ == b.body_;
   }

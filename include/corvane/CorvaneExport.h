@@ -1,6 +1,6 @@
 #pragma once
 
-/// Marks what a shared build of the library exports. Nothing else is visible outside it.
+/// Marks the symbols that a shared build of the library exports. All others are hidden.
 #if defined(_WIN32)
 #if defined(CORVANE_BUILDING)
 #define CORVANE_API __declspec(dllexport)

@@ -6,20 +6,21 @@
 
 #include "corvane/CorvaneExport.h"
 
-/// One item that the user pastes, as the host's toolkit gives it: `CorvanePasteCoordinator` asks it for text.
+/// One item that the user pastes. The host implements it with its toolkit; `CorvanePasteCoordinator` loads
+/// its text.
 class CORVANE_API CorvaneItemProvider {
  public:
-  /// Called once, on any thread, also within `loadText`: with the whole text in UTF-8, or with none where
-  /// loading failed or brought something else. Later calls have no effect. It may outlive the coordinator.
+  /// Receives the whole text in UTF-8, or nullopt when loading failed or the item is not text. May be called
+  /// on any thread, also inside `loadText`. Later calls have no effect. It may outlive the coordinator.
   using Completion = std::function<void(std::optional<std::string> text)>;
 
   virtual ~CorvaneItemProvider();
 
-  /// Whether the item can be loaded as text. Called on the thread of the paste; must not load it. One that
-  /// throws cannot.
+  /// Returns whether the item can be loaded as text, without loading it. Called on the thread that called
+  /// `paste`. An exception counts as false.
   virtual bool canLoadText() = 0;
 
-  /// Loads the text and calls `completion` with it; returns at once or when that is done. Called on the
-  /// thread of the paste, at most once a paste. What it throws counts as a failure to load.
+  /// Loads the text and calls `completion` with it, before or after it returns. Called on the thread that
+  /// called `paste`, at most once per paste. An exception counts as a failure to load.
   virtual void loadText(Completion completion) = 0;
 };

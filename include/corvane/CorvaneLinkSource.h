@@ -1,7 +1,7 @@
 #pragma once
 
-/// Why a deep link is handed to the host.
+/// Where a deep link comes from.
 enum class CorvaneLinkSource {
-  deferred,      ///< It came with the install's attribution: the campaign that led to the install.
-  reengagement,  ///< It came from a link that opened the running application.
+  deferred,      ///< Part of the attribution result: the link of the campaign that led to the install.
+  reengagement,  ///< A link that opened the running application.
 };

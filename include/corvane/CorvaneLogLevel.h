@@ -4,21 +4,21 @@
 #include <optional>
 
 /// The severity of a log line, and the threshold in `CorvaneOptions::logLevel`. Ordered: `debug` < `info` <
-/// `warning` < `error` < `none`; the built-in comparisons compare by that order.
+/// `warning` < `error` < `none`; the built-in comparison operators use that order.
 enum class CorvaneLogLevel : std::int64_t {
   debug = 0,
   info = 1,
   warning = 2,
   error = 3,
-  none = 4,  ///< As a threshold: nothing is written. No line has this level.
+  none = 4,  ///< As a threshold: no line is written. No line has this level.
 };
 
-/// The level's number, for hosts that keep it in a configuration of their own.
+/// Returns the number of the level, for a host that stores it in its own configuration.
 constexpr std::int64_t corvaneRawValue(CorvaneLogLevel level) noexcept {
   return static_cast<std::int64_t>(level);
 }
 
-/// The level of a number from 0 to 4; no value for any other number.
+/// Returns the level with a number from 0 to 4; nullopt for any other number.
 constexpr std::optional<CorvaneLogLevel> corvaneLogLevel(std::int64_t rawValue) noexcept {
   if (rawValue < corvaneRawValue(CorvaneLogLevel::debug) || rawValue > corvaneRawValue(CorvaneLogLevel::none))
     return std::nullopt;

@@ -8,43 +8,45 @@
 #include "corvane/CorvaneExecutor.h"
 #include "corvane/CorvaneExport.h"
 
-/// A main executor for hosts without one: a queue that the host runs, or pumps from a loop of its own.
+/// The main executor for a host without an event loop, or with a loop that can call `poll`.
 ///
-/// The queue belongs to one thread: the first that calls `Corvane::configure` with it, until another calls
-/// `run()` or `poll()`. Every operation but `run` and `poll` may be called from any thread.
+/// The queue belongs to one thread: the first that calls `Corvane::configure` with it, until another thread
+/// calls `run()` or `poll()`. Every other operation may be called from any thread.
 class CORVANE_API CorvaneMainQueue final : public CorvaneExecutor {
  public:
   CorvaneMainQueue();
-  /// Functions that still wait are destroyed without being run, on the destroying thread.
+  /// Destroys queued functions without running them, on the calling thread.
   ~CorvaneMainQueue() override;
   CorvaneMainQueue(const CorvaneMainQueue&) = delete;
   CorvaneMainQueue& operator=(const CorvaneMainQueue&) = delete;
 
-  /// The queue that is the main executor where `CorvanePlatform` names none. Lives as long as the process.
+  /// Returns the queue that is used when `CorvanePlatform::mainExecutor` is not set. It lives as long as the
+  /// process.
   static const std::shared_ptr<CorvaneMainQueue>& main();
 
   void post(std::function<void()> function) override;
   bool isCurrentThread() const override;
-  /// Makes the calling thread the queue's own, unless the queue belongs to a thread already.
+  /// Makes the calling thread the queue's thread, unless the queue belongs to a thread already.
   void adoptCurrentThread() override;
   bool runUntil(const std::function<bool()>& isDone, std::chrono::steady_clock::time_point deadline) override;
 
-  /// Runs functions as they come until `stop()`, sleeping in between. An exception of a function leaves
-  /// through `run`; the queue keeps the rest, and `run` may be called again.
+  /// Runs functions as they are posted until `stop()` is called; sleeps in between. An exception of a
+  /// function leaves through `run`; the other functions stay in the queue, and `run` may be called again.
   void run();
 
-  /// Runs the functions that wait now and returns how many; never waits. Functions posted meanwhile are left
-  /// to the next call. An exception of a function leaves through `poll`; the queue keeps the rest.
+  /// Runs the functions that are queued now and returns their number; never waits. Functions that are posted
+  /// during the call are left to the next call. An exception of a function leaves through `poll`; the other
+  /// functions stay in the queue.
   std::size_t poll();
 
-  /// Makes `run()` return after the function in progress: the one that runs now, or the next one to be
-  /// called.
+  /// Makes `run()` return after the current function. When `run()` is not active, its next call returns at
+  /// once.
   void stop();
 
-  /// Names a function that is called whenever a function is posted, on the posting thread: a foreign loop
-  /// uses it to schedule a `poll()` on its thread. It must be quick, must not throw and must not call `poll`
-  /// itself. Called at once where functions wait already. An empty function removes it; a call that another
-  /// thread had begun may still be under way then.
+  /// Sets a function that is called on the posting thread after each `post`, so that another event loop can
+  /// schedule a `poll()` on its own thread. It must be quick, must not throw and must not call `poll`. It is
+  /// called at once when functions are queued already. An empty function removes it; a call on another thread
+  /// may still be active at that time.
   void onWakeUp(std::function<void()> hook);
 
  private:

@@ -2,7 +2,7 @@
 
 #include <compare>
 
-/// A version of the operating system, ordered: 15.10 is later than 15.4.
+/// A version of the operating system. Versions compare number by number: 15.10 is later than 15.4.
 struct CorvaneOSVersion {
   int major = 0;
   int minor = 0;

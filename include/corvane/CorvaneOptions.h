@@ -7,37 +7,38 @@
 #include "corvane/CorvaneLogLevel.h"
 #include "corvane/CorvaneRetryPolicy.h"
 
-/// What a host chooses when it configures the library. The client keeps its own constant copy.
+/// The configuration of a client. The client keeps a constant copy.
 ///
-/// Made for designated initialisers, in this order:
+/// Use designated initialisers, in this order:
 /// `CorvaneOptions{.logEnabled = true, .linkDomains = {"go.example.com"}}`.
-/// Nothing is validated or changed here.
+/// The structure does not validate or change a value.
 struct CorvaneOptions {
-  /// Whether the library writes lines to standard output at all.
+  /// Whether the library writes log lines to standard output.
   bool logEnabled = false;
 
   /// The lowest level that is written.
   CorvaneLogLevel logLevel = CorvaneLogLevel::info;
 
-  /// Seconds; how long one try of a request may take, redirects and the wait for a network included. With
-  /// three tries, work that fails is known to have failed after about half a minute. Must be positive; values
-  /// too small for the clock mean its shortest time-out, never "none".
+  /// Time-out of one attempt of a request in seconds, including redirects and the wait for a network. With
+  /// the default of three attempts, a request fails after about half a minute. Must be positive. A value
+  /// below the resolution of the clock means the shortest time-out, never "no time-out".
   double requestTimeout = 10.0;
 
   CorvaneRetryPolicy retryPolicy = CorvaneRetryPolicy::default_;
 
-  /// The hosts whose URLs are tracking links, sub-domains included, in any letter case. Empty: every host,
-  /// and URLs without one. Name them where the application opens URLs of its own, too.
+  /// The hosts whose URLs are tracking links, including sub-domains, in any letter case. Default (empty):
+  /// every host, and URLs without a host. Set it when the application also opens URLs that are not tracking
+  /// links.
   std::vector<std::string> linkDomains = {};
 
-  /// Whether `configure`, and `setConsent(true)`, track the install by themselves.
+  /// Whether `configure` and `setConsent(true)` track the install without a call of `trackInstall`.
   bool autoTrackInstall = true;
 
-  /// With `pasteButton`, set `autoTrackInstall` to false: an automatic run would be counted before the user
-  /// can paste. With `automatic` the pasteboard is emptied only when it, or a text that is
-  /// handed in, holds a click token.
+  /// Where the click token of the first launch comes from. With `pasteButton`, set `autoTrackInstall` to
+  /// false: an automatic report would be counted before the user can paste. With `automatic`, the pasteboard
+  /// is emptied only when it, or a text passed to `trackInstall`, contains a click token.
   CorvaneClickTokenSource clickTokenSource = CorvaneClickTokenSource::automatic;
 
-  /// Whether counting and recording wait for `Corvane::setConsent(true)`.
+  /// Whether counting installs and recording links and events require `Corvane::setConsent(true)`.
   bool requireConsent = false;
 };

@@ -5,17 +5,18 @@
 
 #include "corvane/CorvaneExport.h"
 
-/// The system's pasteboard (clipboard), as the host's toolkit gives it.
+/// The system's pasteboard (clipboard). The host implements it with its toolkit.
 ///
-/// Both operations are called on the library's background thread, one at a time; they should answer within
-/// milliseconds, for other background work waits meanwhile. What they throw counts as "no text".
+/// Threads: both operations are called on the library's background thread, one at a time. They should return
+/// within milliseconds, because other background work waits for them. Errors: an exception counts as "no
+/// text".
 class CORVANE_API CorvanePasteboard {
  public:
   virtual ~CorvanePasteboard();
 
-  /// The pasteboard's text in UTF-8, or none when it holds no text.
+  /// Returns the text of the pasteboard in UTF-8; nullopt when it contains no text.
   virtual std::optional<std::string> string() = 0;
 
-  /// Empties the pasteboard of everything it holds.
+  /// Removes everything from the pasteboard.
   virtual void clear() = 0;
 };

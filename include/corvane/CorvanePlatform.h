@@ -10,39 +10,40 @@
 #include "corvane/CorvanePasteboard.h"
 #include "corvane/CorvaneTrackingAuthorizationProvider.h"
 
-/// What the machine supplies to the library. Every member has a working default; a host replaces those that
-/// it has and names the record by `Corvane::setPlatform` before `Corvane::configure`.
+/// The services of the system that the host supplies. Every member has a working default. Pass the structure
+/// to `Corvane::setPlatform` before `Corvane::configure`.
 ///
-/// It holds no option of the library: those are in `CorvaneOptions`.
+/// Options of the library itself are in `CorvaneOptions`.
 struct CorvanePlatform {
-  /// The application's identifier, such as "com.example.shop": sent with every report, and the name of the
-  /// folder of the preferences file. Default: empty, which is sent as such; the folder then takes the
-  /// executable's name.
+  /// The application's identifier, such as "com.example.shop". It is sent with every report, and it names the
+  /// folder of the preferences file. Default: empty; an empty identifier is sent, and the folder takes the
+  /// name of the executable.
   std::string applicationIdentifier = {};
 
-  /// Where the library keeps what must survive a restart. Default (empty):
-  /// `$XDG_DATA_HOME/<application identifier>/preferences.sqlite`, with `~/.local/share` where that variable
-  /// is not set (the XDG base directories). Where the file cannot be written, values live in memory.
+  /// The file in which the library stores its data. Default (empty): `$XDG_DATA_HOME/<application
+  /// identifier>/preferences.sqlite`, with `~/.local/share` when that variable is not set (XDG Base Directory
+  /// Specification). When the file cannot be written, values are kept in memory.
   std::filesystem::path preferencesFile = {};
 
-  /// The main thread. Default (null): `CorvaneMainQueue::main()`, which the host runs or polls. The client
-  /// shares ownership while it lives.
+  /// The main thread. Default (nullptr): `CorvaneMainQueue::main()`, which the host runs or polls. The client
+  /// shares ownership.
   std::shared_ptr<CorvaneExecutor> mainExecutor = nullptr;
 
-  /// The system's pasteboard. Default (null): none, which reads as a pasteboard without text. This platform
-  /// has no pasteboard apart from a window system's, which only the host's toolkit can reach.
+  /// The system's pasteboard. Default (nullptr): a pasteboard without text. On Linux the pasteboard belongs
+  /// to the window system, so only the host's toolkit can access it.
   std::shared_ptr<CorvanePasteboard> pasteboard = nullptr;
 
-  /// The system's permission to track. Default (null): none, which reads as `restricted`. This platform asks
-  /// nobody, so nobody has agreed; the answer is no at once, nothing else in the library depends on it.
+  /// The system's permission to track. Default (nullptr): without a provider, authorization is treated as
+  /// `restricted`. `requestTrackingAuthorization` then completes with false at once. Nothing else in the
+  /// library depends on it.
   std::shared_ptr<CorvaneTrackingAuthorizationProvider> trackingAuthorization = nullptr;
 
-  /// The system's ad-network attribution. Default (null): none. Its operations are then answered with an
-  /// error, which is logged and goes nowhere else: a host may call them on every platform.
+  /// The system's ad-network attribution. Default (nullptr): none; each operation then logs an error and has
+  /// no other effect, so a host may call the operations on every platform.
   std::shared_ptr<CorvaneAdNetworkProvider> adNetwork = nullptr;
 
-  /// The operating system's version, in the numbering of the ad network's system (iOS). Default: 16.1, the
-  /// first whose updates take both values, so that a provider is handed all that the host said. The version
-  /// of this machine's own system says nothing about an ad network.
+  /// The version of the operating system, in the numbering of the ad network's system (iOS). Default: 16.1,
+  /// the first version whose updates take both conversion values, so that a provider receives all values that
+  /// the host passes. It does not describe the operating system of this machine.
   CorvaneOSVersion operatingSystemVersion = {16, 1};
 };

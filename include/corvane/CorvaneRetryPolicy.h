@@ -2,29 +2,29 @@
 
 #include <cstdint>
 
-/// How often one request is tried and how long the library waits in between.
+/// How many attempts a request gets, and the delay between them.
 ///
-/// Tried again are transport failures, status 429 and statuses 500 to 599. The wait after the n-th try is
-/// `baseDelay` × 2^(n−1), or what a numeric `Retry-After` asks for after a 429 or 5xx, and never more than
-/// `maxDelay`.
+/// Transport failures, status 429 and statuses 500 to 599 are retried. The delay after the n-th attempt is
+/// `baseDelay` × 2^(n−1). After a 429 or 5xx with a numeric `Retry-After` header it is the header's value. It
+/// never exceeds `maxDelay`.
 struct CorvaneRetryPolicy {
-  /// The total number of tries, the first included. There is always at least one.
+  /// The total number of attempts, including the first. At least one attempt is made.
   std::int64_t maxAttempts;
-  /// Seconds.
+  /// The delay after the first attempt in seconds.
   double baseDelay;
-  /// Seconds.
+  /// The longest delay in seconds.
   double maxDelay;
 
-  /// Raises `maxAttempts` to at least 1 and takes the delays as they are. A field that is assigned later
-  /// keeps the value assigned.
+  /// Raises `maxAttempts` to at least 1. Does not change the delays. A field that is assigned later keeps the
+  /// assigned value.
   constexpr CorvaneRetryPolicy(std::int64_t maxAttempts_, double baseDelay_, double maxDelay_) noexcept
       : maxAttempts(maxAttempts_ < 1 ? 1 : maxAttempts_), baseDelay(baseDelay_), maxDelay(maxDelay_) {}
 
   friend bool operator==(const CorvaneRetryPolicy&, const CorvaneRetryPolicy&) = default;
 
-  /// 3 tries, 0.5 s, at most 8 s.
+  /// 3 attempts, a first delay of 0.5 s, and at most 8 s.
   static const CorvaneRetryPolicy default_;
-  /// 1 try: the first answer or failure is final.
+  /// 1 attempt: the first response or failure is final.
   static const CorvaneRetryPolicy disabled;
 };
 

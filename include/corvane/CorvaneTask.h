@@ -15,11 +15,11 @@ template <class T>
 class TaskState;
 }
 
-/// A handle of one operation that has already started and completes later with a `T`, a `CorvaneError` or a
-/// `CorvaneCancellationError`.
+/// A handle of an operation that has started. The operation completes later, with a `T`, a `CorvaneError` or
+/// a `CorvaneCancellationError`.
 ///
-/// Handles are copyable, refer to the same operation, and may be used from any thread. Any number of them may
-/// wait, at any time, also after completion. Dropping every handle detaches: the operation goes on.
+/// Handles can be copied; copies refer to the same operation. They may be used from any thread. Any number of
+/// callers may wait, also after completion. Destroying all handles does not stop the operation.
 template <class T>
 class CORVANE_API CorvaneTask {
  public:
@@ -31,37 +31,37 @@ class CORVANE_API CorvaneTask {
 
   /// Waits for completion and returns the result, or throws the operation's failure. May be called again.
   ///
-  /// On the main thread, a `CorvaneMainQueue` goes on running its functions while this waits, so that nothing
-  /// that the operation needs of the main thread is held up; what a host callback throws there leaves through
-  /// `get`, and the handle stays usable. A callback that waits counts as returned for the operation that
-  /// called it. With any other executor, waiting on the main thread for an operation that is not complete
-  /// throws `std::logic_error`: use `whenDone` or `co_await`. So does waiting on the library's own thread,
-  /// where a pasteboard or an executor may be called.
+  /// On the main thread, a `CorvaneMainQueue` runs its functions during the wait, so that the operation can
+  /// use the main thread. An exception of a host callback that runs there leaves through `get`; the handle
+  /// stays valid. A callback that waits counts as returned for the operation that called it. With an executor
+  /// that does not implement `runUntil`, waiting on the main thread for an incomplete operation throws
+  /// `std::logic_error`: use `whenDone` or `co_await`. Waiting on the library's background thread, where
+  /// pasteboards and executors may be called, throws it too.
   T get() const;
 
-  /// Waits as `get` does, at most so long, and returns whether the operation is complete.
+  /// Waits as `get` does, for at most `duration`, and returns whether the operation is complete.
   bool waitFor(std::chrono::nanoseconds duration) const;
 
-  /// Whether `get` would return or throw at once.
+  /// Returns whether the operation is complete, so that `get` does not wait.
   bool isDone() const;
 
-  /// Calls `callback` once on the main thread with this task, complete, so that `get` does not wait; never
-  /// inside this call. Where the main executor refuses, the callback is destroyed without being called.
+  /// Calls `callback` with this task once, on the main thread, after completion and never inside this call.
+  /// When the main executor refuses the function, the callback is destroyed without being called.
   void whenDone(std::function<void(CorvaneTask)> callback) const;
 
-  /// Asks the operation to stop. It is heeded while the operation waits between two tries and during an
-  /// exchange, and then fails it with `CorvaneCancellationError` (or, on the last try, a `transport` error).
-  /// Elsewhere, late or again, it has no effect. The run that callers of `trackInstallAsync` share is never
-  /// stopped by one of them.
+  /// Requests that the operation stops. The request has an effect during the delay between two attempts and
+  /// during an exchange; the operation then fails with `CorvaneCancellationError` (or, on the last attempt,
+  /// with a `transport` error). At other times, after completion and when repeated, it has no effect. It does
+  /// not stop an install report that several callers of `trackInstallAsync` share.
   void cancel() const;
 
-  /// `co_await task` continues on the main thread, never inline, and gives what `get` gives. Works in every
-  /// coroutine whose promise takes a plain awaiter. Where the main executor refuses, the coroutine continues
-  /// on the thread that destroyed the continuation, with
-  /// `CorvaneCancellationError`. A coroutine that waits here must not be destroyed before it has gone on.
+  /// `co_await task` resumes on the main thread, never inline, with the result of `get`. It works in every
+  /// coroutine whose promise accepts a plain awaiter. When the main executor refuses the continuation, the
+  /// coroutine resumes on the thread that destroyed the continuation, with `CorvaneCancellationError`. A
+  /// coroutine that waits here must not be destroyed before it resumes.
   Awaiter operator co_await() const { return Awaiter(*this); }
 
-  /// Not for hosts: the library makes tasks.
+  /// Internal: the library creates tasks.
   explicit CorvaneTask(std::shared_ptr<corvane::TaskState<T>> state) noexcept;
 
  private:
@@ -79,7 +79,7 @@ class CorvaneTask<T>::Awaiter {
   bool await_ready() const noexcept { return false; }
 
   void await_suspend(std::coroutine_handle<> waiting) {
-    // The coroutine may go on, and this awaiter be gone, before the call returns.
+    // The coroutine may resume, and destroy this awaiter, before the call returns.
     const CorvaneTask task = task_;
     task.continueOnMain([this, waiting](bool delivered) {
       delivered_ = delivered;

@@ -5,33 +5,33 @@
 
 #include "corvane/CorvaneExport.h"
 
-/// Whether the user allows this application to track, by the numbers of Apple's `ATTrackingManager`. A status
-/// with any other number counts as not authorized.
+/// Whether the user allows this application to track. The numbers are those of Apple's `ATTrackingManager`. A
+/// status with any other number counts as not authorized.
 enum class CorvaneTrackingAuthorizationStatus : std::int64_t {
-  notDetermined = 0,  ///< The user was not asked yet.
-  restricted = 1,     ///< Not allowed, and not for the user to change.
+  notDetermined = 0,  ///< The user has not been asked yet.
+  restricted = 1,     ///< Not allowed, and the user cannot change it.
   denied = 2,
   authorized = 3,
 };
 
-/// The system's service that asks the user for permission to track, as the host supplies it.
+/// The system's service that asks the user for permission to track. The host implements it.
 ///
-/// Both operations are called on the thread that called `Corvane::requestTrackingAuthorization`, perhaps on
-/// several at once, under no lock of the library. The library shares ownership with the client.
+/// Threads: both operations are called on the thread that called `Corvane::requestTrackingAuthorization`,
+/// possibly on several threads at once, without a lock of the library. Ownership: the client shares it.
 class CORVANE_API CorvaneTrackingAuthorizationProvider {
  public:
   using Completion = std::function<void(CorvaneTrackingAuthorizationStatus)>;
 
   virtual ~CorvaneTrackingAuthorizationProvider();
 
-  /// The status of this moment; must not wait. One that throws counts as `restricted`.
+  /// Returns the current status; must not wait. An exception counts as `restricted`.
   virtual CorvaneTrackingAuthorizationStatus trackingAuthorizationStatus() = 0;
 
-  /// Asks the user and returns at once; calls `completion` with the new status when the user has answered,
-  /// on any thread, also within this call. Called only after the status was `notDetermined`.
+  /// Asks the user and returns at once. Calls `completion` with the new status when the user has decided, on
+  /// any thread, possibly inside this call. Called only while the status is `notDetermined`.
   ///
-  /// The first call of `completion` counts, later ones have no effect. Where this throws, or the last copy of
-  /// `completion` is destroyed uncalled, the answer is no. Where it keeps `completion` and never calls it,
-  /// the library waits with it.
+  /// The first call of `completion` counts; later calls have no effect. When this operation throws, or
+  /// destroys the last copy of `completion` without calling it, the request completes with false. When it
+  /// keeps `completion` and never calls it, the request never completes.
   virtual void requestTrackingAuthorization(Completion completion) = 0;
 };
