@@ -2,22 +2,22 @@ import QtQuick
 import QtQuick.Controls
 import Corvane.Internal
 
-// A button that hands the clipboard's text to the library, and then to `onToken`: the install is tracked with
-// the click token that the text holds, when it holds one.
+// A button that passes the clipboard's text to the library, which tracks the install with the click token in that
+// text, if there is one. Then the button emits `token` with the text.
 //
 //     CorvanePasteButton { onToken: text => stack.push(home) }
 //
-// The clipboard is read when the button is pressed, once; until then only the formats on offer are looked at,
-// so that the button can look disabled where there is nothing to paste. Pressed by a pointer, Space or Enter. It
-// has the application's palette and font and the paddings of its style, in the shape of a capsule; `text` may be
-// set, as may everything that a Button has. A host that sets `enabled` itself includes `canPaste`.
+// The button reads the clipboard once, when it is pressed (pointer, Space or Enter). Before that it reads only the
+// list of formats, and is disabled when the clipboard offers no text. It uses the application's palette and font and
+// the paddings of its style, in the shape of a capsule. `text` and every other property of Button may be set. A host
+// that sets `enabled` includes `canPaste` in its binding.
 Button {
     id: control
 
     /// Whether the clipboard offers text.
     readonly property bool canPaste: source.canPaste
 
-    /// The pasted text, whole, after the install was started with it.
+    /// Emitted with the whole pasted text, after the library has started to track the install.
     signal token(string text)
 
     text: qsTr("Paste")

@@ -7,13 +7,13 @@ class QClipboard;
 
 namespace CorvaneQt {
 
-/// The application's clipboard; null without a `QGuiApplication`. On the main thread.
+/// Returns the application's clipboard; nullptr without a `QGuiApplication`. Call it on the main thread.
 QClipboard* applicationClipboard();
 
-/// Whether the clipboard offers text. Asks for the formats on offer, never for the content.
+/// Returns whether the clipboard offers text. Reads the list of formats, not the content.
 bool clipboardOffersText();
 
-/// The clipboard's text, which reads its content; none where it offers none.
+/// Reads the clipboard's text; nullopt when it offers none.
 std::optional<std::string> clipboardText();
 
 }  // namespace CorvaneQt

@@ -11,7 +11,7 @@
 namespace CorvaneQt {
 namespace {
 
-/// The clipboard as the one item that was pasted.
+/// The clipboard as a single pasted item.
 struct ClipboardItem : CorvaneItemProvider {
   bool canLoadText() override { return clipboardOffersText(); }
   void loadText(Completion completion) override { completion(clipboardText()); }

@@ -7,12 +7,12 @@
 
 namespace CorvaneQt {
 
-/// What `CorvanePasteButton.qml` is made of beside its looks. Lives on the main thread, which must be the
-/// library's main executor too.
+/// The logic of `CorvanePasteButton.qml`. Lives on the main thread, which must be the library's main executor
+/// too.
 class PasteSource : public QObject {
   Q_OBJECT
-  /// Whether the clipboard offers text, by its formats. Follows the clipboard, and is looked at anew when the
-  /// application becomes active, as some systems tell of changes to active applications only.
+  /// Whether the clipboard offers text, by its formats. Updated when the clipboard changes and when the
+  /// application becomes active, because some systems report changes to active applications only.
   Q_PROPERTY(bool canPaste READ canPaste NOTIFY canPasteChanged)
 
  public:
@@ -20,7 +20,7 @@ class PasteSource : public QObject {
 
   bool canPaste() const { return canPaste_; }
 
-  /// Reads the clipboard, once, and hands its text to the library.
+  /// Reads the clipboard once and passes its text to the library.
   Q_INVOKABLE void paste();
 
  signals:

@@ -4,7 +4,7 @@
 #include "CorvaneQt/Platform.h"
 #include "PasteSource.h"
 
-// The macro works outside every namespace only.
+// The macro works only outside of namespaces.
 static void initialiseResource() {
   Q_INIT_RESOURCE(corvane_qt_module);
 }
@@ -13,7 +13,7 @@ namespace CorvaneQt {
 
 void registerQmlModule() {
   static const bool once = [] {
-    // By name, or a linker that takes what is asked for leaves the resource out.
+    // Explicit, because a linker may leave the resource out when nothing refers to it.
     initialiseResource();
     qmlRegisterType<PasteSource>("Corvane.Internal", 1, 0, "PasteSource");
     qmlRegisterType(QUrl("qrc:/corvane/CorvanePasteButton.qml"), "Corvane", 1, 0, "CorvanePasteButton");

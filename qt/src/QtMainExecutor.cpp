@@ -14,8 +14,8 @@ namespace {
 
 const QEvent::Type callEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
-/// A function on its way to the main thread. Qt owns it from `postEvent` on, and deletes it undelivered with
-/// its receiver.
+/// A posted function. Qt owns the event after `postEvent`, and deletes it undelivered when its receiver is
+/// destroyed.
 struct Call : QEvent {
   explicit Call(std::function<void()> f) : QEvent(callEvent), function(std::move(f)) {}
   std::function<void()> function;
@@ -38,10 +38,10 @@ struct QtMainExecutor::State {
 
   const ExceptionHandler handler;
   const std::thread::id thread = std::this_thread::get_id();
-  /// Guards `receiver`, and is held while an event is posted to it: so it cannot go meanwhile. No function
-  /// runs or dies under it.
+  /// Guards `receiver`. Held while an event is posted, so that the receiver is not destroyed meanwhile. No
+  /// function runs or is destroyed under it.
   std::mutex mutex;
-  /// Null when the application or the executor is gone. The application owns it.
+  /// nullptr after the application or the executor is destroyed. The application owns it.
   Receiver* receiver = nullptr;
 };
 
@@ -49,25 +49,26 @@ class QtMainExecutor::Receiver : public QObject {
  public:
   Receiver(std::shared_ptr<State> state, QObject* application)
       : QObject(application), state_(std::move(state)) {
-    // Before the application's children go: the event dispatcher, which a post wakes, goes before this one.
+    // Detach before the application's children are destroyed: a post uses the event dispatcher, which is
+    // destroyed before this object.
     connect(application, &QObject::destroyed, this, [this] { detach(); });
   }
 
-  /// What still waits for it is deleted by ~QObject.
+  /// ~QObject deletes the events that are still queued for this object.
   ~Receiver() override { detach(); }
 
   bool event(QEvent* event) override {
     if (event->type() != callEvent) return QObject::event(event);
     const auto function = std::move(static_cast<Call*>(event)->function);
     if (!isAttached()) return true;  // refused: `function` dies here
-    // A loop that the function may open sees what was queued before it only when it is woken.
+    // If the function opens a nested loop, that loop processes earlier events only after a wake-up.
     QAbstractEventDispatcher::instance()->wakeUp();
     run(function);
     return true;
   }
 
  private:
-  /// Nothing leaves it: an exception of the handler ends the program here, not in the middle of Qt.
+  /// noexcept: an exception of the handler terminates the program here instead of unwinding through Qt.
   void run(const std::function<void()>& function) const noexcept {
     try {
       function();
@@ -97,7 +98,8 @@ QtMainExecutor::QtMainExecutor(ExceptionHandler handler)
 
 QtMainExecutor::~QtMainExecutor() {
   const std::lock_guard lock(state_->mutex);
-  // It may be in the middle of the function that dropped the last owner of this.
+  // deleteLater, because the receiver may be running the function that released the last owner of this
+  // executor.
   if (Receiver* const receiver = std::exchange(state_->receiver, nullptr)) receiver->deleteLater();
 }
 

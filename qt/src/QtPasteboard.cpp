@@ -10,8 +10,8 @@
 namespace CorvaneQt {
 namespace {
 
-/// One reading on its way to the main thread and back. Where the executor drops it, the promise breaks, and
-/// that is an answer too.
+/// One read of the clipboard on the main thread. When the executor drops the function, the promise is broken,
+/// which `string` treats as "no text".
 struct Reading {
   std::promise<std::optional<std::string>> text;
   std::atomic<bool> isWanted = true;

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-// The library's text is UTF-8, Qt's is UTF-16. A half of a surrogate pair becomes U+FFFD on the way.
+// The library's text is UTF-8, Qt's is UTF-16. An unpaired surrogate is converted to U+FFFD.
 
 namespace CorvaneQt {
 
@@ -28,27 +28,29 @@ inline QString toQString(const std::string& text) {
   return QString::fromStdString(text);
 }
 
-/// A text that may be missing; missing becomes a null string.
+/// An absent text becomes a null string.
 inline QString toQString(const std::optional<std::string>& text) {
   return text ? toQString(*text) : QString();
 }
 
-/// The text of the URL as a network takes it: fully percent-encoded. A null or invalid URL is empty.
+/// The URL in fully percent-encoded form, as it is sent over a network. A null or invalid URL becomes an
+/// empty text.
 inline std::string toStdString(const QUrl& url) {
   return url.toEncoded(QUrl::FullyEncoded).toStdString();
 }
 
-/// The link's own URL, such as a browser could open; empty where it has none.
+/// The link's own URL; empty when the link has none.
 inline QUrl toQUrl(const CorvaneDeepLink& link) {
   return QUrl(toQString(link.url()));
 }
 
-/// `Corvane::handleDeepLink` for the URL of a `QFileOpenEvent` or of `QDesktopServices::setUrlHandler`.
+/// Calls `Corvane::handleDeepLink` with the URL of a `QFileOpenEvent` or of
+/// `QDesktopServices::setUrlHandler`.
 inline bool handleDeepLink(Corvane& client, const QUrl& url) {
   return client.handleDeepLink(toStdString(url));
 }
 
-/// `Corvane::trackEvent`; a null `currency` is none.
+/// Calls `Corvane::trackEvent`. A null `currency` means no currency.
 inline void trackEvent(Corvane& client, const QString& name, std::optional<double> value = std::nullopt,
                        const QString& currency = {}) {
   const std::string encodedCurrency = toStdString(currency);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Everything that the Qt module offers to a host, and the library with it.
+// Includes all headers of the Qt module and of the library.
 
 #include <corvane.h>
 

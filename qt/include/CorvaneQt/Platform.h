@@ -4,20 +4,20 @@
 
 namespace CorvaneQt {
 
-/// What a Qt application supplies to the library: `QtMainExecutor`, `QtPasteboard`, and as the application's
-/// identifier its desktop file name (`QGuiApplication::desktopFileName`, such as "com.example.shop"), else
-/// its name. To be called on the thread of the application object, while there is one; throws
-/// `std::logic_error` otherwise.
+/// Returns the platform of a Qt application: a `QtMainExecutor`, a `QtPasteboard`, and as the application's
+/// identifier its desktop file name (`QGuiApplication::desktopFileName`, such as "com.example.shop"), or its
+/// name when it has none. Call it on the thread of the application object, while that object exists;
+/// otherwise it throws `std::logic_error`.
 ///
 ///   Corvane::setPlatform(CorvaneQt::platform());
 ///
-/// A `CorvanePasteButton` needs it too, or a platform of the host's own whose main executor is the
-/// application's thread: its `onToken` comes from there.
+/// `CorvanePasteButton` requires this platform, or another one whose main executor is the application's
+/// thread, because its `onToken` is called by that executor.
 CorvanePlatform platform();
 
-/// Registers the QML module `Corvane` with its type `CorvanePasteButton`. It happens by itself when the
-/// application object is made; again, it has no effect. To be called by hand only where this module's objects
-/// were put into a static library, from which a linker takes only what is asked for.
+/// Registers the QML module `Corvane` with its type `CorvanePasteButton`. The module registers itself when
+/// the application object is created; further calls have no effect. Call it only when the objects of this
+/// module are part of a static library, because a linker leaves unused objects of such a library out.
 void registerQmlModule();
 
 }  // namespace CorvaneQt

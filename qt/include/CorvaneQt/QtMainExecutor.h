@@ -8,27 +8,27 @@
 
 namespace CorvaneQt {
 
-/// The main executor of a Qt application: callbacks run from the event loop of the application object's
-/// thread, each as an event of its own, in order, also inside a nested loop such as a dialog's.
+/// The main executor of a Qt application. Functions run from the event loop of the application object's
+/// thread, each as one event, in order, also in a nested loop such as that of a dialog.
 ///
-/// Nothing runs before the event loop does. What is posted when the application object is gone, and what
-/// still waits when it goes, is destroyed without being run, which the library takes for a refusal: tasks
-/// complete and nobody waits.
+/// No function runs before the event loop does. A function that is posted after the application object is
+/// destroyed, or is still queued at that time, is destroyed without being run. The library treats that as a
+/// refusal: tasks complete, and no caller waits forever.
 ///
-/// A callback that throws does not unwind through Qt's event loop, which is not made for it: the exception
-/// is caught here and handed to the handler that the host named, on the main thread; without one, its text is
-/// logged by `qCritical` and the loop goes on. Later callbacks run.
+/// Errors: an exception of a callback must not unwind through Qt's event loop. The executor catches it and
+/// passes it to the handler, on the main thread. Without a handler its text is logged with `qCritical`. Later
+/// callbacks run in both cases.
 ///
-/// `CorvaneTask::get` and `waitFor` on the main thread throw `std::logic_error` for an operation that is not
-/// complete, as with every executor but the library's own queue: use `whenDone` or `co_await`.
+/// Waiting: `runUntil` is not implemented, so `CorvaneTask::get` and `waitFor` on the main thread throw
+/// `std::logic_error` for an incomplete operation. Use `whenDone` or `co_await`.
 class QtMainExecutor final : public CorvaneExecutor {
  public:
   using ExceptionHandler = std::function<void(std::exception_ptr)>;
 
-  /// On the thread of the application object, while there is one; throws `std::logic_error` otherwise. What
-  /// the handler throws itself ends the program.
+  /// Call it on the thread of the application object, while that object exists; otherwise it throws
+  /// `std::logic_error`. An exception that `handler` throws terminates the program.
   explicit QtMainExecutor(ExceptionHandler handler = {});
-  /// On any thread. What waits is destroyed, on the main thread.
+  /// May run on any thread. Queued functions are destroyed on the main thread.
   ~QtMainExecutor() override;
   QtMainExecutor(const QtMainExecutor&) = delete;
   QtMainExecutor& operator=(const QtMainExecutor&) = delete;

@@ -12,17 +12,19 @@ namespace CorvaneQt {
 
 /// The application's clipboard (`QGuiApplication::clipboard`) as the library's pasteboard.
 ///
-/// The library asks on its own thread; the clipboard is touched on the main thread only, by the executor that
-/// is handed in. `string` waits for that, but not for ever: where the main thread has not come to it in time,
-/// or is gone, there is no text. So a main thread that waits for the library holds up the library's other
-/// work once, for that long, and nothing stands still. `clear` does not wait.
+/// Threads: the library calls both operations on its background thread; the clipboard is accessed on the main
+/// thread only, through the executor `main`. `string` waits for the main thread, for at most `patience`. When
+/// the main thread does not respond in time or the executor refuses, the result is "no text". A main thread
+/// that itself waits for the library therefore delays the library's other work once, by at most that time.
+/// `clear` does not wait.
 ///
-/// With `clickTokenSource` `automatic` the library reads it before it reports the install: where the event
-/// loop does not run by then, that install goes without its click token for good. Call `configure` after
-/// what takes long.
+/// With `clickTokenSource` `automatic`, the library reads the clipboard before it reports the install. When
+/// the event loop does not start within that time, the install is reported without its click token. Call
+/// `configure` after long initialisation.
 class QtPasteboard final : public CorvanePasteboard {
  public:
-  /// `main` is normally the `QtMainExecutor` of the same application. `patience` is how long a read may wait.
+  /// `main` is normally the `QtMainExecutor` of the same application. `patience` is the longest wait for a
+  /// read; default: 5 seconds.
   explicit QtPasteboard(std::shared_ptr<CorvaneExecutor> main,
                         std::chrono::milliseconds patience = std::chrono::seconds(5));
 
