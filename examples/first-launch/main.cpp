@@ -5,8 +5,8 @@
 int main() {
   Corvane::setPlatform({.applicationIdentifier = "com.example.shop"});
   const auto app = Corvane::configure("cv_your_key", {.logEnabled = true});
-  app->onAttribution([](const CorvaneAttribution& verdict) {
-    std::puts(verdict.attributed() ? "This install came from a campaign." : "This install is organic.");
+  app->onAttribution([](const CorvaneAttribution& result) {
+    std::puts(result.attributed() ? "This install came from a campaign." : "This install is organic.");
     CorvaneMainQueue::main()->stop();
   });
   app->onLink([](const CorvaneDeepLink& link, auto) { std::printf("Open %s\n", link.path().c_str()); });
