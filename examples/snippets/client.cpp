@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-// An application's calls of the library, one function a subject.
+// How an application calls the library, one function per subject.
 
 struct Shop {
   void open(const std::string& path);
@@ -18,24 +18,24 @@ bool openOwnURL(std::string_view url);
 
 //! [options]
 CorvaneOptions shopOptions() {
-  return {.logEnabled = true,                  // lines on standard output; off unless asked for
-          .logLevel = CorvaneLogLevel::debug,  // every request, every decision
-          .linkDomains = {"go.shop.example"},  // whose URLs are tracking links; empty: every host's
-          .requireConsent = true};             // nothing is counted before setConsent(true)
+  return {.logEnabled = true,                  // log lines on standard output; off by default
+          .logLevel = CorvaneLogLevel::debug,  // every request and every decision
+          .linkDomains = {"go.shop.example"},  // hosts of tracking links; empty: every host
+          .requireConsent = true};             // counts nothing before setConsent(true)
 }
 //! [options]
 
 //! [callbacks]
 void registerCallbacks(Corvane& client, const std::shared_ptr<Shop>& shop) {
   const std::weak_ptr<Shop> weak = shop;
-  client.onAttribution([weak](const CorvaneAttribution& verdict) {
+  client.onAttribution([weak](const CorvaneAttribution& result) {
     const auto alive = weak.lock();
-    if (alive && verdict.attributed()) alive->say("Welcome! Your discount is waiting.");
+    if (alive && result.attributed()) alive->say("Welcome! Your discount is waiting.");
   });
   client.onLink([weak](const CorvaneDeepLink& link, CorvaneLinkSource source) {
     const auto alive = weak.lock();
     if (!alive) return;
-    if (source == CorvaneLinkSource::deferred) alive->say("Here is what you came for.");
+    if (source == CorvaneLinkSource::deferred) alive->say("Here is the page that you opened.");
     alive->open(link.path());
   });
   client.onError([](const std::exception& failure) {
@@ -53,14 +53,14 @@ bool openURL(Corvane& client, std::string_view url) {
 //! [links]
 
 //! [events]
-void tellOfPurchase(Corvane& client) {
+void trackPurchase(Corvane& client) {
   client.trackEvent("sign_up");
   client.trackEvent("purchase", 9.99, "EUR");
 }
 //! [events]
 
 //! [get]
-std::string verdictText(Corvane& client) {
+std::string attributionText(Corvane& client) {
   const CorvaneTask<CorvaneAttribution> task = client.trackInstallAsync(false);
   try {
     return task.get().attributed() ? "from a campaign" : "organic";
@@ -80,14 +80,14 @@ void buy(Corvane& client, const std::shared_ptr<Shop>& shop) {
       const CorvaneEventResult result = done.get();
       if (result.id()) shop->say("The purchase was recorded.");
     } catch (const std::exception&) {
-      shop->say("The purchase waits on this device, and is sent again later.");
+      shop->say("The purchase is stored and will be sent again.");
     }
   });
 }
 //! [when-done]
 
 //! [co_await]
-/// A coroutine that starts at once, ends by itself, and must not throw.
+/// A detached coroutine: it starts at once, owns itself, and must not throw.
 struct Started {
   struct promise_type {
     Started get_return_object() { return {}; }
@@ -101,7 +101,7 @@ struct Started {
 Started openLink(std::shared_ptr<Corvane> client, std::shared_ptr<Shop> shop, std::string url) {
   try {
     const CorvaneTask<CorvaneDeepLink> task = client->handleDeepLinkAsync(url);
-    const CorvaneDeepLink link = co_await task;  // continues on the main thread
+    const CorvaneDeepLink link = co_await task;  // resumes on the main thread
     shop->open(link.path());
   } catch (const std::exception& failure) {
     shop->say(failure.what());
@@ -110,7 +110,7 @@ Started openLink(std::shared_ptr<Corvane> client, std::shared_ptr<Shop> shop, st
 //! [co_await]
 
 //! [consent]
-void answerOfTheConsentDialog(bool agreed) {
+void consentDialogClosed(bool agreed) {
   if (const auto client = Corvane::shared()) client->setConsent(agreed);
 }
 //! [consent]

@@ -13,22 +13,22 @@
 namespace {
 
 void registerCallbacks(Corvane& app) {
-  app.onAttribution([](const CorvaneAttribution& verdict) {
-    std::puts(verdict.attributed() ? "This install came from a campaign." : "This install is organic.");
+  app.onAttribution([](const CorvaneAttribution& result) {
+    std::puts(result.attributed() ? "This install came from a campaign." : "This install is organic.");
   });
   app.onLink(
       [](const CorvaneDeepLink& link, CorvaneLinkSource) { std::printf("Open %s\n", link.path().c_str()); });
-  app.onError([](const std::exception& error) { std::printf("That did not work: %s\n", error.what()); });
+  app.onError([](const std::exception& error) { std::printf("Error: %s\n", error.what()); });
 }
 
-/// Standard input, where each line is a URL that is opened. False at its end.
+/// Reads standard input, where each line is a URL to open. Returns false at its end.
 bool readURLs(Corvane& app) {
   char text[4096];
   const ssize_t size = ::read(STDIN_FILENO, text, sizeof text);
   if (size <= 0) return false;
   std::istringstream lines(std::string(text, static_cast<std::size_t>(size)));
   for (std::string url; std::getline(lines, url);) {
-    if (!app.handleDeepLink(url)) std::puts("That is no tracking link.");
+    if (!app.handleDeepLink(url)) std::puts("Not a tracking link.");
   }
   return true;
 }
@@ -53,7 +53,7 @@ int main() {
     }
     if (watched[0].revents != 0) {
       eventfd_t calls = 0;
-      ::eventfd_read(wakeUp, &calls);  // before the functions run: what comes meanwhile wakes the loop again
+      ::eventfd_read(wakeUp, &calls);  // before poll: a function that is posted later wakes the loop again
       queue->poll();
     }
     if (watched[1].revents != 0) open = readURLs(*app);

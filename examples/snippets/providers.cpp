@@ -17,7 +17,7 @@
 namespace {
 
 //! [executor]
-/// An event loop, reduced to what matters: it belongs to the thread that made it and takes functions of all.
+/// A minimal event loop. It belongs to the thread that created it and accepts functions from every thread.
 class EventLoop final : public CorvaneExecutor {
  public:
   void post(std::function<void()> function) override {
@@ -51,20 +51,20 @@ class EventLoop final : public CorvaneExecutor {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<std::function<void()>> waiting_;
-  bool open_ = false;  // the loop's thread only
+  bool open_ = false;  // used on the loop's thread only
 };
 //! [executor]
 
 //! [pasteboard]
-/// The clipboard of a toolkit that lets the main thread touch it and no other. The main thread keeps a copy
-/// of its text here, so that the library never waits for the main thread.
+/// For a toolkit whose clipboard may be accessed on the main thread only. The main thread keeps a copy of the
+/// text here, so that the library never waits for the main thread.
 class ClipboardCopy final : public CorvanePasteboard {
  public:
   /// `emptyClipboard` is called on the main thread.
   ClipboardCopy(std::weak_ptr<CorvaneExecutor> main, std::function<void()> emptyClipboard)
       : main_(std::move(main)), emptyClipboard_(std::move(emptyClipboard)) {}
 
-  /// To be called before `Corvane::configure`, and whenever the clipboard changes.
+  /// Call it before `Corvane::configure`, and whenever the clipboard changes.
   void clipboardChanged(std::optional<std::string> text) {
     const std::lock_guard lock(mutex_);
     text_ = std::move(text);
@@ -89,12 +89,12 @@ class ClipboardCopy final : public CorvanePasteboard {
 //! [pasteboard]
 
 //! [tracking-authorization]
-/// Asks by a dialog of the application's own.
+/// Asks the user with a dialog of the application.
 class DialogAuthorization final : public CorvaneTrackingAuthorizationProvider {
  public:
   using Status = CorvaneTrackingAuthorizationStatus;
-  /// Shows the dialog, returns, and calls the function with the user's answer when there is one.
-  using Dialog = std::function<void(std::function<void(bool agreed)> answered)>;
+  /// Shows the dialog and returns. Calls the function when the user has decided.
+  using Dialog = std::function<void(std::function<void(bool agreed)> completion)>;
 
   DialogAuthorization(Status stored, Dialog show)
       : status_(std::make_shared<std::atomic<Status>>(stored)), show_(std::move(show)) {}
@@ -115,7 +115,7 @@ class DialogAuthorization final : public CorvaneTrackingAuthorizationProvider {
 //! [tracking-authorization]
 
 //! [ad-network]
-/// Passes what the library says to `send`, which gives a description of what went wrong, or none.
+/// Passes each call to `send`, which returns the description of an error, or nullopt.
 class AdNetwork final : public CorvaneAdNetworkProvider {
  public:
   using Send = std::function<std::optional<std::string>(const std::string& what)>;
@@ -139,8 +139,8 @@ class AdNetwork final : public CorvaneAdNetworkProvider {
 //! [ad-network]
 
 //! [item-provider]
-/// One format of what is on the clipboard, as most toolkits give it: a MIME type and a function that loads
-/// it.
+/// One format of the clipboard's content, in the form of most toolkits: a MIME type and a function that
+/// loads it.
 class ClipboardItem final : public CorvaneItemProvider {
  public:
   using Load = std::function<void(Completion)>;
@@ -158,7 +158,7 @@ class ClipboardItem final : public CorvaneItemProvider {
 //! [item-provider]
 
 //! [paste-control]
-/// The button "Paste". Made, pressed and destroyed on the main thread.
+/// The button "Paste". Created, pressed and destroyed on the main thread.
 class PasteButton {
  public:
   void pressed(const std::vector<std::shared_ptr<CorvaneItemProvider>>& clipboard) {
@@ -201,8 +201,8 @@ int main() {
                                          .clickTokenSource = CorvaneClickTokenSource::pasteButton});
   //! [platform]
 
-  client->onAttribution([](const CorvaneAttribution& verdict) {
-    std::puts(verdict.attributed() ? "This install came from a campaign." : "This install is organic.");
+  client->onAttribution([](const CorvaneAttribution& result) {
+    std::puts(result.attributed() ? "This install came from a campaign." : "This install is organic.");
   });
   client->registerForSKAdAttribution();
   client->updateConversionValue(12, CorvaneCoarseConversionValue::high);

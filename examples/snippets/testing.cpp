@@ -18,13 +18,13 @@
 namespace {
 
 //! [host]
-/// The application, as far as this test is about it.
+/// The part of the application that the test needs.
 struct Shop : std::enable_shared_from_this<Shop> {
   void launch() {
     client = Corvane::configure("cv_test", {.logEnabled = true});
     const std::weak_ptr<Shop> weak = weak_from_this();
-    client->onAttribution([weak](const CorvaneAttribution& given) {
-      if (const auto shop = weak.lock()) shop->verdict = given;
+    client->onAttribution([weak](const CorvaneAttribution& result) {
+      if (const auto shop = weak.lock()) shop->attribution = result;
     });
     client->onLink([weak](const CorvaneDeepLink& link, CorvaneLinkSource) {
       if (const auto shop = weak.lock()) shop->screen = link.path();
@@ -35,16 +35,16 @@ struct Shop : std::enable_shared_from_this<Shop> {
   }
 
   std::shared_ptr<Corvane> client;
-  std::optional<CorvaneAttribution> verdict;
+  std::optional<CorvaneAttribution> attribution;
   std::string screen = "/";
   int failures = 0;
 };
 //! [host]
 
 //! [sandbox]
-/// One request to the sandbox: a POST where there is a body. Gives the answer's body.
+/// Sends one request to the sandbox, a POST if there is a body. Returns the body of the response.
 std::string sandbox(const std::string& path, const std::string& body = {}, const char* method = nullptr) {
-  std::string answer;
+  std::string response;
   const auto take = +[](char* data, std::size_t, std::size_t size, std::string* whole) {
     whole->append(data, size);
     return size;
@@ -59,18 +59,18 @@ std::string sandbox(const std::string& path, const std::string& body = {}, const
   if (method != nullptr) curl_easy_setopt(request.get(), CURLOPT_CUSTOMREQUEST, method);
   curl_easy_setopt(request.get(), CURLOPT_FAILONERROR, 1L);
   curl_easy_setopt(request.get(), CURLOPT_WRITEFUNCTION, take);
-  curl_easy_setopt(request.get(), CURLOPT_WRITEDATA, &answer);
+  curl_easy_setopt(request.get(), CURLOPT_WRITEDATA, &response);
   const CURLcode code = curl_easy_perform(request.get());
   if (code != CURLE_OK) throw std::runtime_error(path + ": " + curl_easy_strerror(code));
-  return answer;
+  return response;
 }
 
-/// Runs a sandbox for as long as it lives. The sandbox ends when its standard input does, and so with the
-/// test, however that ends.
+/// Runs a sandbox during its lifetime. The sandbox exits at the end of its standard input, and so also when
+/// the test crashes.
 class Sandbox {
  public:
   Sandbox() : input_(::popen("exec corvane-sandbox --exit-on-eof", "w"), &::pclose) {
-    for (int tries = 100; tries > 0; --tries) {
+    for (int attempts = 100; attempts > 0; --attempts) {
       try {
         sandbox("/sandbox/records");
         return;
@@ -78,7 +78,7 @@ class Sandbox {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
       }
     }
-    throw std::runtime_error("the sandbox does not answer");
+    throw std::runtime_error("the sandbox does not respond");
   }
 
  private:
@@ -87,7 +87,7 @@ class Sandbox {
 //! [sandbox]
 
 //! [device]
-/// The device's clipboard, which the test fills and looks at.
+/// The device's clipboard. The test writes and reads it.
 class MemoryPasteboard final : public CorvanePasteboard {
  public:
   void copy(std::string text) {
@@ -110,8 +110,8 @@ class MemoryPasteboard final : public CorvanePasteboard {
   std::optional<std::string> text_;
 };
 
-/// A device on which the application was never installed. Its folder stays for the next test: the library may
-/// write to it up to the end of the process.
+/// A device on which the application was never installed. The next test uses the same folder: the library may
+/// write to it until the end of the process.
 class Device {
  public:
   Device() {
@@ -134,14 +134,14 @@ class Device {
 
 //! [run-until]
 void expect(const std::string& what, bool holds) {
-  if (!holds) throw std::runtime_error("this does not hold: " + what);
+  if (!holds) throw std::runtime_error("not true: " + what);
 }
 
-/// Runs what waits for the main thread until `condition` holds; throws when it does not in time.
+/// Runs the functions of the main queue until `condition` is true; throws after the deadline.
 void runUntil(const std::string& what, const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) throw std::runtime_error("it never came to this: " + what);
+    if (std::chrono::steady_clock::now() > end) throw std::runtime_error("timed out: " + what);
     if (CorvaneMainQueue::main()->poll() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
 }
@@ -151,13 +151,13 @@ void runUntil(const std::string& what, const std::function<bool()>& condition) {
 void aCampaignOpensItsScreen() {
   const Device device;
   sandbox("/sandbox/links", R"({"slug": "summer", "deepLinkPath": "/offers/7"})");
-  // The answer holds the text that the landing page copies. The library looks for the token in any text.
+  // The response holds the text that the landing page copies. The library finds the token in any text.
   device.pasteboard->copy(sandbox("/sandbox/clicks", R"({"slug": "summer"})"));
 
   const auto shop = std::make_shared<Shop>();
   shop->launch();
   runUntil("the campaign's screen is open", [&] { return shop->screen == "/offers/7"; });
-  expect("the install is attributed", shop->verdict && shop->verdict->attributed());
+  expect("the install is attributed", shop->attribution && shop->attribution->attributed());
   expect("the pasteboard was emptied", !device.pasteboard->string());
 }
 
@@ -165,12 +165,12 @@ void anEventSurvivesAnOutage() {
   const Device device;
   const auto shop = std::make_shared<Shop>();
   shop->launch();
-  runUntil("the install has a verdict", [&] { return shop->verdict.has_value(); });
+  runUntil("the install has an attribution result", [&] { return shop->attribution.has_value(); });
   sandbox("/sandbox/faults", R"({"path": "/v1/events", "status": 503, "times": 3})");
   shop->client->trackEvent("purchase", 9.99, "EUR");
-  runUntil("the outage is noticed", [&] { return shop->failures == 1; });
+  runUntil("the event has failed", [&] { return shop->failures == 1; });
 
-  shop->launch();  // as the next start of the application would
+  shop->launch();  // like the next start of the application
   runUntil("the purchase is recorded",
            [] { return sandbox("/sandbox/records").find(R"("events":[])") == std::string::npos; });
 }
@@ -184,7 +184,7 @@ int main() {
     const Sandbox running;
     aCampaignOpensItsScreen();
     anEventSurvivesAnOutage();
-    std::puts("All is well.");
+    std::puts("All tests passed.");
     return EXIT_SUCCESS;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());

@@ -22,7 +22,7 @@ int main(int count, char** arguments) {
 
   engine.load(QUrl("qrc:/shop/Main.qml"));
   const int status = QGuiApplication::exec();
-  app->onLink({});  // the engine goes before the client
+  app->onLink({});  // the engine is destroyed before the client
   return status;
 }
 //! [main]
