@@ -9,7 +9,7 @@ thread_local std::size_t count = 0;
 
 }  // namespace
 
-// The program's own, so that what the library allocates on the calling thread is counted.
+// Replaces the global operators, so that the library's allocations on the calling thread are counted.
 void* operator new(std::size_t size) {
   ++count;
   if (void* const memory = std::malloc(size)) return memory;

@@ -4,7 +4,7 @@
 
 namespace corvane::bench {
 
-/// How often the calling thread has allocated memory so far.
+/// Returns the number of memory allocations of the calling thread so far.
 std::size_t allocations();
 
 }  // namespace corvane::bench

@@ -24,7 +24,7 @@ std::function<void()> emptyPost() {
   return [] { processBackground()->post([] {}); };
 }
 
-/// Calls of `step`, each finding the machine as `before` has left it, and the background thread asleep.
+/// Calls `step` repeatedly, each time after `before` and with the background thread asleep.
 Measure idle(std::function<void()> before, std::function<void()> step) {
   return [before = std::move(before), step = std::move(step)](Samples& samples) {
     for (int call = 0; call < callsPerRun; ++call) {
@@ -35,7 +35,7 @@ Measure idle(std::function<void()> before, std::function<void()> step) {
   };
 }
 
-/// Calls of `step`, one right after the other.
+/// Calls `step` repeatedly without a pause.
 Measure busy(std::function<void()> step, int calls = burstSize) {
   return [step = std::move(step), calls](Samples& samples) {
     letItSleep();
@@ -119,7 +119,7 @@ void addLinks(Comparisons& comparisons) {
 void addState(Comparisons& comparisons) {
   const auto client = configure({}, "state.sqlite");
   const auto raw = std::make_shared<RawStore>(folder() / "raw-state.sqlite");
-  // Each answer is another than the one before: SQLite writes nothing where nothing changes.
+  // Each decision differs from the previous one, because SQLite writes nothing when nothing changes.
   comparisons.add({"`setConsent`", "two commits, one of which changes the file",
                    busy([client, granted = false]() mutable { client->setConsent(granted = !granted); }, 20),
                    busy(
@@ -143,13 +143,13 @@ void addState(Comparisons& comparisons) {
                        1000),
                    ratioAtMost(1.5)});
   client->trackInstallAsync(true).get();
-  const auto verdict = std::make_shared<const std::optional<CorvaneAttribution>>(client->lastAttribution());
+  const auto result = std::make_shared<const std::optional<CorvaneAttribution>>(client->lastAttribution());
   comparisons.add({"`lastAttribution`", "a lock, and a copy of it",
                    busy([client] { client->lastAttribution(); }, 1000),
                    busy(
-                       [mutex, verdict] {
+                       [mutex, result] {
                          const std::lock_guard lock(*mutex);
-                         const std::optional<CorvaneAttribution> copy = *verdict;
+                         const std::optional<CorvaneAttribution> copy = *result;
                        },
                        1000),
                    ratioAtMost(1.5)});
@@ -162,13 +162,13 @@ void sayLogLine(Comparisons& comparisons) {
   constexpr int count = 10'000'000;
   const auto begin = Clock::now();
   for (int i = 0; i < count; ++i) {
-    logger.debug([&] { return "Event '" + name + "' is not said"; });
+    logger.debug([&] { return "Event '" + name + "' is not written"; });
     asm volatile("" ::: "memory");
   }
   const std::chrono::duration<double, std::nano> taken = Clock::now() - begin;
   char text[64];
   std::snprintf(text, sizeof text, "%.2f ns, %zu allocations", taken.count() / count, allocations() - before);
-  comparisons.say("a log line that is not admitted", text, "under 5 ns, no allocation");
+  comparisons.say("a log line below the log level", text, "under 5 ns, no allocation");
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ double quantile(Samples samples, double share) {
   return samples[place];
 }
 
-/// The samples speak; what the benchmark library would print of its batches does not.
+/// Discards the benchmark library's report of its batches; the table is made of the samples.
 class Silence : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context&) override { return true; }

@@ -9,10 +9,10 @@ namespace corvane::bench {
 
 using Clock = std::chrono::steady_clock;
 
-/// Nanoseconds of each single operation.
+/// One sample per operation, in nanoseconds.
 using Samples = std::vector<double>;
 
-/// The time that `step` takes, as one sample.
+/// Adds the time that `step` takes as one sample.
 template <class Step>
 void time(Samples& samples, const Step& step) {
   const auto begin = Clock::now();
@@ -20,14 +20,14 @@ void time(Samples& samples, const Step& step) {
   samples.push_back(std::chrono::duration<double, std::nano>(Clock::now() - begin).count());
 }
 
-/// Measures one batch of operations into the samples.
+/// Measures one batch of operations and adds its samples.
 using Measure = std::function<void(Samples&)>;
 
-/// The median, and the value that 99 of 100 samples stay below.
+/// The median and the 99th percentile.
 double median(Samples samples);
 double percentile99(Samples samples);
 
-/// What a row is to reach: its words, and whether it does, from the library's samples and the last column.
+/// The target of a row: its text, and a check of the library's samples and of the ratio.
 struct Target {
   std::string words;
   std::function<bool(const Samples& subject, double ratio)> isMet;
@@ -35,21 +35,21 @@ struct Target {
 
 Target ratioAtMost(double most);
 Target rateAtLeast(double least);
-/// In nanoseconds; the ratio is for information.
+/// In nanoseconds. The ratio is printed for information.
 Target timeAtMost(double median, double p99);
-/// A row for comparison only.
+/// For a row without a target.
 Target none();
 
-/// A figure of the library beside its floor.
+/// A figure of the library and its floor.
 struct Comparison {
   std::string what;
-  /// What the floor is.
+  /// Describes the floor.
   std::string floorWhat;
   Measure subject;
   Measure floor;
   Target target;
   bool isRate = false;
-  /// Said beside the row.
+  /// Printed after `what`.
   std::string note{};
   int repetitions = 20;
 
@@ -57,12 +57,12 @@ struct Comparison {
   Samples floorSamples{};
 };
 
-/// Runs the batches of all comparisons interleaved in random order (Google Benchmark does that), and prints
-/// the table.
+/// Runs the batches of all comparisons, interleaved in random order by Google Benchmark, and prints the
+/// table.
 class Comparisons {
  public:
   void add(Comparison comparison) { all_.push_back(std::move(comparison)); }
-  /// A row that is no comparison.
+  /// Adds a row without a floor.
   void say(const std::string& what, const std::string& figure, const std::string& target);
   void run();
   void print() const;

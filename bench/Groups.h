@@ -4,16 +4,16 @@
 
 namespace corvane::bench {
 
-/// What a call costs the thread that makes it.
+/// The cost of a call on the calling thread.
 void addCallingThread(Comparisons& comparisons);
 /// The preferences and the queue.
 void addStorage(Comparisons& comparisons);
-/// Events on the wire.
+/// Requests of events.
 void addNetwork(Comparisons& comparisons);
 
-/// Memory and wake-ups, each measured in a process of its own (`program` with one of the options below).
+/// Memory and wake-ups, each measured in a separate process (`program` with one of the options below).
 void sayFootprint(Comparisons& comparisons, const char* program);
-/// What that process does: prints its figures. Empty options are none of these.
+/// Such a process has one of these options; it prints its figures and exits.
 bool isFootprintOption(const char* option);
 int runFootprint(const char* option);
 

@@ -24,7 +24,7 @@ const std::filesystem::path& folder() {
     std::string pattern = std::filesystem::temp_directory_path() / "corvane-bench-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) std::exit(1);
     auto* const made = new std::filesystem::path(pattern);
-    // Registered before the library's own hook, so that it runs after it.
+    // Registered before the library's exit hook, so that it runs after it.
     std::atexit([] { std::filesystem::remove_all(folder()); });
     return made;
   }();

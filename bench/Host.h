@@ -7,17 +7,17 @@
 
 namespace corvane::bench {
 
-/// A folder of this run's own, which goes at its end.
+/// A temporary folder of this run, which is removed at exit.
 const std::filesystem::path& folder();
 
-/// A client of the benchmark's server, on a preferences file of that name.
+/// Returns a client of the benchmark's server, with a preferences file of that name.
 std::shared_ptr<Corvane> configure(CorvaneOptions options, const char* file = "preferences.sqlite");
 
-/// A client that counts its install as done and drops events for want of consent, so that the background
-/// thread has next to nothing to do for a call.
+/// Returns a client whose install is counted and which drops events without consent, so that a call causes
+/// almost no work on the background thread.
 std::shared_ptr<Corvane> quietClient();
 
-/// Until the background thread has done what was begun, and sleeps.
+/// Waits until the background thread has finished its work and sleeps.
 void letItSleep();
 
 }  // namespace corvane::bench

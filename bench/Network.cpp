@@ -67,7 +67,7 @@ void addWide(Comparisons& comparisons, const std::shared_ptr<Corvane>& client) {
                    .isRate = true});
 }
 
-/// A hundred stored entries, as their JSON objects.
+/// A hundred stored entries as JSON objects.
 std::vector<std::string> storedEntries() {
   std::vector<std::string> objects;
   for (int i = 0; i < 100; ++i) {

@@ -7,10 +7,10 @@
 
 namespace corvane::bench {
 
-/// The bytes of one tracked event, as the library sends them.
+/// The body of one tracked event, as the library sends it.
 std::string eventBody();
 
-/// One post on a bare easy handle after the other, the connection kept.
+/// Sends POST requests one after the other with a bare easy handle and a kept connection.
 class EasyLoop {
  public:
   EasyLoop();
@@ -27,7 +27,7 @@ class EasyLoop {
   std::string answer_;
 };
 
-/// The same on a thread of its own, which is woken for each post.
+/// The same on a separate thread, which is woken for each request.
 class EasyThread {
  public:
   EasyThread();
@@ -47,7 +47,7 @@ class EasyThread {
   std::thread thread_;
 };
 
-/// So many posts on a multi handle, `width` of them at a time.
+/// Sends `count` requests with a multi handle, `width` of them at a time.
 void postOnMulti(int count, int width);
 
 }  // namespace corvane::bench

@@ -8,12 +8,12 @@
 
 namespace corvane::bench {
 
-/// A preferences file by SQLite alone: the same table, log and durability, and nothing around them.
+/// A preferences file written with SQLite alone: the same table, log and durability as the library's.
 class RawStore {
  public:
   explicit RawStore(const std::filesystem::path& file);
 
-  /// One transaction that replaces the value by these bytes.
+  /// Replaces the value in one transaction.
   void commit(const std::string& key, const std::string& bytes);
   std::string read(const std::string& key);
 

@@ -16,7 +16,7 @@ namespace {
 
 namespace asio = boost::asio;
 
-/// Runs background work on the calling thread, so that what is measured is that work alone.
+/// Runs background work on the calling thread, so that only that work is measured.
 class Inline : public Background {
  public:
   asio::any_io_executor executor() const override { return context_.get_executor(); }
@@ -48,7 +48,7 @@ EventQueueEntry entry(int number) {
                       .deviceId = "5D0AC8B0-60B9-4B0F-9C6A-3F3B0C2C2B1E"}};
 }
 
-/// A queue on the real file that is full.
+/// A full queue in a real file.
 struct FullQueue {
   FullQueue() {
     for (int i = 0; i < 100; ++i) add();
@@ -77,7 +77,7 @@ void addEnqueue(Comparisons& comparisons) {
                    },
                    [raw, blob](Samples& samples) mutable {
                      for (int i = 0; i < 25; ++i) {
-                       // SQLite writes nothing where nothing changes.
+                       // SQLite writes nothing when nothing changes.
                        blob[0] = blob[0] == '[' ? '(' : '[';
                        time(samples, [&] { raw->commit("io.corvane.event_queue", blob); });
                      }
@@ -85,7 +85,7 @@ void addEnqueue(Comparisons& comparisons) {
                    ratioAtMost(1.5)});
 }
 
-/// Opening and closing take part: two files take turns, so that each `configure` finds its own closed.
+/// Includes opening and closing: two files alternate, so that each `configure` opens a closed file.
 void addConfigure(Comparisons& comparisons) {
   for (const char* file : {"first.sqlite", "second.sqlite"})
     configure({}, file)->trackInstallAsync(true).get();

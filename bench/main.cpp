@@ -5,11 +5,11 @@
 
 using namespace corvane::bench;
 
-/// The argument is the stripped shared library.
+/// The argument is the path of the stripped shared library.
 int main(int count, char** arguments) {
   if (count == 2 && isFootprintOption(arguments[1])) return runFootprint(arguments[1]);
   Comparisons comparisons;
-  // First, while this process has nothing else to do.
+  // Runs first, while this process is idle.
   sayFootprint(comparisons, arguments[0]);
   if (count == 2) {
     const auto bytes = std::filesystem::file_size(arguments[1]);
