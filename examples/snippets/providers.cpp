@@ -176,9 +176,9 @@ class PasteButton {
 
 int main() {
   using Status = CorvaneTrackingAuthorizationStatus;
-  const auto dialog = [](const std::function<void(bool)>& answered) {
+  const auto dialog = [](const std::function<void(bool)>& completion) {
     std::puts("The user agrees to be tracked.");
-    answered(true);
+    completion(true);
   };
   const auto sendToAdNetwork = [](const std::string& what) {
     std::printf("To the ad network: %s\n", what.c_str());

@@ -198,8 +198,8 @@ class CORVANE_API Corvane {
 
   /// Asks for permission to track, through `CorvanePlatform::trackingAuthorization`. Calls `completion` once,
   /// on the main thread, never inside this call, with true when permission is given. The user is asked only
-  /// while the status is `notDetermined`; for any other status `completion` gets the status's result without
-  /// a question, and a refusal writes a line to the log.
+  /// while the status is `notDetermined`; for any other status `completion` is called without a question, and
+  /// a line is logged unless the status is `authorized`.
   ///
   /// The result is not stored and does not change consent or what is sent. When the provider never completes
   /// the request, `completion` is never called; until then it is kept, even after the client is destroyed.

@@ -38,8 +38,8 @@ struct CorvanePlatform {
   /// library depends on it.
   std::shared_ptr<CorvaneTrackingAuthorizationProvider> trackingAuthorization = nullptr;
 
-  /// The system's ad-network attribution. Default (nullptr): none; each operation then logs an error and has
-  /// no other effect, so a host may call the operations on every platform.
+  /// The system's ad-network attribution. Default (nullptr): none. An operation that needs a provider then
+  /// logs an error and has no other effect, so a host may call the operations on every platform.
   std::shared_ptr<CorvaneAdNetworkProvider> adNetwork = nullptr;
 
   /// The version of the operating system, in the numbering of the ad network's system (iOS). Default: 16.1,

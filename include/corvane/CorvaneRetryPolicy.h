@@ -5,8 +5,8 @@
 /// How many attempts a request gets, and the delay between them.
 ///
 /// Transport failures, status 429 and statuses 500 to 599 are retried. The delay after the n-th attempt is
-/// `baseDelay` × 2^(n−1). After a 429 or 5xx with a numeric `Retry-After` header it is the header's value. It
-/// never exceeds `maxDelay`.
+/// `baseDelay` × 2^(n−1). After a 429 or 5xx with a numeric `Retry-After` header (RFC 9110) it is that number
+/// of seconds. The delay never exceeds `maxDelay`.
 struct CorvaneRetryPolicy {
   /// The total number of attempts, including the first. At least one attempt is made.
   std::int64_t maxAttempts;

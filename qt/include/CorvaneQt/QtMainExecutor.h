@@ -19,7 +19,7 @@ namespace CorvaneQt {
 /// passes it to the handler, on the main thread. Without a handler its text is logged with `qCritical`. Later
 /// callbacks run in both cases.
 ///
-/// Waiting: `runUntil` is not implemented, so `CorvaneTask::get` and `waitFor` on the main thread throw
+/// Waiting: `runUntil` is not overridden, so `CorvaneTask::get` and `waitFor` on the main thread throw
 /// `std::logic_error` for an incomplete operation. Use `whenDone` or `co_await`.
 class QtMainExecutor final : public CorvaneExecutor {
  public:
