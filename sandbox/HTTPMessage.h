@@ -43,7 +43,7 @@ struct Response {
   HeaderList headers = {};
   std::string body = {};
   Delivery delivery = {};
-  bool eventStream = false;  // the body begins a stream, which HTTPServer::publish continues
+  bool eventStream = false;  // the body begins a stream, which EventStreams::publish continues
 };
 
 }  // namespace corvane::sandbox

@@ -27,10 +27,11 @@ Descriptor endingSignals() {
 
 }  // namespace
 
-HTTPServer::HTTPServer(const Options& options, Handler handler)
+HTTPServer::HTTPServer(const Options& options, EventStreams& streams, Handler handler)
     : exitOnEOF_(options.exitOnEOF),
       handler_(std::move(handler)),
       signals_(endingSignals()),
+      streams_(streams),
       listener_({.address = options.address, .port = options.port, .context = options.tls},
                 [this](Connection& connection) { serve(connection); }) {}
 

@@ -28,18 +28,15 @@ class HTTPServer {
     bool exitOnEOF = false;  ///< end when standard input ends
   };
 
-  /// Listens from here on, and blocks SIGINT and SIGTERM in this thread. Throws `std::runtime_error` when the
-  /// address cannot be used.
-  HTTPServer(const Options& options, Handler handler);
+  /// `streams` takes the event streams that the handler opens. Listens from here on, and blocks SIGINT and
+  /// SIGTERM in this thread. Throws `std::runtime_error` when the address cannot be used.
+  HTTPServer(const Options& options, EventStreams& streams, Handler handler);
 
   /// "http://127.0.0.1:8717" or "https://…".
   std::string origin() const { return listener_.origin(); }
 
   /// Serves until SIGINT, SIGTERM or, if so chosen, the end of standard input.
   void run();
-
-  /// Sends text to every open event stream. Only the handler may call it.
-  void publish(const std::string& text) { streams_.publish(text); }
 
  private:
   void serve(Connection& connection);
@@ -49,7 +46,7 @@ class HTTPServer {
   const Handler handler_;
   const Descriptor signals_;
   std::mutex handling_;  // held while the handler runs
-  EventStreams streams_;
+  EventStreams& streams_;
   Listener listener_;  // last: its threads use the others
 };
 

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <exception>
 #include <fstream>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -129,15 +128,14 @@ void serve(Options options) {
     options.server.tls = certificate.context;
     if (!options.certificateFile.empty()) writeFile(options.certificateFile, certificate.pem);
   }
-  std::unique_ptr<HTTPServer> server;  // needs the sandbox, which publishes through it
-  Sandbox sandbox(options.sandbox, [&server](const std::string& event) { server->publish(event); });
-  server = std::make_unique<HTTPServer>(
-      options.server, [&sandbox](const Request& request) { return sandbox.handle(request); });
-  std::printf("corvane-sandbox listening on %s\n", server->origin().c_str());
+  EventStreams streams;
+  Sandbox sandbox(options.sandbox, [&streams](const std::string& event) { streams.publish(event); });
+  HTTPServer server(options.server, streams,
+                    [&sandbox](const Request& request) { return sandbox.handle(request); });
+  std::printf("corvane-sandbox listening on %s\n", server.origin().c_str());
   if (options.tls) printTrust(options, certificate.pem);
   std::fflush(stdout);
-  server->run();
-  server.reset();  // its threads use the sandbox
+  server.run();
 }
 
 }  // namespace
