@@ -1,28 +1,20 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <filesystem>
 #include <string>
 
-#include "Stage.h"
+#include "Demo.h"
 
 namespace corvane::demo {
 
-/// The slug of the one campaign.
-inline constexpr const char* slug = "summer";
+/// Plays the application on the console. All three throw `std::runtime_error` when they cannot go on.
+void playConsoleScenes(Demo& demo);
 
-/// Makes the one campaign at the backend, which runs.
-void makeCampaign(Stage& stage);
+/// Plays a visitor with mouse and keyboard, from the campaign's landing page in a browser to the campaign's
+/// product in the shop. Saves pictures of the windows in a folder.
+void playWindowScenes(Demo& demo, const std::string& shop, const std::filesystem::path& pictures);
 
-/// Plays all scenes on a stage whose backend runs. Throws when one cannot go on.
-void playScenes(Stage& stage);
-
-void playInstallScenes(Stage& stage);
-void playLinkScenes(Stage& stage);
-void playEventScenes(Stage& stage);
-
-/// The text at a path of a recorded row ("/request/deviceId"); empty where there is none.
-inline std::string textAt(const nlohmann::json& row, const char* path) {
-  return row.value(nlohmann::json::json_pointer(path), std::string());
-}
+/// Shows the shop on the user's screen until its window is closed.
+void showShop(Demo& demo, const std::string& shop);
 
 }  // namespace corvane::demo

@@ -18,7 +18,7 @@ void demo::setBackendAddress(std::string origin) {
   backendAddress() = std::move(origin);
 }
 
-/// In the place of the library's constant: the demo's backend listens on whatever port is free.
+/// Replaces the library's constant, as the demo's backend listens on any free port.
 std::string defaultAPIBaseURL() {
   return backendAddress();
 }

@@ -7,7 +7,7 @@
 
 namespace corvane::demo {
 
-/// A pasteboard in a file, which the demo can fill and look at from outside. No file is no text.
+/// A pasteboard in a file, which the demo writes and reads. Without the file it has no text.
 class FilePasteboard final : public CorvanePasteboard {
  public:
   explicit FilePasteboard(std::filesystem::path file) : file_(std::move(file)) {}

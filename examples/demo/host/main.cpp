@@ -12,15 +12,14 @@
 #include "BackendAddress.h"
 #include "FilePasteboard.h"
 
-// An application with the library in it, as a host developer would write it. One process is one launch. What
-// the library logs goes to standard output, and so does, as lines that begin with "host: ", what the
-// callbacks are given.
+// An application with the library in it, as a host developer would write it. One process is one launch. The
+// library's log goes to standard output. So do the calls of the callbacks, as lines that begin with "host: ".
 //
-// The user sits at standard input, and each line is something that the user does:
+// Each line of standard input is an action of the user:
 //   agree, refuse         answers the question for consent
 //   open URL              follows a link that opens the running application
-//   sign up, buy          what this application tracks
-// The end of input closes the application.
+//   sign up, buy          does something that this application tracks
+// The end of the input closes the application.
 
 namespace {
 
@@ -65,10 +64,10 @@ void say(const std::string& text) {
 }
 
 void registerCallbacks(Corvane& app) {
-  app.onAttribution([](const CorvaneAttribution& verdict) {
-    std::string text = verdict.attributed() ? "attributed" : "not attributed";
-    if (verdict.id()) text += ", id " + std::to_string(*verdict.id());
-    if (verdict.deepLink()) text += ", campaign link to " + verdict.deepLink()->path();
+  app.onAttribution([](const CorvaneAttribution& result) {
+    std::string text = result.attributed() ? "attributed" : "not attributed";
+    if (result.id()) text += ", id " + std::to_string(*result.id());
+    if (result.deepLink()) text += ", campaign link to " + result.deepLink()->path();
     say("onAttribution: " + text);
   });
   app.onLink([](const CorvaneDeepLink& link, CorvaneLinkSource source) {
@@ -82,7 +81,7 @@ void registerCallbacks(Corvane& app) {
   app.onError([](const std::exception& error) { say(std::string("onError: ") + error.what()); });
 }
 
-void tell(const CorvaneTask<CorvaneEventResult>& event) {
+void reportOutcome(const CorvaneTask<CorvaneEventResult>& event) {
   event.whenDone([](const CorvaneTask<CorvaneEventResult>& task) {
     try {
       const auto id = task.get().id();
@@ -93,25 +92,26 @@ void tell(const CorvaneTask<CorvaneEventResult>& event) {
   });
 }
 
-void act(Corvane& app, const std::string& line) {
+void doAction(Corvane& app, const std::string& line) {
   constexpr std::string_view open = "open ";
   if (line == "agree" || line == "refuse") {
     say(line == "agree" ? "the user agrees" : "the user refuses");
     app.setConsent(line == "agree");
   } else if (line.starts_with(open)) {
     const bool handled = app.handleDeepLink(std::string_view(line).substr(open.size()));
-    say(handled ? "that is a tracking link" : "that is no tracking link");
+    say(handled ? "that is a tracking link" : "that is not a tracking link");
   } else if (line == "sign up") {
-    tell(app.trackEventAsync("sign_up"));
+    reportOutcome(app.trackEventAsync("sign_up"));
   } else if (line == "buy") {
-    tell(app.trackEventAsync("purchase", 9.99, "eur"));
+    reportOutcome(app.trackEventAsync("purchase", 9.99, "eur"));
   }
 }
 
-/// Reads what the user does, and does it on the main thread.
-void followUser(const std::shared_ptr<Corvane>& app) {
+/// Reads the user's actions and does them on the main thread.
+void readActions(const std::shared_ptr<Corvane>& app) {
   const auto mainQueue = CorvaneMainQueue::main();
-  for (std::string line; std::getline(std::cin, line);) mainQueue->post([app, line] { act(*app, line); });
+  for (std::string line; std::getline(std::cin, line);)
+    mainQueue->post([app, line] { doAction(*app, line); });
   mainQueue->stop();
 }
 
@@ -127,7 +127,7 @@ int main(int count, char** arguments) {
       "cv_demo",
       {.logEnabled = true, .logLevel = CorvaneLogLevel::debug, .requireConsent = launch.requireConsent});
   registerCallbacks(*app);
-  std::thread user([&app] { followUser(app); });
+  std::thread user([&app] { readActions(app); });
   CorvaneMainQueue::main()->run();
   user.join();
   return EXIT_SUCCESS;

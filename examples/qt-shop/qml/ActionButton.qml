@@ -1,25 +1,21 @@
 import QtQuick
 import QtQuick.Controls
 
-// A pill beside the paste button: filled when `highlighted`, bare when `flat`.
+// A button in the shape of the paste button: filled when `highlighted`, without a background when `flat`.
 Button {
     id: control
 
-    implicitHeight: 48
-    leftPadding: 16
-    rightPadding: 16
-    font.pixelSize: Theme.normal
-    font.weight: Font.DemiBold
+    property real radius: height / 2
 
-    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) control.clicked() }
-    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) control.clicked() }
+    implicitHeight: 48
+    horizontalPadding: 16
+    font.weight: Font.DemiBold
 
     contentItem: Text {
         text: control.text
         font: control.font
         color: control.highlighted ? control.palette.highlightedText : Theme.green
-        horizontalAlignment: Text.AlignHCenter
-        verticalAlignment: Text.AlignVCenter
+        horizontalAlignment: Text.AlignHCenter; verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight
     }
 
@@ -27,10 +23,9 @@ Button {
         readonly property color base: control.highlighted ? control.palette.highlight
                                     : control.flat ? "transparent" : control.palette.button
 
-        radius: height / 2
+        radius: control.radius
         color: control.down ? Qt.darker(control.flat ? Theme.greenSoft : base, 1.1)
              : control.hovered ? (control.flat ? Theme.greenSoft : Qt.lighter(base, 1.05)) : base
-        border.width: control.visualFocus ? 2 : 0
-        border.color: Theme.ink
+        border { width: control.visualFocus ? 2 : 0; color: Theme.ink }
     }
 }

@@ -1,91 +1,65 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Juniper
 
-// The question for consent. It waits for an answer: closing it would be none.
+// The question for consent. It stays open until it is answered.
 Popup {
     id: sheet
 
-    signal answered(bool isGranted)
+    readonly property int radius: 24
+
+    function answer(isGranted) {
+        Shop.answerConsent(isGranted)
+        close()
+    }
 
     parent: Overlay.overlay
     x: (parent.width - width) / 2
-    y: parent.height - height
+    y: parent.height - height + radius  // The lower corners are below the window.
     width: Math.min(parent.width, Theme.widestColumn)
-    // Named, as a popup of Qt 6.4 does not grow by itself when its text wraps.
-    height: implicitHeight
-    modal: true
-    focus: true
+    height: implicitHeight  // A popup of Qt 6.4 does not grow by itself when its text wraps.
+    modal: true; focus: true
     closePolicy: Popup.NoAutoClose
-    padding: 24
-    bottomPadding: 28
+    padding: 24; bottomPadding: 28 + radius
 
-    onAnswered: close()
+    Overlay.modal: Rectangle { color: Qt.rgba(0.08, 0.14, 0.11, 0.45) }
 
-    Overlay.modal: Rectangle {
-        color: Qt.rgba(0.08, 0.14, 0.11, 0.45)
-    }
-
-    background: Item {
-        clip: true
-
-        Rectangle {
-            width: parent.width
-            // Its lower corners are below the window.
-            height: parent.height + radius
-            radius: 24
-            color: Theme.card
-        }
-    }
+    background: Rectangle { radius: sheet.radius; color: Theme.card }
 
     contentItem: ColumnLayout {
         spacing: 8
 
-        Phrase {
-            Layout.fillWidth: true
+        ShopText {
             text: qsTr("May we count this visit?")
-            font.pixelSize: Theme.title
-            font.weight: Font.DemiBold
+            font { pixelSize: Theme.title; weight: Font.DemiBold }
         }
 
-        Phrase {
-            Layout.fillWidth: true
+        ShopText {
             text: qsTr("It shows us which campaigns bring people here. The shop is the same for you either way.")
             color: Theme.muted
         }
 
         RowLayout {
-            Layout.fillWidth: true
             Layout.topMargin: 16
             spacing: 12
 
             ActionButton {
-                Layout.fillWidth: true
-                Layout.preferredWidth: 1
+                Layout.fillWidth: true; Layout.preferredWidth: 1
                 text: qsTr("No thanks")
-
-                onClicked: sheet.answered(false)
-
-                Place { name: "no thanks button" }
+                onClicked: sheet.answer(false)
             }
 
             ActionButton {
-                Layout.fillWidth: true
-                Layout.preferredWidth: 1
+                Layout.fillWidth: true; Layout.preferredWidth: 1
                 text: qsTr("Agree")
                 highlighted: true
-
-                onClicked: sheet.answered(true)
-
-                Place { name: "agree button" }
+                onClicked: sheet.answer(true)
             }
         }
     }
 
     enter: Transition {
         NumberAnimation { property: "opacity"; from: 0; to: 1; duration: 160 }
-    }
-    exit: Transition {
-        NumberAnimation { property: "opacity"; from: 1; to: 0; duration: 120 }
     }
 }

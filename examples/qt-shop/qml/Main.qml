@@ -7,10 +7,10 @@ ApplicationWindow {
 
     function showCatalogue() {
         if (stack.depth > 1) stack.pop(null)
-        else if (stack.currentItem.screen !== "catalogue") stack.replace(null, catalogue)
+        else if (stack.currentItem instanceof WelcomePage) stack.replace("CataloguePage.qml")
     }
 
-    // Above the catalogue, in the place of what was there.
+    // Shows a page above the catalogue, in place of the one that is there.
     function show(page, properties) {
         if (stack.depth > 1) {
             stack.replace(stack.get(1), page, properties)
@@ -20,39 +20,28 @@ ApplicationWindow {
         }
     }
 
-    // The routes that campaigns use: /offers/7, /products/7, /products/evergreens/7.
-    function follow(path, campaign, discount) {
-        const route = path.match(/^\/(?:offers|products)\/(?:[^?#]*\/)?(\d+)\/?(?:[?#].*)?$/)
-        const product = route ? Products.find(Number(route[1])) : undefined
-        if (product !== undefined) show(productPage, { product, campaign, discount })
+    // The paths of campaign links: /offers/7, /products/7, /products/evergreens/7.
+    function openPath(path, campaign, discount) {
+        const parts = path.match(/^\/(?:offers|products)\/(?:[^?#]*\/)?(\d+)\/?(?:[?#].*)?$/)
+        const product = parts && Shop.products.find(product => product.id === Number(parts[1]))
+        if (product) show("ProductPage.qml", { product, campaign, discount })
         else if (path === "/") showCatalogue()
-        else show(notHere, { path })
+        else show("NotFoundPage.qml", { path })
     }
 
-    width: 390
-    height: 780
-    minimumWidth: 300
-    minimumHeight: 560
+    function reportPage() {
+        Shop.report("page " + stack.currentItem.title)
+    }
+
+    width: 390; height: 780
+    minimumWidth: 300; minimumHeight: 560
     visible: true
     title: qsTr("Juniper")
-    color: Theme.paper
 
     LayoutMirroring.enabled: Qt.application.layoutDirection === Qt.RightToLeft
     LayoutMirroring.childrenInherit: true
 
-    palette {
-        window: Theme.paper
-        windowText: Theme.ink
-        base: Theme.card
-        text: Theme.ink
-        placeholderText: Theme.muted
-        button: Theme.greenSoft
-        buttonText: Theme.green
-        highlight: Theme.green
-        highlightedText: Theme.card
-    }
-
-    footer: ToldPanel {}
+    footer: MessagePanel {}
 
     Shortcut {
         sequences: [StandardKey.Back, "Escape"]
@@ -60,35 +49,21 @@ ApplicationWindow {
         onActivated: stack.pop()
     }
 
+    // Enter presses a button, as Space does.
+    Shortcut {
+        sequences: ["Return", "Enter"]
+        autoRepeat: false
+        enabled: window.activeFocusItem instanceof AbstractButton
+        onActivated: window.activeFocusItem.clicked()
+    }
+
     Connections {
         target: Shop
 
         function onLinkArrived(path, campaign, discount) {
-            // Who follows a link is past the welcome.
-            if (!Shop.isWelcomed) Shop.browse()
-            window.follow(path, campaign, discount)
+            if (!Shop.isWelcomed()) Shop.finishWelcome(false)
+            window.openPath(path, campaign, discount)
         }
-    }
-
-    StackView {
-        id: stack
-
-        anchors.fill: parent
-        focus: true
-        initialItem: Shop.isWelcomed ? catalogue : welcome
-
-        onCurrentItemChanged: {
-            if (!currentItem) return
-            currentItem.focus = true
-            Narrator.say("screen " + currentItem.screen)
-        }
-
-        pushEnter: fadeIn
-        pushExit: stay
-        popEnter: asItWas
-        popExit: fadeOut
-        replaceEnter: fadeIn
-        replaceExit: stay
     }
 
     Transition {
@@ -96,70 +71,25 @@ ApplicationWindow {
         NumberAnimation { property: "opacity"; from: 0; to: 1; duration: 160 }
     }
 
-    Transition {
-        id: fadeOut
-        NumberAnimation { property: "opacity"; from: 1; to: 0; duration: 160 }
-    }
+    StackView {
+        id: stack
 
-    // A link may have covered a page before it had appeared.
-    Transition {
-        id: asItWas
-        PropertyAction { property: "opacity"; value: 1 }
-    }
+        anchors.fill: parent
+        focus: true
+        initialItem: Shop.isWelcomed() ? "CataloguePage.qml" : "WelcomePage.qml"
+        pushEnter: fadeIn
+        pushExit: null
+        popEnter: fadeIn
+        popExit: null
+        replaceEnter: fadeIn
+        replaceExit: null
 
-    // Below the page that appears.
-    Transition {
-        id: stay
-        PauseAnimation { duration: 160 }
-    }
-
-    Component {
-        id: welcome
-
-        Welcome {
-            onPasted: {
-                Shop.finishWelcome()
-                window.showCatalogue()
-            }
-            onBrowsed: {
-                Shop.browse()
-                window.showCatalogue()
-            }
-        }
-    }
-
-    Component {
-        id: catalogue
-
-        Catalogue {
-            onChosen: product => stack.push(productPage, { product })
-        }
-    }
-
-    Component {
-        id: productPage
-
-        ProductPage {
-            onBack: stack.pop()
-            onBought: price => Shop.buy(price)
-        }
-    }
-
-    Component {
-        id: notHere
-
-        NotHere {
-            onBack: stack.pop()
-        }
+        onCurrentItemChanged: if (currentItem) currentItem.focus = true
+        onBusyChanged: if (!busy) window.reportPage()
+        Component.onCompleted: window.reportPage()
     }
 
     ConsentSheet {
-        id: consent
-
-        onAnswered: isGranted => Shop.answerConsent(isGranted)
-    }
-
-    Component.onCompleted: {
-        if (Shop.asksForConsent) consent.open()
+        Component.onCompleted: if (Shop.asksForConsent()) open()
     }
 }

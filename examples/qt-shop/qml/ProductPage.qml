@@ -3,7 +3,7 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Juniper
 
-FocusScope {
+Page {
     id: page
 
     required property var product
@@ -11,35 +11,42 @@ FocusScope {
     /// As the link has it, in percent; empty without one.
     property string discount
 
-    readonly property string screen: "product " + product.id
     readonly property real percent: Number(discount) > 0 && Number(discount) < 100 ? Number(discount) : 0
     readonly property real price: Math.round(product.price * (100 - percent)) / 100
 
-    signal back()
-    signal bought(real price)
-
-    Rectangle {
-        anchors.fill: parent
-        color: Theme.paper
-    }
+    title: product.name
 
     ColumnLayout {
         anchors.fill: parent
         spacing: 0
 
-        TopBar {
-            Layout.fillWidth: true
-            Layout.leftMargin: 8
-            Layout.rightMargin: Theme.margin
-            Layout.topMargin: 4
-            title: qsTr("All plants")
+        RowLayout {
+            Layout.leftMargin: 8; Layout.rightMargin: Theme.margin; Layout.topMargin: 4
+            spacing: 4
 
-            onBack: page.back()
+            ActionButton {
+                id: backButton
+
+                implicitWidth: 48
+                flat: true
+                focus: true
+                Accessible.name: qsTr("Back")
+                onClicked: page.StackView.view.pop()
+
+                contentItem: Item {
+                    Picture { anchors.centerIn: parent; width: 16; height: 16; name: "back"; mirror: backButton.mirrored }
+                }
+            }
+
+            ShopText {
+                text: qsTr("All plants")
+                color: Theme.muted
+                maximumLineCount: 1
+            }
         }
 
         Flickable {
-            Layout.fillWidth: true
-            Layout.fillHeight: true
+            Layout.fillWidth: true; Layout.fillHeight: true
             contentHeight: column.height + Theme.margin
             boundsBehavior: Flickable.StopAtBounds
             clip: true
@@ -59,42 +66,56 @@ FocusScope {
                     radius: Theme.radius
                     color: page.product.tint
 
-                    PlantPicture {
+                    Picture {
                         anchors.centerIn: parent
-                        width: parent.height - 32
-                        height: width
-                        product: page.product
+                        width: parent.height - 32; height: width
+                        name: page.product.picture
                     }
                 }
 
-                CampaignBanner {
+                // The campaign that the user came from, and what it offers.
+                Rectangle {
                     Layout.fillWidth: true
                     visible: page.campaign !== "" || page.percent > 0
-                    campaign: page.campaign
-                    offer: page.percent > 0 ? qsTr("%1% off").arg(page.percent.toLocaleString(Qt.locale(), "g", 3)) : ""
+                    implicitHeight: banner.implicitHeight + 24
+                    radius: 14
+                    color: Theme.claySoft
+
+                    RowLayout {
+                        id: banner
+
+                        anchors { fill: parent; leftMargin: 16; rightMargin: 16 }
+                        spacing: 12
+
+                        ShopText {
+                            text: page.campaign === "" ? qsTr("With your link") : page.campaign
+                            color: Theme.clay
+                            font.weight: Font.DemiBold
+                            maximumLineCount: 2
+                        }
+
+                        ShopText {
+                            Layout.fillWidth: false
+                            visible: page.percent > 0
+                            text: qsTr("%1% off").arg(page.percent.toLocaleString(Qt.locale(), "g", 3))
+                            color: Theme.clay
+                        }
+                    }
                 }
 
-                ColumnLayout {
-                    Layout.fillWidth: true
-                    spacing: 2
-
-                    Phrase {
-                        Layout.fillWidth: true
-                        text: page.product.name
-                        font.pixelSize: 26
-                        font.weight: Font.DemiBold
-                    }
-
-                    Phrase {
-                        Layout.fillWidth: true
-                        text: page.product.latin
-                        font.italic: true
-                        color: Theme.muted
-                    }
+                ShopText {
+                    text: page.product.name
+                    font { pixelSize: 26; weight: Font.DemiBold }
                 }
 
-                Phrase {
-                    Layout.fillWidth: true
+                ShopText {
+                    Layout.topMargin: -14
+                    text: page.product.latin
+                    font.italic: true
+                    color: Theme.muted
+                }
+
+                ShopText {
                     text: page.product.about
                     lineHeight: 1.3
                 }
@@ -109,61 +130,40 @@ FocusScope {
 
         RowLayout {
             Layout.alignment: Qt.AlignHCenter
-            Layout.fillWidth: true
-            Layout.maximumWidth: Theme.widestColumn
-            Layout.margins: 14
-            Layout.leftMargin: Theme.margin
-            Layout.rightMargin: Theme.margin
+            Layout.fillWidth: true; Layout.maximumWidth: Theme.widestColumn
+            Layout.margins: 14; Layout.leftMargin: Theme.margin; Layout.rightMargin: Theme.margin
             spacing: 16
 
             ColumnLayout {
-                Layout.fillWidth: true
-                Layout.minimumWidth: implicitWidth
+                Layout.fillWidth: true; Layout.minimumWidth: implicitWidth
                 spacing: 0
 
-                Phrase {
-                    Layout.fillWidth: true
+                ShopText {
                     visible: page.percent > 0
                     text: Theme.price(page.product.price)
-                    font.pixelSize: Theme.small
-                    font.strikeout: true
+                    font { pixelSize: Theme.small; strikeout: true }
                     color: Theme.muted
                     maximumLineCount: 1
                 }
 
-                Phrase {
-                    Layout.fillWidth: true
+                ShopText {
                     text: Theme.price(page.price)
-                    font.pixelSize: Theme.title
-                    font.weight: Font.DemiBold
+                    font { pixelSize: Theme.title; weight: Font.DemiBold }
                     maximumLineCount: 1
                 }
             }
 
             ActionButton {
-                id: buyButton
-
                 Layout.fillWidth: true
-                Layout.minimumWidth: 96
-                Layout.preferredWidth: 190
-                Layout.maximumWidth: 190
-                text: qsTr("Buy")
+                Layout.minimumWidth: 96; Layout.preferredWidth: 190; Layout.maximumWidth: 190
+                text: thanks.running ? qsTr("Thank you") : qsTr("Buy")
                 highlighted: true
-
                 onClicked: {
-                    text = qsTr("Thank you")
                     thanks.restart()
-                    page.bought(page.price)
+                    Shop.buy(page.price)
                 }
 
-                Timer {
-                    id: thanks
-
-                    interval: 2000
-                    onTriggered: buyButton.text = qsTr("Buy")
-                }
-
-                Place { name: "buy button" }
+                Timer { id: thanks; interval: 2000 }
             }
         }
     }

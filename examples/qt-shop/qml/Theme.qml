@@ -1,8 +1,8 @@
 pragma Singleton
 import QtQuick
 
+// What the pages use beside the palette in qtquickcontrols2.conf.
 QtObject {
-    readonly property color paper: "#f6f4ee"
     readonly property color card: "#fffefb"
     readonly property color line: "#e2ddd0"
     readonly property color ink: "#22312a"
@@ -17,11 +17,10 @@ QtObject {
     readonly property int widestColumn: 480
 
     readonly property int small: 13
-    readonly property int normal: 15
     readonly property int title: 20
     readonly property int display: 30
 
-    /// A price in the shop's one currency.
+    /// A price in euros as text.
     function price(euros) {
         return euros.toLocaleCurrencyString(Qt.locale(), "€")
     }

@@ -4,20 +4,17 @@ import QtQuick.Layouts
 import Corvane
 import Juniper
 
-FocusScope {
+Page {
     id: page
 
-    readonly property string screen: "welcome"
+    function leave(hasPasted) {
+        Shop.finishWelcome(hasPasted)
+        StackView.view.replace("CataloguePage.qml")
+    }
 
-    signal pasted()
-    signal browsed()
+    title: qsTr("Welcome")
 
     Component.onCompleted: (pasteButton.enabled ? pasteButton : browseButton).focus = true
-
-    Rectangle {
-        anchors.fill: parent
-        color: Theme.paper
-    }
 
     Flickable {
         anchors.fill: parent
@@ -38,28 +35,23 @@ FocusScope {
 
             Item { Layout.fillHeight: true }
 
-            PlantPicture {
+            Picture {
                 Layout.alignment: Qt.AlignHCenter
                 Layout.fillHeight: true
-                Layout.minimumHeight: 96
-                Layout.maximumHeight: 260
+                Layout.minimumHeight: 96; Layout.preferredHeight: 100; Layout.maximumHeight: 260
                 Layout.preferredWidth: height
-                product: Products.find(7)
+                name: "juniper"
             }
 
-            Phrase {
-                Layout.fillWidth: true
+            ShopText {
                 Layout.topMargin: 20
                 text: qsTr("Juniper")
-                font.pixelSize: 42
-                font.weight: Font.DemiBold
-                font.letterSpacing: -0.5
+                font { pixelSize: 42; weight: Font.DemiBold; letterSpacing: -0.5 }
                 horizontalAlignment: Text.AlignHCenter
                 color: Theme.green
             }
 
-            Phrase {
-                Layout.fillWidth: true
+            ShopText {
                 Layout.topMargin: 4
                 text: qsTr("A small shop for plants, and for the people who forget to water them.")
                 color: Theme.muted
@@ -78,12 +70,10 @@ FocusScope {
                 ColumnLayout {
                     id: offer
 
-                    anchors.fill: parent
-                    anchors.margins: 20
+                    anchors { fill: parent; margins: 20 }
                     spacing: 14
 
-                    Phrase {
-                        Layout.fillWidth: true
+                    ShopText {
                         text: qsTr("Coming from a campaign? Paste its link.")
                         horizontalAlignment: Text.AlignHCenter
                     }
@@ -94,12 +84,8 @@ FocusScope {
                         Layout.fillWidth: true
                         implicitHeight: 48
                         highlighted: true
-                        font.pixelSize: Theme.normal
                         font.weight: Font.DemiBold
-
-                        onToken: page.pasted()
-
-                        Place { name: "paste button" }
+                        onToken: page.leave(true)
                     }
                 }
             }
@@ -111,10 +97,7 @@ FocusScope {
                 Layout.topMargin: 10
                 text: qsTr("Just browse")
                 flat: true
-
-                onClicked: page.browsed()
-
-                Place { name: "browse button" }
+                onClicked: page.leave(false)
             }
         }
     }

@@ -3,11 +3,13 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Juniper
 
-// What the library told the shop: a strip with the newest line, which opens to all of them.
+// What the library's callbacks reported: a strip with the newest message, which opens to all of them and to a
+// field for a link.
 Rectangle {
     id: panel
 
     property bool isOpen: false
+    readonly property var messages: Shop.messages.length > 0 ? Shop.messages : [qsTr("Nothing yet")]
 
     implicitHeight: strip.height + (isOpen ? body.implicitHeight + 12 : 0)
     color: Theme.card
@@ -19,115 +21,84 @@ Rectangle {
 
     Rectangle {
         z: 1
-        width: parent.width
-        height: 1
+        width: parent.width; height: 1
         color: Theme.line
     }
 
-    AbstractButton {
+    ActionButton {
         id: strip
 
-        width: parent.width
-        height: 56
-        leftPadding: Theme.margin
-        rightPadding: Theme.margin
-        Accessible.name: qsTr("What the library told the shop")
-
+        width: parent.width; height: 56
+        horizontalPadding: Theme.margin
+        flat: true
+        radius: 0
+        Accessible.name: title.text
         onClicked: panel.isOpen = !panel.isOpen
-        Keys.onReturnPressed: clicked()
-        Keys.onEnterPressed: clicked()
 
         contentItem: RowLayout {
             spacing: 12
 
             ColumnLayout {
-                Layout.fillWidth: true
                 spacing: 1
 
-                Phrase {
-                    Layout.fillWidth: true
+                ShopText {
+                    id: title
+
                     text: qsTr("What the library told the shop")
-                    font.pixelSize: Theme.small
-                    font.weight: Font.DemiBold
+                    font { pixelSize: Theme.small; weight: Font.DemiBold }
                     color: Theme.green
                     maximumLineCount: 1
                 }
 
-                Phrase {
-                    Layout.fillWidth: true
+                ShopText {
                     visible: !panel.isOpen
-                    text: Shop.told.length > 0 ? Shop.told[0] : qsTr("Nothing yet")
+                    text: panel.messages[0]
                     font.pixelSize: Theme.small
                     color: Theme.muted
                     maximumLineCount: 1
                 }
             }
 
-            Chevron {
-                color: Theme.green
+            Picture {
+                Layout.preferredWidth: 16; Layout.preferredHeight: 16; Layout.rightMargin: -1
+                name: "open"
                 rotation: panel.isOpen ? 180 : 0
             }
         }
-
-        background: Rectangle {
-            color: strip.down || strip.hovered ? Theme.greenSoft : "transparent"
-            border.width: strip.visualFocus ? 2 : 0
-            border.color: Theme.green
-        }
-
-        Place { name: "panel" }
     }
 
     ColumnLayout {
         id: body
 
         anchors.top: strip.bottom
-        anchors.left: parent.left
-        anchors.right: parent.right
-        anchors.leftMargin: Theme.margin
-        anchors.rightMargin: Theme.margin
+        x: Theme.margin
+        width: parent.width - 2 * Theme.margin
         visible: panel.isOpen
         spacing: 12
 
         ListView {
-            id: lines
-
-            // Room for the scroll bar, on whichever side it is.
-            readonly property int gutter: 12
-
             Layout.fillWidth: true
-            Layout.leftMargin: -gutter
-            Layout.rightMargin: -gutter
+            Layout.rightMargin: -12  // where the scroll bar is
             Layout.preferredHeight: 168
             clip: true
             spacing: 8
             boundsBehavior: Flickable.StopAtBounds
-            model: Shop.told
+            model: panel.messages
 
             ScrollBar.vertical: ScrollBar {}
 
-            delegate: Phrase {
+            delegate: ShopText {
                 required property string modelData
 
-                x: lines.gutter
-                width: lines.width - 2 * lines.gutter
+                width: body.width
                 text: modelData
                 font.pixelSize: Theme.small
+                color: Shop.messages.length > 0 ? Theme.ink : Theme.muted
                 maximumLineCount: 4
-            }
-
-            Phrase {
-                x: lines.gutter
-                width: lines.width - 2 * lines.gutter
-                visible: lines.count === 0
-                text: qsTr("Nothing yet")
-                font.pixelSize: Theme.small
-                color: Theme.muted
             }
         }
 
         RowLayout {
-            Layout.fillWidth: true
             spacing: 8
 
             TextField {
@@ -135,24 +106,18 @@ Rectangle {
 
                 Layout.fillWidth: true
                 implicitHeight: 44
-                leftPadding: 16
-                rightPadding: 16
+                leftPadding: 16; rightPadding: 16
                 horizontalAlignment: TextInput.AlignLeft
                 placeholderText: qsTr("Open a link")
-                font.pixelSize: Theme.normal
                 inputMethodHints: Qt.ImhUrlCharactersOnly
                 selectByMouse: true
-
                 onAccepted: open.clicked()
 
                 background: Rectangle {
                     radius: height / 2
-                    color: Theme.paper
-                    border.width: field.activeFocus ? 2 : 1
-                    border.color: field.activeFocus ? Theme.green : Theme.line
+                    color: field.palette.window
+                    border { width: field.activeFocus ? 2 : 1; color: field.activeFocus ? Theme.green : Theme.line }
                 }
-
-                Place { name: "link field" }
             }
 
             ActionButton {
@@ -162,7 +127,6 @@ Rectangle {
                 text: qsTr("Open")
                 enabled: field.text.trim() !== ""
                 highlighted: enabled
-
                 onClicked: {
                     Shop.openLink(field.text)
                     field.clear()

@@ -1,20 +1,14 @@
 import QtQuick
+import QtQuick.Controls
 import QtQuick.Layouts
 
-// For a link to something that the shop does not have.
-FocusScope {
+// For a link to a page that the shop does not have.
+Page {
     id: page
 
     required property string path
 
-    readonly property string screen: "not here " + path
-
-    signal back()
-
-    Rectangle {
-        anchors.fill: parent
-        color: Theme.paper
-    }
+    title: qsTr("Nothing grows here")
 
     ColumnLayout {
         anchors.centerIn: parent
@@ -22,33 +16,27 @@ FocusScope {
         height: Math.min(parent.height - 2 * Theme.margin, implicitHeight)
         spacing: 10
 
-        PlantPicture {
+        Picture {
             Layout.alignment: Qt.AlignHCenter
             Layout.fillHeight: true
-            Layout.minimumHeight: 0
-            Layout.maximumHeight: implicitHeight
+            Layout.minimumHeight: 0; Layout.preferredHeight: 130; Layout.maximumHeight: 130
             Layout.preferredWidth: height
-            implicitHeight: 130
-            product: ({ shape: "sprout", leaf: "#8aa888", pot: "#c9b49a" })
+            name: "sprout"
         }
 
-        Phrase {
-            Layout.fillWidth: true
-            text: qsTr("Nothing grows here")
-            font.pixelSize: Theme.title
-            font.weight: Font.DemiBold
+        ShopText {
+            text: page.title
+            font { pixelSize: Theme.title; weight: Font.DemiBold }
             horizontalAlignment: Text.AlignHCenter
         }
 
-        Phrase {
-            Layout.fillWidth: true
+        ShopText {
             text: qsTr("The link leads to a page that the shop does not have:")
             color: Theme.muted
             horizontalAlignment: Text.AlignHCenter
         }
 
-        Phrase {
-            Layout.fillWidth: true
+        ShopText {
             text: page.path
             maximumLineCount: 3
             wrapMode: Text.WrapAnywhere
@@ -62,8 +50,7 @@ FocusScope {
             text: qsTr("See all plants")
             highlighted: true
             focus: true
-
-            onClicked: page.back()
+            onClicked: page.StackView.view.pop()
         }
     }
 }
