@@ -17,8 +17,8 @@ struct CorvaneRetryPolicy {
 
   /// Raises `maxAttempts` to at least 1. Does not change the delays. A field that is assigned later keeps the
   /// assigned value.
-  constexpr CorvaneRetryPolicy(std::int64_t maxAttempts_, double baseDelay_, double maxDelay_) noexcept
-      : maxAttempts(maxAttempts_ < 1 ? 1 : maxAttempts_), baseDelay(baseDelay_), maxDelay(maxDelay_) {}
+  constexpr CorvaneRetryPolicy(std::int64_t attempts, double firstDelay, double longestDelay) noexcept
+      : maxAttempts(attempts < 1 ? 1 : attempts), baseDelay(firstDelay), maxDelay(longestDelay) {}
 
   friend bool operator==(const CorvaneRetryPolicy&, const CorvaneRetryPolicy&) = default;
 
