@@ -10,8 +10,8 @@
 namespace corvane::bench {
 namespace {
 
-std::size_t take(char* bytes, std::size_t, std::size_t count, void* answer) {
-  static_cast<std::string*>(answer)->append(bytes, count);
+std::size_t take(char* bytes, std::size_t, std::size_t count, void* response) {
+  static_cast<std::string*>(response)->append(bytes, count);
   return count;
 }
 
@@ -23,7 +23,7 @@ curl_slist* eventHeaders() {
   return list;
 }
 
-CURL* eventHandle(const std::string& body, curl_slist* headers, std::string& answer) {
+CURL* eventHandle(const std::string& body, curl_slist* headers, std::string& response) {
   CURL* const handle = curl_easy_init();
   curl_easy_setopt(handle, CURLOPT_URL, (serverURL() + "/v1/events").c_str());
   curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
@@ -31,7 +31,7 @@ CURL* eventHandle(const std::string& body, curl_slist* headers, std::string& ans
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, take);
-  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &answer);
+  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &response);
   return handle;
 }
 
@@ -43,7 +43,7 @@ std::string eventBody() {
 }
 
 EasyLoop::EasyLoop() : headers_(eventHeaders()) {
-  handle_ = eventHandle(body_, static_cast<curl_slist*>(headers_), answer_);
+  handle_ = eventHandle(body_, static_cast<curl_slist*>(headers_), response_);
 }
 
 EasyLoop::~EasyLoop() {
@@ -52,7 +52,7 @@ EasyLoop::~EasyLoop() {
 }
 
 void EasyLoop::post() {
-  answer_.clear();
+  response_.clear();
   curl_easy_perform(handle_);
 }
 
@@ -96,10 +96,10 @@ void postOnMulti(int count, int width) {
   static CURLM* const multi = curl_multi_init();
   static curl_slist* const headers = eventHeaders();
   static const std::string body = eventBody();
-  static std::vector<std::string> answers(static_cast<std::size_t>(width));
+  static std::vector<std::string> responses(static_cast<std::size_t>(width));
   static std::vector<CURL*> handles = [] {
     std::vector<CURL*> made;
-    for (std::string& answer : answers) made.push_back(eventHandle(body, headers, answer));
+    for (std::string& response : responses) made.push_back(eventHandle(body, headers, response));
     return made;
   }();
   int begun = 0, done = 0;

@@ -24,7 +24,7 @@ class EasyLoop {
   void* handle_;
   void* headers_;
   std::string body_ = eventBody();
-  std::string answer_;
+  std::string response_;
 };
 
 /// The same on a separate thread, which is woken for each request.
