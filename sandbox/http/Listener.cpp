@@ -51,15 +51,13 @@ void Listener::listen() {
   hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
-  const int error =
-      ::getaddrinfo(options_.address.c_str(), std::to_string(options_.port).c_str(), &hints, &found);
-  require(error == 0, ::gai_strerror(error));
+  require(::getaddrinfo(options_.address.c_str(), std::to_string(options_.port).c_str(), &hints, &found) == 0,
+          "not an IP address");
   const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> address(found, ::freeaddrinfo);
   listener_ = Descriptor(::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const int yes = 1;
   ::setsockopt(listener_.number(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-  // A device may be down at first, as in the tests that bring it up.
-  ::setsockopt(listener_.number(), IPPROTO_IP, IP_FREEBIND, &yes, sizeof yes);
+  if (options_.isFreeBind) ::setsockopt(listener_.number(), IPPROTO_IP, IP_FREEBIND, &yes, sizeof yes);
   require(::bind(listener_.number(), address->ai_addr, address->ai_addrlen) == 0 &&
               ::listen(listener_.number(), backlog) == 0,
           std::strerror(errno));

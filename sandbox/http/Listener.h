@@ -23,8 +23,9 @@ class Listener {
 
   struct Options {
     std::string address = "127.0.0.1";
-    std::uint16_t port = 0;  ///< 0: a free port
-    TLSContext context;      ///< present: TLS
+    std::uint16_t port = 0;   ///< 0: a free port
+    TLSContext context = {};  ///< present: TLS
+    bool isFreeBind = false;  ///< whether the address may belong to no device yet
   };
 
   /// Listens from here on. Throws `std::runtime_error` when the address cannot be used.

@@ -88,7 +88,8 @@ LoopbackAnswer LoopbackAnswer::hangUp() {
 LoopbackServer::LoopbackServer(Handler handler, const TLSIdentity* identity, Record record)
     : handler_(std::move(handler)),
       record_(record),
-      listener_({.context = identity ? identity->context() : nullptr},
+      // Some tests start it before they bring the loopback device up.
+      listener_({.context = identity ? identity->context() : nullptr, .isFreeBind = true},
                 [this](sandbox::Connection& connection) { serve(connection); }) {}
 
 std::string LoopbackServer::url(const std::string& path, const std::string& host) const {
