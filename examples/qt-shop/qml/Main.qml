@@ -53,7 +53,7 @@ ApplicationWindow {
     Shortcut {
         sequences: ["Return", "Enter"]
         autoRepeat: false
-        enabled: window.activeFocusItem instanceof AbstractButton
+        enabled: window.activeFocusItem?.clicked !== undefined
         onActivated: window.activeFocusItem.clicked()
     }
 
