@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,7 +39,10 @@ struct Application : testing::Test {
     queue->poll();
   }
 
-  void TearDown() override { Corvane::setShared(nullptr); }
+  void TearDown() override {
+    Corvane::setShared(nullptr);
+    EXPECT_EQ(Corvane::shared(), nullptr);
+  }
 
   std::shared_ptr<Corvane> launch() {
     auto client = Corvane::configure("cv_test_1", options);
@@ -48,20 +53,27 @@ struct Application : testing::Test {
     return client;
   }
 
-  void note(std::string call) {
-    calls.push_back(std::move(call));
-    queue->stop();
+  void note(std::string call) { calls.push_back(std::move(call)); }
+
+  /// Runs the main queue until that many calls were noted, and takes them.
+  std::vector<std::string> awaitCalls(std::size_t count) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    EXPECT_TRUE(queue->runUntil([&] { return calls.size() >= count; }, deadline))
+        << "waited for " << count << " calls and got " << testing::PrintToString(calls);
+    return std::exchange(calls, {});
   }
 
-  /// Runs the main queue until so much was delivered.
-  std::vector<std::string> awaitCalls(std::size_t count) {
-    while (calls.size() < count) queue->run();
-    return std::exchange(calls, {});
+  template <class T>
+  static T await(const CorvaneTask<T>& task) {
+    if (!task.waitFor(patience)) throw std::runtime_error("the operation did not complete in time");
+    return task.get();
   }
 
   std::shared_ptr<platform::UserDefaults> stored() const {
     return platform::UserDefaults::open(platform.preferencesFile);
   }
+
+  static constexpr std::chrono::seconds patience{30};
 
   TemporaryFolder folder;
   CorvanePlatform platform;
@@ -81,7 +93,7 @@ struct ApplicationWithBackend : Application {
                   {"customData", {{"price", 9.99}}}});
   }
 
-  /// A link as it stands in a newsletter.
+  /// A campaign link.
   std::string linkTo(const std::string& rest) const { return sandbox.baseURL() + "/" + rest; }
 
   SandboxProcess sandbox;

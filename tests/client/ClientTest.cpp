@@ -1,22 +1,14 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <fstream>
+#include <functional>
 #include <stdexcept>
 
 #include "client/Application.h"
 #include "support/CapturedOutput.h"
-#include "support/DetachedCoroutine.h"
 
-namespace corvane {
+namespace corvane::test {
 namespace {
 
 using nlohmann::json;
-using test::Application;
-using test::ApplicationWithBackend;
-using test::CapturedOutput;
-using test::DetachedCoroutine;
-using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
 struct ThrowingPasteboard : CorvanePasteboard {
@@ -24,7 +16,16 @@ struct ThrowingPasteboard : CorvanePasteboard {
   void clear() override { throw std::runtime_error("no display"); }
 };
 
-TEST_F(ApplicationWithBackend, TheFirstLaunchIsAttributedByItsClickAndTheSecondSendsNothing) {
+/// Holds a click token and cannot be emptied.
+struct FixedPasteboard : ThrowingPasteboard {
+  explicit FixedPasteboard(std::string fixed) : text(std::move(fixed)) {}
+  std::optional<std::string> string() override { return text; }
+  std::string text;
+};
+
+using Client = ApplicationWithBackend;
+
+TEST_F(Client, TheFirstLaunchIsAttributedByItsClickAndTheSecondSendsNothing) {
   options.autoTrackInstall = true;
   pasteboard->text = sandbox.click("summer").text;
   auto client = launch();
@@ -34,13 +35,14 @@ TEST_F(ApplicationWithBackend, TheFirstLaunchIsAttributedByItsClickAndTheSecondS
 
   client = launch();
   EXPECT_EQ(awaitCalls(1), Lines{"attributed"});
-  EXPECT_EQ(client->trackInstallAsync(false).get(), *client->lastAttribution());
+  EXPECT_EQ(await(client->trackInstallAsync(false)), *client->lastAttribution());
   const json installs = sandbox.records()["installs"];
   ASSERT_EQ(installs.size(), 1U);
+  EXPECT_EQ(installs[0]["match"], "deterministic");
   EXPECT_EQ(stored()->stringForKey("io.corvane.device_id").value().size(), 36U);
 }
 
-TEST_F(ApplicationWithBackend, WithoutConsentTheLinkIsRoutedAndTheInstallCountedOnceItIsGiven) {
+TEST_F(Client, WithoutConsentTheLinkIsRoutedAndTheInstallCountedOnceItIsGiven) {
   options.autoTrackInstall = true;
   options.requireConsent = true;
   pasteboard->text = sandbox.click("summer").text;
@@ -52,56 +54,27 @@ TEST_F(ApplicationWithBackend, WithoutConsentTheLinkIsRoutedAndTheInstallCounted
   EXPECT_EQ(sandbox.records()["installs"].size(), 1U);
 }
 
-TEST_F(ApplicationWithBackend, AFailureThatPassesIsTriedAgainAndOneThatStaysIsReported) {
-  sandbox.faults({{"path", "/v1/events/install"}, {"status", 503}, {"times", 2}});
-  auto client = launch();
-  EXPECT_FALSE(client->trackInstallAsync(false).get().attributed());
-  awaitCalls(1);
-
-  client = Corvane::configure("wrong_key", options);
-  EXPECT_THROW(client->trackInstallAsync(true).get(), CorvaneError);
-  client->onError([this](const std::exception& error) { note(error.what()); });
-  client->trackInstall(true);
-  EXPECT_EQ(awaitCalls(1), Lines{CorvaneError::invalidAPIKey().what()});
-}
-
-TEST_F(ApplicationWithBackend, AResultCanBeAwaitedByACoroutineOnTheMainThread) {
+TEST_F(Client, EveryFormOfTrackInstallPassesItsTextAndItsForce) {
+  options.clickTokenSource = CorvaneClickTokenSource::pasteButton;
   const auto client = launch();
-  const auto program = [](std::shared_ptr<Corvane> corvane,
-                          ApplicationWithBackend* application) -> DetachedCoroutine {
-    const CorvaneTask<CorvaneAttribution> install = corvane->trackInstallAsync(false);
-    const CorvaneAttribution verdict = co_await install;
-    EXPECT_TRUE(application->queue->isCurrentThread());
-    application->note(verdict.id() ? "done" : "no id");
-  };
-  program(client, this);
-  EXPECT_EQ(awaitCalls(2), (Lines{"organic", "done"}));
-}
-
-TEST_F(Application, AKeyIsTakenWithoutTheBlanksAroundItAndAnEmptyOneIsRefused) {
-  const auto first = Corvane::configure(" cv_1\n", options);
-  EXPECT_EQ(Corvane::shared(), first);
+  const std::string text = sandbox.click("summer").text;
+  EXPECT_TRUE(await(client->trackInstallAsync(text, false)).attributed());
+  EXPECT_EQ(sandbox.records()["installs"][0]["match"], "deterministic");
   CapturedOutput output;
-  for (const char* key : {"", " \n", "\xE2\x80\xA8\xC2\xA0"})
-    EXPECT_THROW(Corvane::configure(key), CorvaneError) << key;
-  EXPECT_THROW(Corvane::configure(std::getenv("CORVANE_TEST_NO_SUCH_VARIABLE")), CorvaneError);
-  EXPECT_EQ(Corvane::shared(), first);
-  EXPECT_EQ(output.lines(), Lines());
+  client->trackInstall(text, false);
+  client->trackInstall(false);
+  await(client->trackInstallAsync(text, false));
+  await(client->trackInstallAsync(false));
+  client->trackInstall(true);
+  sandbox.awaitRecords([](const auto& now) { return now.at("arrivals").size() == 2; });
+  await(client->trackInstallAsync(true));
+  EXPECT_EQ(
+      std::ranges::count(output.lines(), "[Corvane] [INFO] Install already tracked — skipping network call"),
+      4);
 }
 
-TEST_F(Application, ConfigureSaysWhereItSendsToWhenLoggingAdmitsIt) {
-  test::setBaseURL("http://127.0.0.1:1");
-  CapturedOutput output;
-  const auto client = Corvane::configure("cv_1", options);
-  const auto warned = Corvane::configure(
-      "cv_1", {.logEnabled = true, .logLevel = CorvaneLogLevel::warning, .autoTrackInstall = false});
-  Corvane::configure("cv_1", {.autoTrackInstall = false});
-  EXPECT_EQ(output.lines(), Lines{"[Corvane] [INFO] Configured — base URL: http://127.0.0.1:1"});
-  EXPECT_EQ(warned->options().logLevel, CorvaneLogLevel::warning);
-}
-
-TEST_F(Application, ConsentIsRememberedAndADenialDropsWhatWaits) {
-  const auto client = Corvane::configure("cv_1", options);
+TEST_F(Client, ConsentIsStoredAndADenialDropsTheQueuedEvents) {
+  const auto client = launch();
   stored()->setData("[]", "io.corvane.event_queue");
   CapturedOutput output;
   client->setConsent(false);
@@ -112,52 +85,30 @@ TEST_F(Application, ConsentIsRememberedAndADenialDropsWhatWaits) {
   EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_granted"));
   EXPECT_EQ(output.lines(), (Lines{"[Corvane] [INFO] Consent denied — dropping queued events",
                                    "[Corvane] [INFO] Consent granted"}));
+  await(client->trackEventAsync("after"));
+  EXPECT_TRUE(sandbox.records()["installs"].empty()) << "autoTrackInstall is off";
 }
 
-TEST_F(Application, AResetMakesTheNextClientAFreshInstallationAndLeavesThisOneAlone) {
-  stored()->setData(R"({"attributed":true,"id":5})", "io.corvane.last_attribution");
-  stored()->setBool(true, "io.corvane.install_tracked");
-  const auto client = Corvane::configure("cv_1", options);
-  const auto deviceId = stored()->stringForKey("io.corvane.device_id");
+TEST_F(Client, AfterAResetTheNextClientIsAFreshInstallationAndThisOneIsUnchanged) {
+  const std::string prefix = "io.corvane.";
+  stored()->setData(R"({"attributed":true,"id":5})", prefix + "last_attribution");
+  const char* const flags[] = {"install_tracked", "deferred_routed", "consent_set", "consent_granted"};
+  for (const char* key : flags) stored()->setBool(true, prefix + key);
+  const auto client = launch();
+  const auto deviceId = stored()->stringForKey(prefix + "device_id");
   CapturedOutput output;
   Corvane::resetForTesting();
   EXPECT_EQ(output.lines(),
             Lines{"[Corvane] Reset for testing — next launch will send a fresh install event"});
   EXPECT_EQ(client->lastAttribution()->id(), 5);
-  for (const char* key : {"install_tracked", "deferred_routed", "consent_set", "consent_granted"})
-    EXPECT_FALSE(stored()->boolForKey(std::string("io.corvane.") + key));
-  EXPECT_EQ(stored()->dataForKey("io.corvane.last_attribution"), std::nullopt);
-  const auto next = Corvane::configure("cv_1", options);
-  EXPECT_EQ(next->lastAttribution(), std::nullopt);
-  EXPECT_NE(stored()->stringForKey("io.corvane.device_id"), deviceId);
+  for (const char* key : flags) EXPECT_FALSE(stored()->boolForKey(prefix + key)) << key;
+  EXPECT_EQ(stored()->dataForKey(prefix + "last_attribution"), std::nullopt);
+  EXPECT_EQ(launch()->lastAttribution(), std::nullopt);
+  EXPECT_NE(stored()->stringForKey(prefix + "device_id"), deviceId);
 }
 
-TEST_F(Application, ABackendThatIsDownFailsTheInstallAndAPasteboardThatThrowsIsAnEmptyOne) {
-  test::setBaseURL("http://127.0.0.1:1");
-  platform.pasteboard = std::make_shared<ThrowingPasteboard>();
-  Corvane::setPlatform(platform);
-  const auto client = launch();
-  client->trackInstall(false);
-  const Lines delivered = awaitCalls(1);
-  EXPECT_EQ(delivered.at(0).find("Network error: "), 0U) << delivered.at(0);
-}
-
-TEST_F(Application, APlaceThatCannotBeWrittenIsSaidOnceAndCostsNothingElse) {
-  std::ofstream(folder.path() / "file") << "in the way";
-  platform.preferencesFile = folder.path() / "file" / "preferences.sqlite";
-  Corvane::setPlatform(platform);
-  CapturedOutput output;
-  const auto client = Corvane::configure("cv_1", options);
-  client->setConsent(false);
-  client->setConsent(true);
-  const Lines lines = output.lines();
-  EXPECT_EQ(std::ranges::count_if(lines, [](const auto& line) { return line.find("[WARN]") != line.npos; }),
-            1);
-  EXPECT_TRUE(stored()->boolForKey("io.corvane.consent_granted"));
-}
-
-TEST_F(ApplicationWithBackend, AResetReachesTheEventsThatLiveInMemoryOnly) {
-  platform.preferencesFile = "/proc/no such place/preferences.sqlite";
+TEST_F(Client, AResetRemovesEventsThatLiveInMemoryOnly) {
+  platform.preferencesFile = "/proc/no such folder/preferences.sqlite";
   Corvane::setPlatform(platform);
   auto client = launch();
   sandbox.faults({{"path", "/v1/events"}, {"status", 503}, {"times", 3}});
@@ -165,24 +116,66 @@ TEST_F(ApplicationWithBackend, AResetReachesTheEventsThatLiveInMemoryOnly) {
   awaitCalls(1);
   Corvane::resetForTesting();
   client = launch();
-  client->trackEventAsync("after").get();
-  client->trackEventAsync("last").get();
-  const json records = sandbox.records();
-  for (const json& event : records["events"]) EXPECT_NE(event["request"]["name"], "before");
+  await(client->trackEventAsync("after"));
+  await(client->trackEventAsync("last"));
+  for (const json& event : sandbox.records()["events"]) EXPECT_NE(event["request"]["name"], "before");
 }
 
-TEST_F(Application, WithoutProvidersThePlatformsServicesAnswerNoAndSaySo) {
-  CapturedOutput output;
+TEST_F(Client, APasteboardThatThrowsWhenItIsReadIsEmptyAndOneThatCannotBeEmptiedIsUsed) {
+  platform.pasteboard = std::make_shared<ThrowingPasteboard>();
+  Corvane::setPlatform(platform);
+  EXPECT_FALSE(await(launch()->trackInstallAsync(false)).attributed());
+  platform.pasteboard = std::make_shared<FixedPasteboard>(sandbox.click("summer").text);
+  Corvane::setPlatform(platform);
+  Corvane::resetForTesting();
+  EXPECT_TRUE(await(launch()->trackInstallAsync(false)).attributed());
+}
+
+TEST_F(Client, LinksAndEventsAreRecordedWithTheirArguments) {
   const auto client = launch();
-  EXPECT_FALSE(client->requestTrackingAuthorizationAsync().get());
-  client->requestTrackingAuthorization([this](bool granted) { note(granted ? "granted" : "refused"); });
-  EXPECT_EQ(awaitCalls(1), Lines{"refused"});
-  client->registerForSKAdAttribution();
-  client->updateConversionValue(5);
-  const auto lines = output.lines();
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), "[Corvane] [INFO] ATT: not authorized"), 2);
-  EXPECT_EQ(lines.back(), "[Corvane] [ERROR] SKAdNetwork: This system has no ad network.");
+  EXPECT_TRUE(client->handleDeepLink(linkTo("summer?path=/x")));
+  EXPECT_EQ(awaitCalls(1), Lines{"/offers/7"});
+  EXPECT_EQ(client->lastDeepLink()->customData()->at("price"), "9.99");
+  const CorvaneDeepLink unknown = await(client->handleDeepLinkAsync(linkTo("a%20b&c?path=/x y")));
+  EXPECT_EQ(unknown.slug(), "a b&c");
+  EXPECT_EQ(unknown.path(), "/x y");
+  EXPECT_EQ(client->lastDeepLink(), unknown);
+  EXPECT_FALSE(client->handleDeepLink("not a link"));
+
+  client->trackEvent("purchase", 9.99, "eur");
+  EXPECT_TRUE(await(client->trackEventAsync("purchase", 9.99, "eur")).id());
+  const auto records = sandbox.awaitRecords([](const auto& now) { return now.at("events").size() == 2; });
+  for (const auto& event : records["events"]) {
+    EXPECT_EQ(event["request"]["name"], "purchase");
+    EXPECT_EQ(event["request"]["value"], 9.99);
+    EXPECT_EQ(event["request"]["currency"], "EUR");
+  }
+  ASSERT_EQ(records["opens"].size(), 2U);
+  EXPECT_EQ(records["opens"][0]["request"]["slug"], "summer");
+  EXPECT_EQ(records["opens"][1]["request"]["slug"], "a b&c");
+}
+
+TEST_F(Client, FailedEventsAreResentUnderTheirKeysByTheNextConfigureGrantOrInstall) {
+  const auto client = launch();
+  const std::function<void()> occasions[] = {[&] { Corvane::configure("cv_test_1", options); },
+                                             [&] { client->setConsent(true); },
+                                             [&] { client->trackInstall(true); }};
+  std::size_t delivered = 0;
+  for (const auto& occasion : occasions) {
+    sandbox.faults({{"path", "/v1/events"}, {"status", 503}, {"times", 3}});
+    client->trackEvent("purchase", 1);
+    EXPECT_EQ(awaitCalls(1), Lines{"Server returned status 503: "});
+    occasion();
+    sandbox.awaitRecords([&](const auto& now) { return now.at("events").size() == delivered + 1; });
+    ++delivered;
+    calls.clear();
+  }
+  const auto records = sandbox.records();
+  for (const auto& event : records["events"]) {
+    const auto of = [&](const auto& key) { return key["key"] == event["key"]; };
+    EXPECT_EQ((*std::ranges::find_if(records["keys"], of))["arrivals"], 4);
+  }
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::test

@@ -5,6 +5,7 @@
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QSignalBlocker>
 #include <QtTest>
 
 #include "CorvaneQt/CorvaneQt.h"
@@ -30,8 +31,8 @@ ApplicationWindow {
 }
 )";
 
-struct PasteButton : QtApplication {
-  PasteButton() {
+struct CorvanePasteButton : QtApplication {
+  CorvanePasteButton() {
     Corvane::setPlatform(CorvaneQt::platform());
     QGuiApplication::clipboard()->clear();
     engine.emplace();
@@ -43,7 +44,7 @@ struct PasteButton : QtApplication {
     window->requestActivate();
     EXPECT_TRUE(QTest::qWaitForWindowActive(window));
   }
-  ~PasteButton() override {
+  ~CorvanePasteButton() override {
     engine.reset();
     Corvane::setPlatform({});
   }
@@ -58,11 +59,15 @@ struct PasteButton : QtApplication {
 };
 
 // The first test here: Qt makes accessible objects for the first application object of a process only.
-TEST_F(PasteButton, IsPressedByKeysAndKnownToAssistiveTechnology) {
+TEST_F(CorvanePasteButton, IsPressedByKeysAndByAssistiveTechnology) {
   QGuiApplication::clipboard()->setText("by key");
   button->forceActiveFocus(Qt::TabFocusReason);
   for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter}) QTest::keyClick(window, key);
   EXPECT_TRUE(comesTrue([this] { return tokens() == QStringList(3, "by key"); }));
+  QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, {}, "", true);
+  QCoreApplication::sendEvent(window, &repeated);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(tokens().size(), 3) << "a key that is held down pastes once";
 
   ASSERT_NE(seen, nullptr);
   EXPECT_EQ(seen->role(), QAccessible::Button);
@@ -77,7 +82,7 @@ TEST_F(PasteButton, IsPressedByKeysAndKnownToAssistiveTechnology) {
   EXPECT_EQ(tokens().size(), 4);
 }
 
-TEST_F(PasteButton, ReadsTheContentOnceWhenItIsPressedAndOnlyTheFormatsBefore) {
+TEST_F(CorvanePasteButton, ReadsTheContentOnceWhenItIsPressedAndOnlyTheFormatsBefore) {
   EXPECT_FALSE(button->isEnabled());
   int reads = 0;
   QGuiApplication::clipboard()->setMimeData(new WatchedText(reads));
@@ -95,7 +100,16 @@ TEST_F(PasteButton, ReadsTheContentOnceWhenItIsPressedAndOnlyTheFormatsBefore) {
   EXPECT_FALSE(button->isEnabled());
 }
 
-TEST_F(PasteButton, LooksAsTheApplicationDoes) {
+TEST_F(CorvanePasteButton, LooksAgainAtTheClipboardWhenTheApplicationBecomesActive) {
+  QClipboard* const clipboard = QGuiApplication::clipboard();
+  const QSignalBlocker unnoticed(clipboard);
+  clipboard->setText("copied elsewhere");
+  EXPECT_FALSE(button->isEnabled());
+  emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
+  EXPECT_TRUE(button->isEnabled());
+}
+
+TEST_F(CorvanePasteButton, LooksAsTheApplicationDoes) {
   const auto background = [this] { return button->property("background").value<QQuickItem*>(); };
   EXPECT_EQ(background()->property("radius").toReal(), background()->height() / 2);
   QGuiApplication::clipboard()->setText("text");

@@ -22,7 +22,7 @@ struct QtApplication : ::testing::Test {
     QDeadlineTimer deadline(30'000);
     while (!condition() && !deadline.hasExpired())
       QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
-    return condition() ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "it never did";
+    return condition() ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "not within 30 s";
   }
 
   int count = 1;

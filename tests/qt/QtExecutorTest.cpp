@@ -1,4 +1,5 @@
-#include <corvane.h>
+#include <QEventLoop>
+#include <QTimer>
 
 #include <atomic>
 #include <stdexcept>
@@ -8,16 +9,13 @@
 
 #include "CorvaneQt/CorvaneQt.h"
 #include "qt/QtApplication.h"
-#include "support/BaseURL.h"
-#include "support/TemporaryFolder.h"
 
 namespace corvane::test {
 namespace {
 
-using CorvaneQt::QtMainExecutor;
 using Lines = std::vector<std::string>;
 
-struct QtExecutor : QtApplication {
+struct QtMainExecutor : QtApplication {
   std::function<void()> note(const std::string& line) {
     return [this, line] { lines.push_back(line); };
   }
@@ -29,8 +27,8 @@ struct QtExecutor : QtApplication {
   Lines lines;
 };
 
-TEST_F(QtExecutor, RunsFromTheEventLoopInOrderAndNeverInline) {
-  QtMainExecutor executor;
+TEST_F(QtMainExecutor, RunsFromTheEventLoopInOrderAndNeverInline) {
+  CorvaneQt::QtMainExecutor executor;
   executor.post(note("first"));
   std::thread([&] {
     EXPECT_FALSE(executor.isCurrentThread());
@@ -46,8 +44,33 @@ TEST_F(QtExecutor, RunsFromTheEventLoopInOrderAndNeverInline) {
   EXPECT_EQ(lines, (Lines{"first", "second", "third", "fourth"}));
 }
 
-TEST_F(QtExecutor, HandsWhatACallbackThrowsToTheHandlerAndGoesOn) {
-  QtMainExecutor executor([this](const std::exception_ptr& thrown) {
+TEST_F(QtMainExecutor, BelongsToTheApplicationsThreadAndLeavesNothingBehind) {
+  std::thread([] { EXPECT_THROW(CorvaneQt::QtMainExecutor(), std::logic_error); }).join();
+  const auto children = application->children().size();
+  {
+    const CorvaneQt::QtMainExecutor executor;
+  }
+  EXPECT_TRUE(comesTrue([&] { return application->children().size() == children; }));
+}
+
+TEST_F(QtMainExecutor, RunsWhatWaitsInsideANestedLoop) {
+  CorvaneQt::QtMainExecutor executor;
+  QEventLoop dialog;
+  executor.post([&] {
+    QTimer::singleShot(10'000, &dialog, &QEventLoop::quit);
+    dialog.exec();
+    note("dialog closed")();
+  });
+  executor.post([&] {
+    note("inside")();
+    dialog.quit();
+  });
+  EXPECT_TRUE(comesTrue([&] { return lines.size() == 2; }));
+  EXPECT_EQ(lines, (Lines{"inside", "dialog closed"}));
+}
+
+TEST_F(QtMainExecutor, PassesWhatACallbackThrowsToTheHandlerAndGoesOn) {
+  CorvaneQt::QtMainExecutor executor([this](const std::exception_ptr& thrown) {
     try {
       std::rethrow_exception(thrown);
     } catch (const std::exception& error) {
@@ -57,38 +80,38 @@ TEST_F(QtExecutor, HandsWhatACallbackThrowsToTheHandlerAndGoesOn) {
   executor.post([] { throw std::runtime_error("thrown"); });
   executor.post(note("next"));
   EXPECT_EQ(linesSoFar(), (Lines{"thrown", "next"}));
-  QtMainExecutor withoutHandler;
+  CorvaneQt::QtMainExecutor withoutHandler;
   withoutHandler.post([] { throw 7; });
   withoutHandler.post(note("next"));
   EXPECT_EQ(linesSoFar(), Lines{"next"});
 }
 
-TEST_F(QtExecutor, DropsWhatWaitsWhenItOrTheApplicationGoes) {
+TEST_F(QtMainExecutor, DropsWhatWaitsWhenItOrTheApplicationIsDestroyed) {
   const auto owned = std::make_shared<int>();
-  auto executor = std::make_unique<QtMainExecutor>();
+  auto executor = std::make_unique<CorvaneQt::QtMainExecutor>();
   executor->post([owned, note = note("too late")] { note(); });
   executor.reset();
   EXPECT_EQ(linesSoFar(), Lines());
   EXPECT_EQ(owned.use_count(), 1);
 
-  QtMainExecutor last;
+  CorvaneQt::QtMainExecutor last;
   last.post([owned, note = note("too late")] { note(); });
   application.reset();
   EXPECT_EQ(owned.use_count(), 1);
   last.post([owned, note = note("too late")] { note(); });
   EXPECT_EQ(owned.use_count(), 1);
-  EXPECT_THROW(QtMainExecutor(), std::logic_error);
+  EXPECT_THROW(CorvaneQt::QtMainExecutor(), std::logic_error);
   EXPECT_EQ(lines, Lines());
 }
 
-TEST_F(QtExecutor, DropsOrRunsEverythingThatThreadsPostWhileTheApplicationGoes) {
+TEST_F(QtMainExecutor, RunsOrDestroysEverythingThatThreadsPostWhileTheApplicationIsDestroyed) {
   std::atomic<int> alive = 0, posted = 0;
   struct Counted {
     explicit Counted(std::atomic<int>& c) : count(c) { ++count; }
     ~Counted() { --count; }
     std::atomic<int>& count;
   };
-  QtMainExecutor executor;
+  CorvaneQt::QtMainExecutor executor;
   std::atomic<bool> ends = false;
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
@@ -104,24 +127,6 @@ TEST_F(QtExecutor, DropsOrRunsEverythingThatThreadsPostWhileTheApplicationGoes) 
   ends = true;
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(alive, 0);
-}
-
-TEST_F(QtExecutor, ServesAClientAndLeavesNoTaskWaiting) {
-  const TemporaryFolder folder;
-  CorvanePlatform platform = CorvaneQt::platform();
-  platform.preferencesFile = folder.path() / "preferences.sqlite";
-  Corvane::setPlatform(platform);
-  setBaseURL("http://127.0.0.1:9");
-  const auto client = Corvane::configure("cv_qt", {.autoTrackInstall = false});
-  const auto task = client->requestTrackingAuthorizationAsync();
-  EXPECT_THROW(task.get(), std::logic_error);
-  task.whenDone([this](const CorvaneTask<bool>&) { lines.push_back("done"); });
-  EXPECT_TRUE(comesTrue([&] { return lines == Lines{"done"}; }));
-  EXPECT_FALSE(task.get());
-  application.reset();
-  EXPECT_FALSE(client->requestTrackingAuthorizationAsync().get());
-  Corvane::setShared(nullptr);
-  Corvane::setPlatform({});
 }
 
 }  // namespace

@@ -12,10 +12,9 @@ namespace corvane::test {
 namespace {
 
 using namespace std::chrono_literals;
-using CorvaneQt::QtPasteboard;
 using Text = std::optional<std::string>;
 
-struct Pasteboard : QtApplication {
+struct QtPasteboard : QtApplication {
   /// What the library reads on its thread.
   std::future<Text> read() {
     return std::async(std::launch::async, [this] { return pasteboard.string(); });
@@ -24,10 +23,10 @@ struct Pasteboard : QtApplication {
     return text.wait_for(0s) == std::future_status::ready;
   }
 
-  QtPasteboard pasteboard{std::make_shared<CorvaneQt::QtMainExecutor>()};
+  CorvaneQt::QtPasteboard pasteboard{std::make_shared<CorvaneQt::QtMainExecutor>()};
 };
 
-TEST_F(Pasteboard, ReadsAndEmptiesTheClipboardOnTheMainThread) {
+TEST_F(QtPasteboard, ReadsAndEmptiesTheClipboardOnTheMainThread) {
   QGuiApplication::clipboard()->setText("grüße");
   auto text = read();
   EXPECT_TRUE(comesTrue([&] { return isReady(text); }));
@@ -38,17 +37,36 @@ TEST_F(Pasteboard, ReadsAndEmptiesTheClipboardOnTheMainThread) {
   EXPECT_EQ(pasteboard.string(), std::nullopt);
 }
 
-TEST_F(Pasteboard, HoldsNoTextForAThreadThatTheMainThreadWaitsForOrThatOutlivesIt) {
+TEST_F(QtPasteboard, GivesNoTextWhenTheMainThreadDoesNotComeToItInTimeOrIsGone) {
   int reads = 0;
   QGuiApplication::clipboard()->setMimeData(new WatchedText(reads));
-  QtPasteboard impatient(std::make_shared<CorvaneQt::QtMainExecutor>(), 10ms);
+  CorvaneQt::QtPasteboard impatient(std::make_shared<CorvaneQt::QtMainExecutor>(), 10ms);
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(std::async(std::launch::async, [&] { return impatient.string(); }).get(), std::nullopt);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2500ms) << "it waited longer than its patience";
   QCoreApplication::processEvents();
-  EXPECT_EQ(reads, 0) << "it was read though nobody waited for it any more";
+  EXPECT_EQ(reads, 0) << "it was read after the wait had ended";
   auto text = read();
   application.reset();
   EXPECT_EQ(text.get(), std::nullopt);
   EXPECT_EQ(read().get(), std::nullopt);
+}
+
+TEST_F(QtPasteboard, IsReadOnTheMainThread) {
+  int reads = 0;
+  QGuiApplication::clipboard()->setMimeData(new WatchedText(reads));
+  auto text = read();
+  EXPECT_TRUE(comesTrue([&] { return isReady(text); }));
+  EXPECT_EQ(reads, 1);
+}
+
+TEST_F(QtPasteboard, WithoutWindowsThereIsNoText) {
+  application.reset();
+  const QCoreApplication console(count, arguments);
+  CorvaneQt::QtPasteboard none(std::make_shared<CorvaneQt::QtMainExecutor>());
+  EXPECT_EQ(none.string(), std::nullopt);
+  none.clear();
+  QCoreApplication::processEvents();
 }
 
 }  // namespace

@@ -3,22 +3,21 @@
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 
-namespace corvane {
+namespace corvane::test {
 namespace {
 
-using test::CapturedOutput;
 using Lines = std::vector<std::string>;
 
 constexpr const char* linkText = "https://Go.example/s%26x=1/more?path=/sale";
 
-struct DeepLink : test::FlowFixture {
-  std::shared_ptr<DeepLinkHandling> makeFlow(bool requireConsent = false) const {
-    return std::make_shared<DeepLinkHandling>(
-        DeepLinkHandling::Collaborators{parts(requireConsent), {"go.example"}});
+struct DeepLinkHandling : FlowFixture {
+  std::shared_ptr<corvane::DeepLinkHandling> makeFlow(bool requireConsent = false) const {
+    return std::make_shared<corvane::DeepLinkHandling>(
+        corvane::DeepLinkHandling::Collaborators{parts(requireConsent), {"go.example"}});
   }
 };
 
-TEST_F(DeepLink, IsRecordedAndHandedOverWithItsCampaign) {
+TEST_F(DeepLinkHandling, RecordsAnOpenAndDeliversTheLinkOfTheResponse) {
   const auto flow = makeFlow();
   http->answer(200, R"({"attributed":true,"deepLink":{"slug":"s","deepLinkPath":"/p","campaign":"c"}})");
   CapturedOutput output;
@@ -43,7 +42,7 @@ TEST_F(DeepLink, IsRecordedAndHandedOverWithItsCampaign) {
   EXPECT_EQ(delivered.back(), "reengagement /sale");
 }
 
-TEST_F(DeepLink, WithoutConsentIsLookedUpOnly) {
+TEST_F(DeepLinkHandling, WithoutConsentALinkIsResolvedAndNotRecorded) {
   const auto flow = makeFlow(true);
   http->answer(200, R"({"deepLinkPath":"/p"})");
   http->answer(404, "");
@@ -68,7 +67,7 @@ TEST_F(DeepLink, WithoutConsentIsLookedUpOnly) {
                    "[Corvane] [DEBUG] Deep link resolved → path: /sale"}));
 }
 
-TEST_F(DeepLink, IsTakenFromTheURLWhenTheBackendFailsAndTheErrorComesFirst) {
+TEST_F(DeepLinkHandling, WhenTheBackendFailsTheErrorAndThenALinkFromTheURLAreDelivered) {
   const auto flow = makeFlow();
   http->answer(CorvaneError::transport("down"));
   CapturedOutput output;
@@ -85,7 +84,7 @@ TEST_F(DeepLink, IsTakenFromTheURLWhenTheBackendFailsAndTheErrorComesFirst) {
           delivered[0]);
 }
 
-TEST_F(DeepLink, ThatIsNotOursIsLeftAlone) {
+TEST_F(DeepLinkHandling, IgnoresALinkOfAnotherDomain) {
   const auto flow = makeFlow();
   CapturedOutput output;
   EXPECT_FALSE(flow->handleDeepLink("https://other.example/a b"));
@@ -108,7 +107,7 @@ TEST_F(DeepLink, ThatIsNotOursIsLeftAlone) {
                    "[Corvane] [DEBUG] Not a Corvane link — ignoring: no\\nURL"}));
 }
 
-TEST_F(DeepLink, OfAClientThatIsGoneIsHandledOnlyWhereSomebodyHoldsATask) {
+TEST_F(DeepLinkHandling, AfterTheClientIsDestroyedOnlyAnAwaitedLinkIsHandled) {
   auto flow = makeFlow();
   EXPECT_TRUE(flow->handleDeepLink(linkText));
   flow.reset();
@@ -121,4 +120,4 @@ TEST_F(DeepLink, OfAClientThatIsGoneIsHandledOnlyWhereSomebodyHoldsATask) {
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::test

@@ -40,7 +40,7 @@ TEST(CorvaneError, IsEqualByCaseAndPayload) {
   EXPECT_EQ(copy.message(), "");
 }
 
-TEST(Failure, ReadsWhateverIsThrown) {
+TEST(Failure, TreatsWhatIsNotAnErrorOfTheLibraryAsACancellation) {
   const auto failureOf = [](auto thrown) {
     try {
       throw thrown;

@@ -8,10 +8,9 @@
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 
-namespace corvane {
+namespace corvane::test {
 namespace {
 
-using test::CapturedOutput;
 using Lines = std::vector<std::string>;
 
 constexpr std::string_view queueKey = "event_queue";
@@ -20,10 +19,10 @@ constexpr const char* storedQueue =
   {"id":"B","request":{"identifier":"app","name":"two","value":1.5,"currency":null}},
   {"id":"C","request":{"identifier":"app","name":"three"}} ])";
 
-struct Queue : test::FlowFixture {
+struct EventQueue : FlowFixture {
   void enqueue(const std::string& id, const std::string& name = "n") {
     spawn(background, [this, id, name]() -> boost::asio::awaitable<void> {
-      EventQueue::Entry entry{.id = id, .request = {.identifier = "app", .name = name}};
+      EventQueueEntry entry{.id = id, .request = {.identifier = "app", .name = name}};
       co_await queue->enqueue(std::move(entry), *background);
     });
     background->run();
@@ -38,7 +37,7 @@ struct Queue : test::FlowFixture {
   }
 };
 
-TEST_F(Queue, ResendsInOrderAndKeepsWhatStillFails) {
+TEST_F(EventQueue, ResendsInOrderAndKeepsWhatStillFails) {
   flags->setData(storedQueue, queueKey);
   http->answer(200, "");
   http->answer(500, "");
@@ -53,7 +52,7 @@ TEST_F(Queue, ResendsInOrderAndKeepsWhatStillFails) {
                                    "[Corvane] [DEBUG] Queued event two still failing"}));
 }
 
-TEST_F(Queue, SendsNothingWhenItIsEmptyClearedOrUnreadable) {
+TEST_F(EventQueue, SendsNothingWhenItIsEmptyClearedOrUnreadable) {
   queue->flush(api);
   flags->setData(storedQueue, queueKey);
   queue->clear();
@@ -69,19 +68,19 @@ TEST_F(Queue, SendsNothingWhenItIsEmptyClearedOrUnreadable) {
   EXPECT_EQ(storedIds(), Lines{"D"});
 }
 
-TEST_F(Queue, GoneBeforeTheFlushBeginsLeavesTheEntriesToAnother) {
+TEST_F(EventQueue, DestroyedBeforeItsFlushBeginsLeavesTheEntriesToAnother) {
   flags->setData(storedQueue, queueKey);
   queue->flush(api);
   queue.reset();
   background->run();
   EXPECT_TRUE(http->sent.empty());
-  const auto another = std::make_shared<EventQueue>(storage, logger);
+  const auto another = std::make_shared<corvane::EventQueue>(storage, logger);
   another->flush(api);
   background->run();
   EXPECT_EQ(sentKeys(), Lines{"A"});
 }
 
-TEST_F(Queue, AFlushLeavesOutWhatAnotherIsSendingAndTheNextTriesItAgain) {
+TEST_F(EventQueue, AFlushSkipsWhatAnotherIsSendingAndALaterOneSendsItAgain) {
   flags->setData(storedQueue, queueKey);
   queue->flush(api);
   background->run();
@@ -98,7 +97,7 @@ TEST_F(Queue, AFlushLeavesOutWhatAnotherIsSendingAndTheNextTriesItAgain) {
   EXPECT_EQ(sentKeys().at(4), "A");
 }
 
-TEST_F(Queue, AFlushTriesOnceMoreWhatHadFailedWhenAnotherCame) {
+TEST_F(EventQueue, AFlushRetriesWhatHadFailedBeforeAnotherFlushWasRequested) {
   flags->setData(storedQueue, queueKey);
   queue->flush(api);
   http->answer(500, "");
@@ -111,7 +110,7 @@ TEST_F(Queue, AFlushTriesOnceMoreWhatHadFailedWhenAnotherCame) {
   EXPECT_EQ(storedIds(), Lines());
 }
 
-TEST(QueueChanges, AppliedTwiceSayTheSame) {
+TEST(EventStoreChanges, GiveTheSameQueueWhenTheyAreAppliedTwice) {
   EventStoreChanges changes({.items = 3, .bytes = 100});
   const StoredEvents before{{"A", "a"}, {"B", "b"}};
   changes.add({"C", "c"});
@@ -120,14 +119,14 @@ TEST(QueueChanges, AppliedTwiceSayTheSame) {
   const StoredEvents once = changes.appliedTo(before);
   EXPECT_EQ(once, (StoredEvents{{"A", "a"}, {"C", "c"}, {"D", "d"}}));
   EXPECT_EQ(changes.appliedTo(once), once);
-  // The write went through unseen, and then the event was delivered.
+  // The write had succeeded although it seemed to fail, and then the event was delivered.
   changes.remove("C");
   EXPECT_EQ(changes.appliedTo(once), (StoredEvents{{"A", "a"}, {"D", "d"}}));
   changes.clear();
   EXPECT_EQ(changes.appliedTo(once), StoredEvents());
 }
 
-TEST_F(Queue, ADenialDuringAFlushEmptiesItForGood) {
+TEST_F(EventQueue, ADenialDuringAFlushEmptiesItForGood) {
   flags->setData(storedQueue, queueKey);
   queue->flush(api);
   background->run();
@@ -138,32 +137,32 @@ TEST_F(Queue, ADenialDuringAFlushEmptiesItForGood) {
   EXPECT_EQ(flags->dataForKey(queueKey), std::nullopt);
 }
 
-TEST_F(Queue, StoresWhatFailsWhenTheBackgroundTakesNoMoreWork) {
+TEST_F(EventQueue, StoresAnEventWhenTheBackgroundTakesNoMoreWork) {
   spawn(background, [this]() -> boost::asio::awaitable<void> {
     background->refusing = true;
-    EventQueue::Entry entry{.id = "A", .request = {.identifier = "app", .name = "n"}};
+    EventQueueEntry entry{.id = "A", .request = {.identifier = "app", .name = "n"}};
     co_await queue->enqueue(std::move(entry), *background);
   });
   background->run();
   EXPECT_EQ(storedIds(), Lines{"A"});
 }
 
-TEST_F(Queue, TheOldestMakesRoomAtTheCostOfOneWrite) {
+TEST_F(EventQueue, DropsTheOldestBeyondItsBoundsInOneWrite) {
   for (int i = 0; i < 101; ++i) enqueue(std::to_string(i));
   EXPECT_EQ(flags->updates, 101);
   ASSERT_EQ(storedIds().size(), 100U);
   EXPECT_EQ(storedIds().front(), "1");
   EXPECT_EQ(storedIds().back(), "100");
-  // So it does where one is very large, and one that is larger than all may be is left out.
+  // The bound on bytes drops the oldest too; an event above it is not stored.
   enqueue("large", std::string(EventStore::maxBytes - 1000, 'x'));
   EXPECT_LT(storedIds().size(), 20U);
   enqueue("too large", std::string(EventStore::maxBytes, 'x'));
   EXPECT_EQ(storedIds().back(), "large");
 }
 
-/// Clears, removals and additions of two processes' queues, one of which is often kept from the file, against
+/// Clears, removals and additions of two processes' queues, one of which often cannot write the file, against
 /// what the file should hold.
-TEST_F(Queue, NoInterleavingLosesAnEntryOrBringsOneBack) {
+TEST_F(EventQueue, NoInterleavingLosesAnEntryOrBringsOneBack) {
   const auto seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
@@ -171,7 +170,7 @@ TEST_F(Queue, NoInterleavingLosesAnEntryOrBringsOneBack) {
   for (int round = 0; round < 50; ++round) {
     flags->setData(std::nullopt, queueKey);
     storage = std::make_shared<EventStore>(flags, flags, std::string(queueKey));
-    queue = std::make_shared<EventQueue>(storage, logger);
+    queue = std::make_shared<corvane::EventQueue>(storage, logger);
     const auto neighbour = std::make_shared<EventStore>(flags, flags, std::string(queueKey));
     // What the file holds, and what this process has still to do to it.
     std::deque<std::string> model;
@@ -211,4 +210,4 @@ TEST_F(Queue, NoInterleavingLosesAnEntryOrBringsOneBack) {
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::test

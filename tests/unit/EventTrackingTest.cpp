@@ -6,15 +6,15 @@
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 
-namespace corvane {
+namespace corvane::test {
 namespace {
 
-using test::CapturedOutput;
 using Lines = std::vector<std::string>;
 
-struct Events : test::FlowFixture {
-  std::shared_ptr<EventTracking> makeFlow(bool requireConsent = false) const {
-    return std::make_shared<EventTracking>(EventTracking::Collaborators{parts(requireConsent), queue});
+struct EventTracking : FlowFixture {
+  std::shared_ptr<corvane::EventTracking> makeFlow(bool requireConsent = false) const {
+    return std::make_shared<corvane::EventTracking>(
+        corvane::EventTracking::Collaborators{parts(requireConsent), queue});
   }
 
   EventQueueEntries stored() const {
@@ -23,7 +23,7 @@ struct Events : test::FlowFixture {
   }
 };
 
-TEST_F(Events, AreSentWithAKeyOfTheirOwnAndAnUpperCaseCurrency) {
+TEST_F(EventTracking, SendsEachEventUnderItsOwnKeyWithAnUpperCaseCurrency) {
   const auto flow = makeFlow();
   http->answer(200, R"({"id":7,"attributed":true})");
   http->answer(200, "");
@@ -38,7 +38,7 @@ TEST_F(Events, AreSentWithAKeyOfTheirOwnAndAnUpperCaseCurrency) {
   EXPECT_NE(sentKeys()[0], sentKeys()[1]);
 }
 
-TEST_F(Events, ThatFailWaitWithTheirKeysForTheNextSuccess) {
+TEST_F(EventTracking, AFailedEventIsResentUnderItsKeyAfterTheNextSuccess) {
   const auto flow = makeFlow();
   http->answer(503, "x");
   CapturedOutput output;
@@ -62,7 +62,7 @@ TEST_F(Events, ThatFailWaitWithTheirKeysForTheNextSuccess) {
                                    "[Corvane] [DEBUG] Flushing 1 queued event(s)"}));
 }
 
-TEST_F(Events, AreDroppedWithoutConsent) {
+TEST_F(EventTracking, WithoutConsentAnEventIsDropped) {
   const auto flow = makeFlow(true);
   CapturedOutput output;
   const auto task = flow->trackEventAsync({"buy", {}, {}});
@@ -72,7 +72,7 @@ TEST_F(Events, AreDroppedWithoutConsent) {
   EXPECT_EQ(output.lines(), Lines{"[Corvane] [DEBUG] Event 'buy' dropped — consent not granted"});
 }
 
-TEST_F(Events, InFlightAtADenialAreStillQueuedWhenTheyFail) {
+TEST_F(EventTracking, AnEventInFlightAtADenialIsStillQueuedWhenItFails) {
   const auto flow = makeFlow(true);
   setConsent(true);
   flow->trackEvent({"buy", {}, {}});
@@ -85,7 +85,7 @@ TEST_F(Events, InFlightAtADenialAreStillQueuedWhenTheyFail) {
   EXPECT_EQ(stored().size(), 1U);
 }
 
-TEST_F(Events, WithoutAJSONFormFailAndCostNoOtherEntry) {
+TEST_F(EventTracking, AnEventWithoutAJSONFormFailsAndDropsNoOtherEntry) {
   const auto flow = makeFlow();
   for (int i = 0; i < 2; ++i) http->answer(CorvaneError::transport("down"));
   flow->trackEvent({"one", {}, {}});
@@ -101,7 +101,7 @@ TEST_F(Events, WithoutAJSONFormFailAndCostNoOtherEntry) {
   EXPECT_EQ(stored()[1].request.name, "two");
 }
 
-TEST_F(Events, ThatAreCancelledOrCutOffByTheExitAreQueued) {
+TEST_F(EventTracking, EventsThatAreCancelledOrEndedByTheExitAreQueued) {
   api.retryPolicy = CorvaneRetryPolicy(5, 1, 60);
   const auto flow = makeFlow();
   for (int i = 0; i < 3; ++i) http->answer(503, "");
@@ -119,11 +119,11 @@ TEST_F(Events, ThatAreCancelledOrCutOffByTheExitAreQueued) {
   EXPECT_THROW(cutOff.get(), CorvaneError);
   ASSERT_EQ(stored().size(), 3U);
   EXPECT_EQ(stored()[0].request.name, "cancelled");
-  EXPECT_EQ(flags->updates, 1) << "what the exit fails is stored in one transaction";
+  EXPECT_EQ(flags->updates, 1) << "all failures at the exit share one transaction";
 }
 
-TEST_F(Events, AreStoredBeforeTheHostHearsOfTheirFailure) {
-  struct Witness : test::ManualExecutor {
+TEST_F(EventTracking, AFailedEventIsStoredBeforeItsErrorIsDelivered) {
+  struct Witness : ManualExecutor {
     void post(std::function<void()> function) override {
       storedThen = flags->dataForKey("event_queue").has_value();
       ManualExecutor::post(std::move(function));
@@ -145,4 +145,4 @@ TEST_F(Events, AreStoredBeforeTheHostHearsOfTheirFailure) {
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::test

@@ -5,15 +5,16 @@
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 
-namespace corvane {
+namespace corvane::test {
 namespace {
 
-using test::CapturedOutput;
 using Task = CorvaneTask<CorvaneAttribution>;
 using Lines = std::vector<std::string>;
 
 const std::string clickToken = "0123456789abcdef0123456789abcdef";
+const std::string pasteboardText = "https://go.test/l/s?cv_click=" + clickToken + "&x=1";
 constexpr const char* routableBody = R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":"/summer"}})";
+const Lines attributedAndLink{"attributed", "/summer"};
 
 struct FakePasteboard : PasteboardReading {
   std::optional<std::string> string() const override {
@@ -26,35 +27,41 @@ struct FakePasteboard : PasteboardReading {
   mutable int reads = 0;
 };
 
-struct Install : test::FlowFixture {
-  void SetUp() override { makeClient(); }
+struct InstallTracking : FlowFixture {
+  void SetUp() override { launch(); }
 
-  /// A client as the next launch finds it: fresh memory, the same store.
-  void makeClient(CorvaneClickTokenSource source = CorvaneClickTokenSource::automatic) {
+  /// A client as the next launch makes it: fresh memory, the same store.
+  void launch(CorvaneClickTokenSource source = CorvaneClickTokenSource::automatic) {
     logger.minimumLevel = CorvaneLogLevel::info;
     const auto stored = flags->dataForKey(keys::lastAttribution);
     core = std::make_shared<ClientCore>(
         MainThread(main), stored ? std::optional(decodeStoredAttribution(*stored)) : std::nullopt);
     core->onAttribution([this](const CorvaneAttribution& a) {
-      delivered.push_back(std::string("verdict") + (a.attributed() ? " attributed" : " organic"));
+      // Persisted first, so that a result that the host has seen survives a crash.
+      EXPECT_TRUE(flags->dataForKey(keys::lastAttribution));
+      delivered.push_back(a.attributed() ? "attributed" : "organic");
     });
     core->onLink(
         [this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
-    flow = std::make_shared<InstallTracking>(InstallTracking::Collaborators{
+    flow = std::make_shared<corvane::InstallTracking>(corvane::InstallTracking::Collaborators{
         parts(requireConsent), flags, ClickToken{source, flags, pasteboard, logger}, queue});
   }
 
+  void track(bool force = false) {
+    flow->trackInstall(force);
+    run();
+  }
   bool flag(std::string_view key) const { return flags->boolForKey(key); }
-  std::vector<std::string> takeDelivered() { return std::exchange(delivered, {}); }
+  Lines takeDelivered() { return std::exchange(delivered, {}); }
 
   std::shared_ptr<FakePasteboard> pasteboard = std::make_shared<FakePasteboard>();
-  std::shared_ptr<InstallTracking> flow;
+  std::shared_ptr<corvane::InstallTracking> flow;
   bool requireConsent = false;
 };
 
-TEST_F(Install, IsReportedOnceWithItsTokenAndHandsOverTheVerdictAndTheLink) {
-  pasteboard->text = "https://go.test/l/s?cv_click=" + clickToken + "&x=1";
+TEST_F(InstallTracking, SendsOnceAndLaterLaunchesDeliverTheStoredResult) {
+  pasteboard->text = pasteboardText;
   http->answer(200, routableBody);
   CapturedOutput output;
   const Task task = flow->trackInstallAsync(false);
@@ -64,37 +71,104 @@ TEST_F(Install, IsReportedOnceWithItsTokenAndHandsOverTheVerdictAndTheLink) {
   EXPECT_EQ(http->sent[0].body,
             R"({"clickId":")" + clickToken +
                 R"(","consent":true,"deviceId":"D","identifier":"app","platform":"iOS"})");
-  EXPECT_EQ(http->sent[0].headers.back(), (URLRequest::Header{"Idempotency-Key", "install:D"}));
-  EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
+  EXPECT_EQ(sentKeys(), Lines{"install:D"});
+  EXPECT_EQ(takeDelivered(), attributedAndLink);
   EXPECT_EQ(pasteboard->text, std::nullopt);
   EXPECT_EQ(core->lastAttribution(), task.get());
   EXPECT_EQ(decodeStoredAttribution(*flags->dataForKey(keys::lastAttribution)), task.get());
 
-  makeClient();
+  launch();
   const Task again = flow->trackInstallAsync(false);
   run();
   EXPECT_EQ(again.get(), task.get());
   EXPECT_EQ(http->sent.size(), 1U);
-  EXPECT_EQ(takeDelivered(), Lines{"verdict attributed"});
+  EXPECT_EQ(takeDelivered(), Lines{"attributed"});
   EXPECT_EQ(output.lines(), (Lines{"[Corvane] [INFO] Sending install event… (consent: true)",
                                    "[Corvane] [INFO] Install attributed (deterministic click token)",
                                    "[Corvane] [INFO] Install already tracked — skipping network call"}));
 }
 
-TEST_F(Install, ReadsConsentOnceARun) {
+TEST_F(InstallTracking, CountsAndRoutesByConsentAndLink) {
+  const Lines attributed{"attributed"}, organic{"organic"}, organicAndLink{"organic", "/summer"};
+  const char* const notCounted = "Install not counted (no consent) — no deferred link to route";
+  const struct {
+    bool consent;
+    bool routedBefore;
+    const char* path;
+    bool routedAfter;
+    Lines delivered;
+    const char* line;
+  } table[] = {
+      {true, true, "/summer", true, attributed, "Install attributed"},
+      {true, false, "/summer", true, attributedAndLink, "Install attributed"},
+      {true, false, "/", false, attributed, "Install attributed"},
+      {false, true, "/summer", true, organic, notCounted},
+      {false, false, "/summer", true, organicAndLink,
+       "Install not counted (no consent) — routing the deferred link only"},
+      {false, false, "/", false, organic, notCounted},
+  };
+  requireConsent = true;
+  for (const auto& row : table) {
+    SCOPED_TRACE(testing::Message() << row.consent << row.routedBefore << row.path);
+    flags->removeValue(keys::lastAttribution);
+    flags->removeValue(keys::installTracked);
+    flags->setBool(row.routedBefore, keys::deferredRouted);
+    launch();
+    setConsent(row.consent);
+    CapturedOutput output;
+    http->answer(
+        200, R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":")" + std::string(row.path) + "\"}}");
+    const Task task = flow->trackInstallAsync(true);
+    run();
+    const std::string consent = row.consent ? "true" : "false";
+    EXPECT_NE(http->sent.back().body->find("\"consent\":" + consent), std::string::npos);
+    EXPECT_EQ(task.get().attributed(), row.consent);
+    EXPECT_EQ(task.get().deepLink()->path(), row.path);
+    EXPECT_EQ(flag(keys::installTracked), row.consent);
+    EXPECT_EQ(flag(keys::deferredRouted), row.routedAfter);
+    EXPECT_EQ(takeDelivered(), row.delivered);
+    EXPECT_EQ(output.lines(), (Lines{"[Corvane] [INFO] Sending install event… (consent: " + consent + ")",
+                                     std::string("[Corvane] [INFO] ") + row.line}));
+  }
+}
+
+TEST_F(InstallTracking, WithoutConsentAndWithTheLinkRoutedOnlyAForcedCallSends) {
+  requireConsent = true;
+  launch();
+  http->answer(200, routableBody);
+  track();
+  const auto known = core->lastAttribution();
+  CapturedOutput output;
+  const Task skipped = flow->trackInstallAsync(false);
+  run();
+  EXPECT_EQ(http->sent.size(), 1U);
+  EXPECT_EQ(skipped.get(), known);
+  EXPECT_EQ(output.lines(),
+            Lines{"[Corvane] [INFO] Deferred link already routed — holding for consent before counting"});
+  http->answer(200, routableBody);
+  track(true);
+  EXPECT_EQ(http->sent.size(), 2U);
+  setConsent(true);
+  http->answer(200, routableBody);
+  track();
+  EXPECT_TRUE(flag(keys::installTracked));
+  EXPECT_EQ(takeDelivered(), (Lines{"organic", "/summer", "attributed"}));
+}
+
+TEST_F(InstallTracking, ReadsConsentOnceARun) {
   requireConsent = true;
   setConsent(true);
-  makeClient();
+  launch();
   flow->trackInstall(false);
   background->run();
   setConsent(false);
   http->answer(200, routableBody);
   run();
   EXPECT_TRUE(flag(keys::installTracked));
-  EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
+  EXPECT_EQ(takeDelivered(), attributedAndLink);
 }
 
-TEST_F(Install, ConcurrentCallersShareOneRunAndNoneOfThemStopsIt) {
+TEST_F(InstallTracking, ConcurrentCallersShareOneRunAndNoneOfThemStopsIt) {
   const Task first = flow->trackInstallAsync("cv_click=" + clickToken, false);
   const Task second = flow->trackInstallAsync(true);
   background->run();
@@ -111,7 +185,7 @@ TEST_F(Install, ConcurrentCallersShareOneRunAndNoneOfThemStopsIt) {
   EXPECT_EQ(first.get().id(), 7);
 }
 
-TEST_F(Install, AFailureReachesEveryCallerChangesNothingAndTheNextCallSendsAgain) {
+TEST_F(InstallTracking, AFailureReachesEveryCallerChangesNothingAndTheNextCallSendsAgain) {
   CapturedOutput output;
   const Task awaited = flow->trackInstallAsync(false);
   flow->trackInstall(false);
@@ -123,72 +197,89 @@ TEST_F(Install, AFailureReachesEveryCallerChangesNothingAndTheNextCallSendsAgain
   EXPECT_FALSE(flag(keys::installTracked));
   EXPECT_EQ(core->lastAttribution(), std::nullopt);
   http->answer(200, routableBody);
-  flow->trackInstall(false);
-  run();
+  track();
   EXPECT_TRUE(flag(keys::installTracked));
   EXPECT_EQ(output.lines().at(1),
             "[Corvane] [ERROR] Install tracking failed: Server returned status 500: oops\\n");
 }
 
-TEST_F(Install, TakesATokenByTheSourceOnly) {
-  pasteboard->text = "cv_click=" + clickToken;
-  makeClient(CorvaneClickTokenSource::pasteButton);
-  http->answer(200, R"({"attributed":false})");
-  flow->trackInstall(true);
-  run();
-  EXPECT_EQ(pasteboard->reads, 0);
-  http->answer(200, R"({"attributed":false})");
-  flow->trackInstall("pasted cv_click=" + clickToken, true);
-  run();
-  EXPECT_EQ(pasteboard->text, std::nullopt);
-
-  pasteboard->text = "cv_click=" + clickToken;
-  makeClient(CorvaneClickTokenSource::none);
+TEST_F(InstallTracking, TakesAClickTokenByItsSourceOnlyAndEmptiesThePasteboardOnlyOfAToken) {
+  const struct {
+    CorvaneClickTokenSource source;
+    std::optional<std::string> handedIn;
+    std::string pasteboard;
+    bool sent, emptied;
+  } table[] = {
+      {CorvaneClickTokenSource::automatic, {}, pasteboardText, true, true},
+      {CorvaneClickTokenSource::automatic, {}, "cv_click=no token", false, false},
+      {CorvaneClickTokenSource::automatic, "no token", pasteboardText, false, false},
+      {CorvaneClickTokenSource::pasteButton, {}, pasteboardText, false, false},
+      {CorvaneClickTokenSource::pasteButton, "pasted " + pasteboardText, pasteboardText, true, true},
+      {CorvaneClickTokenSource::none, {}, pasteboardText, false, false},
+      {CorvaneClickTokenSource::none, pasteboardText, pasteboardText, false, false},
+  };
   CapturedOutput output;
-  http->answer(200, R"({"attributed":false})");
-  flow->trackInstall("cv_click=" + clickToken, true);
-  run();
-  EXPECT_TRUE(pasteboard->text);
-  EXPECT_EQ(
-      output.lines().front(),
-      "[Corvane] [INFO] clickTokenSource is .none — ignoring the pasted token; install stays probabilistic");
-  const std::vector<bool> expected{false, true, false};
-  for (std::size_t i = 0; i < expected.size(); ++i)
-    EXPECT_EQ(http->sent.at(i).body->find("clickId") != std::string::npos, expected[i]);
+  for (const auto& row : table) {
+    pasteboard->text = row.pasteboard;
+    launch(row.source);
+    http->answer(200, R"({"attributed":false})");
+    row.handedIn ? flow->trackInstall(*row.handedIn, true) : flow->trackInstall(true);
+    run();
+    SCOPED_TRACE(&row - table);
+    EXPECT_EQ(http->sent.back().body->find("clickId") != std::string::npos, row.sent);
+    EXPECT_EQ(!pasteboard->text, row.emptied);
+  }
+  EXPECT_EQ(pasteboard->reads, 2);
+  const Lines lines = output.lines();
+  EXPECT_EQ(lines.at(lines.size() - 3),
+            "[Corvane] [INFO] clickTokenSource is .none — ignoring the pasted token; install stays "
+            "probabilistic");
 }
 
-TEST_F(Install, ThatIsForcedIsSentAgainWithTheSameKeyAndAnEqualVerdictIsNotHandedOverTwice) {
+TEST_F(InstallTracking, AForcedCallSendsAgainUnderTheSameKeyAndDoesNotDeliverAnEqualResultTwice) {
   http->answer(200, routableBody);
-  flow->trackInstall(false);
-  run();
-  EXPECT_EQ(takeDelivered(), (Lines{"verdict attributed", "/summer"}));
-  pasteboard->text = "cv_click=" + clickToken;
+  track();
+  EXPECT_EQ(takeDelivered(), attributedAndLink);
+  pasteboard->text = pasteboardText;
   http->answer(200, routableBody);
-  flow->trackInstall(true);
-  run();
+  track(true);
   EXPECT_EQ(http->sent.size(), 2U);
   EXPECT_EQ(http->sent[0].headers, http->sent[1].headers);
   EXPECT_EQ(takeDelivered(), Lines());
-  EXPECT_EQ(pasteboard->reads, 1) << "once a link was routed, the pasteboard is the user's";
+  EXPECT_EQ(pasteboard->reads, 1) << "the pasteboard is not read once a link was routed";
 }
 
-TEST_F(Install, AMainThreadThatDropsOrThrowsCompletesTheRunAllTheSame) {
+TEST_F(InstallTracking, ACountedInstallResendsQueuedEvents) {
+  flags->setData(R"([{"id":"A","request":{"identifier":"app","name":"one"}}])", "event_queue");
+  http->answer(200, routableBody);
+  track();
+  EXPECT_EQ(sentKeys(), (Lines{"install:D", "A"}));
+}
+
+TEST_F(InstallTracking, ALinkThatTheMainExecutorRefusesIsParkedForTheNextLinkCallback) {
+  main->dropping = true;
+  http->answer(200, routableBody);
+  const Task task = flow->trackInstallAsync(false);
+  background->run();
+  EXPECT_EQ(task.get().id(), 7);
+  main->dropping = false;
+  core->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource) { delivered.push_back(link.path()); });
+  main->run();
+  EXPECT_EQ(takeDelivered(), Lines{"/summer"});
+}
+
+TEST_F(InstallTracking, ACallbackThatThrowsDoesNotKeepTheRunFromCompleting) {
   core->onAttribution([](const CorvaneAttribution&) { throw std::runtime_error("host"); });
-  for (const bool dropping : {true, false}) {
-    main->dropping = dropping;
-    http->answer(200, routableBody);
-    const Task task = flow->trackInstallAsync(true);
-    background->run();
-    if (!dropping) {
-      EXPECT_THROW(main->run(), std::runtime_error);
-    }
-    background->run();
-    ASSERT_TRUE(task.isDone());
-    EXPECT_EQ(task.get().id(), 7);
-  }
+  http->answer(200, routableBody);
+  const Task task = flow->trackInstallAsync(true);
+  background->run();
+  EXPECT_THROW(main->run(), std::runtime_error);
+  background->run();
+  ASSERT_TRUE(task.isDone());
+  EXPECT_EQ(task.get().id(), 7);
 }
 
-TEST_F(Install, AClientThatGoesBeforeItsWorkBeginsSendsNothing) {
+TEST_F(InstallTracking, AClientThatIsDestroyedBeforeItsWorkBeginsSendsNothing) {
   flow->trackInstall(false);
   const Task task = flow->trackInstallAsync(false);
   flow.reset();
@@ -217,4 +308,4 @@ TEST(ClickToken, IsFoundInAHugeText) {
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::test

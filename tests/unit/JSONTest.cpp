@@ -61,7 +61,7 @@ TEST(Answers, ReadEveryMemberAndIgnoreUnknownOnes) {
   EXPECT_EQ(decodeDeepLink(R"({"utm":null})").utm, std::nullopt);
 }
 
-TEST(Answers, NameTheMemberAtFault) {
+TEST(Answers, NameTheInvalidMember) {
   const std::pair<const char*, const char*> table[] = {
       {R"({})", "attributed: expected a boolean"},
       {R"({"attributed":null})", "attributed: expected a boolean"},
@@ -83,7 +83,7 @@ TEST(Answers, NameTheMemberAtFault) {
   EXPECT_THROW(decodeEventAck(R"({"attributed":true,"id":-9223372036854775809})"), DecodingFailure);
 }
 
-TEST(Answers, NothingThatAServerSendsCrashesTheReader) {
+TEST(Answers, RejectWhatIsNotTheJSONOfAResponse) {
   const std::string deep(100000, '[');
   for (const std::string& body :
        {deep, R"({"attributed":)" + deep + std::string(100000, ']') + "}",
@@ -158,7 +158,7 @@ TEST(Requests, LeaveOutWhatIsAbsentAndKeepWhatIsEmpty) {
   EXPECT_THROW(encode(event), EncodingFailure);
 }
 
-TEST(CorvaneDeepLink, HasADestinationExactlyWhenItsPathIsNotTheRoot) {
+TEST(CorvaneDeepLink, HasADestinationUnlessItsPathIsTheRoot) {
   const auto linkTo = [](CorvaneDeepLink::Text path) {
     return CorvaneDeepLink({}, "url", std::move(path), {}, {}, "fallback", {}, {}, {}, {});
   };
@@ -172,7 +172,7 @@ TEST(CorvaneDeepLink, HasADestinationExactlyWhenItsPathIsNotTheRoot) {
   }
 }
 
-TEST(StoredResults, ReadBackEqual) {
+TEST(ResultJSON, ReadsBackEqual) {
   for (const auto& attribution :
        {CorvaneAttribution(42, true, fullLink()), CorvaneAttribution({}, false, {}),
         CorvaneAttribution(0, false, CorvaneDeepLink("", {}, {}, {}, {}, {}, {}, {}, {}, {}))})
@@ -181,7 +181,7 @@ TEST(StoredResults, ReadBackEqual) {
   EXPECT_NE(CorvaneAttribution(0, false, {}), CorvaneAttribution({}, false, {}));
 }
 
-TEST(StoredResults, AreReadStrictlyAndByTheirOwnNames) {
+TEST(ResultJSON, IsReadStrictlyAndByItsOwnNames) {
   const auto link =
       decodeStoredAttribution(R"({"attributed":true,"deepLink":{"iosUrl":"x","slug":"s"}})").deepLink();
   EXPECT_EQ(link->iosURL(), std::nullopt);

@@ -14,7 +14,7 @@ using Text = std::optional<std::string>;
 
 struct Row {
   std::string text;
-  /// None: not handled.
+  /// None: not a link.
   Text slug;
   Text host = "go.example";
   Text path = std::nullopt;
@@ -32,7 +32,7 @@ TEST(LinkURL, IsReadAsTheHeaderSays) {
       {"shop:///abc", "abc", std::nullopt},
       {"shop:abc", "abc", std::nullopt},
       {"shop://open/abc", "abc", "open"},
-      // More of what links hold.
+      // Untidy, but links.
       {" https://go.example/s \n", "s"},
       {"https://go.example/a%20b+c", "a b+c"},
       {"https://go.example/%25", "%"},
@@ -47,7 +47,7 @@ TEST(LinkURL, IsReadAsTheHeaderSays) {
       {"https://m\u00fcnchen.example/s", "s", "m\u00fcnchen.example"},
       {"https://go.example/s#a#b", "s"},
       {"https://go.example/.../x", "..."},
-      // What is no link.
+      // Not links.
       {"https://go.example", {}},
       {"https://go.example//", {}},
       {"https://go.example/./s", {}},
@@ -88,7 +88,7 @@ TEST(LinkURL, KeepsAURLAsItStandsAndEncodesOnlyWhatIsNotAllowed) {
             "https://go.example/%7Ba%7D%25?x=%5By%5D&z=%20%25%41%254#%C3%A9");
 }
 
-TEST(LinkURL, NoTextBreaksIt) {
+TEST(LinkURL, AnyTextIsRejectedOrGivesAValidLink) {
   std::mt19937 random(20261123);
   const std::vector<std::string> pieces = {"https", ":",   "//",  "/",      "?",    "#",
                                            "%",     "%2F", "%ff", "@",      "[",    "]",
@@ -106,7 +106,7 @@ TEST(LinkURL, NoTextBreaksIt) {
   }
 }
 
-TEST(LinkURL, BelongsToADomainThatIsItsHostOrAboveIt) {
+TEST(LinkURL, MatchesADomainThatIsItsHostOrAParentOfIt) {
   const std::vector<std::string> domains = {".odd.example", "Go.Example", "\u00c9t\u00e9.example"};
   for (const char* host : {"go.example", "GO.EXAMPLE", "a.b.go.example", "\u00e9t\u00e9.EXAMPLE"})
     EXPECT_TRUE(matchesLinkDomains(host, domains)) << host;

@@ -7,7 +7,7 @@
 using corvane::CorvaneLogger;
 using corvane::test::CapturedOutput;
 
-TEST(Logger, WritesWhatItsThresholdAdmitsWithTheLevelsPrefix) {
+TEST(CorvaneLogger, WritesWhatItsThresholdAdmitsWithTheLevelsPrefix) {
   const auto linesAt = [](bool enabled, CorvaneLogLevel minimum) {
     CapturedOutput output;
     const CorvaneLogger logger{enabled, minimum};
@@ -25,7 +25,7 @@ TEST(Logger, WritesWhatItsThresholdAdmitsWithTheLevelsPrefix) {
   EXPECT_EQ(linesAt(false, CorvaneLogLevel::debug), Lines());
 }
 
-TEST(Logger, DoesNotBuildAMessageThatIsNotAdmitted) {
+TEST(CorvaneLogger, DoesNotBuildAMessageThatIsNotAdmitted) {
   const CorvaneLogger logger{true, CorvaneLogLevel::error};
   logger.warning([]() -> std::string {
     ADD_FAILURE() << "built";
@@ -33,7 +33,7 @@ TEST(Logger, DoesNotBuildAMessageThatIsNotAdmitted) {
   });
 }
 
-TEST(Logger, KeepsAMessageOnOneLine) {
+TEST(CorvaneLogger, KeepsAMessageOnOneLine) {
   EXPECT_EQ(corvane::singleLine("a\nb\r\n[Corvane] [INFO] forged\t\x1B[0m\x7F"),
             "a\\nb\\r\\n[Corvane] [INFO] forged\\x09\\x1B[0m\\x7F");
   EXPECT_EQ(corvane::singleLine("é…→ \xC2\x85\xE2\x80\xA8"), "é…→ \\xC2\\x85\\xE2\\x80\\xA8");

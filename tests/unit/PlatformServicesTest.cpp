@@ -12,16 +12,15 @@
 #include "support/CapturedOutput.h"
 #include "support/ManualExecutor.h"
 
-namespace corvane::platform {
+namespace corvane::test {
 namespace {
 
 using Lines = std::vector<std::string>;
 using Status = CorvaneTrackingAuthorizationStatus;
-using Generation = AdNetworkGeneration;
 
 constexpr CorvaneLogger debugLogger{true, CorvaneLogLevel::debug};
 
-/// The system's prompt: the test is the user.
+/// The system's prompt. The test answers it.
 struct Prompt : CorvaneTrackingAuthorizationProvider {
   Status trackingAuthorizationStatus() override {
     if (throwsOnStatus) throw std::runtime_error("no service");
@@ -41,29 +40,29 @@ struct Prompt : CorvaneTrackingAuthorizationProvider {
   Completion answer;
 };
 
-struct TrackingAuthorization : ::testing::Test {
+struct ATTManager : ::testing::Test {
   void ask() {
     manager.requestAuthorization([this](bool granted) { answers.push_back(granted); });
     EXPECT_EQ(answers, std::vector<bool>()) << "the completion ran inside the call";
   }
-  /// What the completion was called with, each time.
+  /// What the completions were called with.
   std::vector<bool> answersSoFar() {
     main->run();
     return std::exchange(answers, {});
   }
 
   std::shared_ptr<Prompt> prompt = std::make_shared<Prompt>();
-  std::shared_ptr<test::ManualExecutor> main = std::make_shared<test::ManualExecutor>();
-  ATTManager manager{debugLogger, prompt, MainThread(main)};
+  std::shared_ptr<ManualExecutor> main = std::make_shared<ManualExecutor>();
+  platform::ATTManager manager{debugLogger, prompt, MainThread(main)};
   std::vector<bool> answers;
 };
 
-TEST_F(TrackingAuthorization, AKnownStatusIsTheAnswerAndNobodyIsAsked) {
+TEST_F(ATTManager, AKnownStatusIsReturnedWithoutAPrompt) {
   const std::pair<Status, bool> known[] = {
       {Status::authorized, true}, {Status::denied, false}, {Status::restricted, false}, {Status{7}, false}};
   for (const auto& [status, granted] : known) {
     prompt->status = status;
-    test::CapturedOutput output;
+    CapturedOutput output;
     ask();
     EXPECT_EQ(answersSoFar(), std::vector<bool>{granted});
     EXPECT_EQ(output.lines(), granted ? Lines() : Lines{"[Corvane] [INFO] ATT: not authorized"});
@@ -71,8 +70,8 @@ TEST_F(TrackingAuthorization, AKnownStatusIsTheAnswerAndNobodyIsAsked) {
   EXPECT_EQ(prompt->shown, 0);
 }
 
-TEST_F(TrackingAuthorization, TheUserIsAskedWhileNothingIsDeterminedAndTheFirstAnswerCounts) {
-  test::CapturedOutput output;
+TEST_F(ATTManager, AnUndeterminedStatusShowsThePromptAndItsFirstResponseCounts) {
+  CapturedOutput output;
   for (const Status answer : {Status::authorized, Status::denied, Status{-1}}) {
     ask();
     EXPECT_EQ(answersSoFar(), std::vector<bool>());
@@ -88,8 +87,8 @@ TEST_F(TrackingAuthorization, TheUserIsAskedWhileNothingIsDeterminedAndTheFirstA
   EXPECT_EQ(output.lines(), Lines());
 }
 
-TEST_F(TrackingAuthorization, AProviderThatFailsDropsTheQuestionOrIsMissingMeansNo) {
-  test::CapturedOutput output;
+TEST_F(ATTManager, AProviderThatThrowsDropsItsCompletionOrIsMissingMeansNotAuthorized) {
+  CapturedOutput output;
   prompt->throwsOnRequest = true;
   ask();
   EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
@@ -101,13 +100,13 @@ TEST_F(TrackingAuthorization, AProviderThatFailsDropsTheQuestionOrIsMissingMeans
   prompt->throwsOnStatus = true;
   ask();
   EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
-  ATTManager(debugLogger, nullptr, MainThread(main)).requestAuthorization([this](bool granted) {
+  platform::ATTManager(debugLogger, nullptr, MainThread(main)).requestAuthorization([this](bool granted) {
     answers.push_back(granted);
   });
   EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
 }
 
-TEST_F(TrackingAuthorization, TheTaskCompletesAfterTheMainThreadsTurnOrWhereThatIsRefused) {
+TEST_F(ATTManager, TheTaskCompletesAfterTheMainThreadHasRunOrRefused) {
   const auto allowed = manager.requestAuthorizationAsync();
   prompt->answer(Status::authorized);
   EXPECT_FALSE(allowed.isDone());
@@ -121,17 +120,17 @@ TEST_F(TrackingAuthorization, TheTaskCompletesAfterTheMainThreadsTurnOrWhereThat
   EXPECT_TRUE(cancelled.get());
 }
 
-TEST_F(TrackingAuthorization, WhatTheHostHandedInDiesOnceItIsAnsweredAndNotBefore) {
+TEST_F(ATTManager, TheHostsFunctionIsDestroyedOnTheMainThreadAfterItsCall) {
   const auto owned = std::make_shared<int>();
   manager.requestAuthorization([owned](bool) {});
   EXPECT_EQ(owned.use_count(), 2);
   prompt->answer(Status::denied);
-  EXPECT_EQ(owned.use_count(), 2) << "it died on the provider's thread";
+  EXPECT_EQ(owned.use_count(), 2) << "it was destroyed on the provider's thread";
   main->run();
-  EXPECT_EQ(owned.use_count(), 1) << "the provider still holds its completion, but nothing of the host's";
+  EXPECT_EQ(owned.use_count(), 1) << "the provider's completion no longer holds it";
 }
 
-/// The system's ad network, which notes what it is told and answers when the test says so.
+/// The system's ad network, which records its calls. The test calls `answer`.
 struct AdNetwork : CorvaneAdNetworkProvider {
   void registerAppForAdNetworkAttribution() override {
     calls.push_back("register");
@@ -153,80 +152,62 @@ struct AdNetwork : CorvaneAdNetworkProvider {
   Completion answer;
 };
 
-struct AdNetworkAttribution : ::testing::Test {
-  SKANManager on(int major, int minor) const {
-    return {debugLogger, network, CorvaneOSVersion{major, minor}};
-  }
-  Lines callsSoFar() { return std::exchange(network->calls, {}); }
+struct SKANManager : ::testing::Test {
+  platform::SKANManager on(CorvaneOSVersion version) const { return {debugLogger, network, version}; }
 
   std::shared_ptr<AdNetwork> network = std::make_shared<AdNetwork>();
 };
 
-TEST(AdNetworkGenerations, BeginAt15_4AndAt16_1) {
-  const std::pair<CorvaneOSVersion, Generation> versions[] = {
-      {{15, 3}, Generation::legacy},        {{15, 4}, Generation::intermediate},
-      {{15, 10}, Generation::intermediate}, {{16, 0}, Generation::intermediate},
-      {{16, 1}, Generation::current},       {{16, 10}, Generation::current},
-      {{17, 0}, Generation::current}};
-  for (const auto& [version, generation] : versions)
-    EXPECT_EQ(adNetworkGeneration(version), generation) << version.major << '.' << version.minor;
+TEST_F(SKANManager, CallsWhatTheSystemsVersionSupports) {
+  using Coarse = CorvaneCoarseConversionValue;
+  const std::optional<Coarse> none;
+  const struct {
+    CorvaneOSVersion version;
+    std::optional<std::int64_t> value;  // without one it registers
+    std::optional<Coarse> coarse;
+    const char* call;
+    const char* line;
+  } table[] = {
+      {{9, 0}, 5, Coarse::medium, "register", "registered (legacy; conversion values unsupported)"},
+      {{15, 3}, {}, none, "register", "registered for ad network attribution"},
+      {{15, 4}, {}, none, "update 0", "registered with conversion value 0"},
+      {{15, 10}, 5, Coarse::high, "update 5", "updated conversion value 5"},
+      {{16, 0}, 6, none, "update 6", "updated conversion value 6"},
+      {{16, 1}, 5, none, "update 5 low", "updated conversion value 5 (low)"},
+      {{16, 10}, -1, Coarse::high, "update -1 high", "updated conversion value -1 (high)"},
+      {{17, 0}, {}, none, "", "AdAttributionKit available (iOS 16.1+); no explicit registration required"},
+  };
+  for (const auto& row : table) {
+    SCOPED_TRACE(row.line);
+    CapturedOutput output;
+    network->calls = {""};
+    row.value ? on(row.version).updateConversionValue(*row.value, row.coarse) : on(row.version).register_();
+    EXPECT_EQ(network->calls.back(), row.call);
+    if (network->answer) std::exchange(network->answer, nullptr)(std::nullopt);
+    const char* const level = *row.call ? "[INFO]" : "[DEBUG]";
+    EXPECT_EQ(output.lines(), Lines{std::string("[Corvane] ") + level + " SKAdNetwork: " + row.line});
+  }
 }
 
-TEST_F(AdNetworkAttribution, ACurrentSystemIsToldBothValuesAndNeedsNoRegistration) {
-  test::CapturedOutput output;
-  on(16, 1).register_();
-  EXPECT_EQ(callsSoFar(), Lines());
-  on(16, 1).updateConversionValue(5, std::nullopt);
-  network->answer(std::nullopt);
-  network->answer("a second answer");
-  on(17, 0).updateConversionValue(-1, CorvaneCoarseConversionValue::high);
-  EXPECT_EQ(callsSoFar(), (Lines{"update 5 low", "update -1 high"}));
+TEST_F(SKANManager, LogsTheFirstErrorOfTheProviderOrThatThereIsNone) {
+  CapturedOutput output;
+  on({16, 1}).updateConversionValue(5, std::nullopt);
   network->answer("no campaign\n[Corvane] [INFO] forged");
-  EXPECT_EQ(
-      output.lines(),
-      (Lines{
-          "[Corvane] [DEBUG] SKAdNetwork: AdAttributionKit available (iOS 16.1+); no explicit registration "
-          "required",
-          "[Corvane] [INFO] SKAdNetwork: updated conversion value 5 (low)",
-          "[Corvane] [ERROR] SKAdNetwork: no campaign\\n[Corvane] [INFO] forged"}));
-}
-
-TEST_F(AdNetworkAttribution, AnIntermediateSystemIsToldTheFineValueAndZeroForARegistration) {
-  test::CapturedOutput output;
-  on(15, 4).register_();
-  network->answer(std::nullopt);
-  on(16, 0).updateConversionValue(5, CorvaneCoarseConversionValue::high);
-  network->answer(std::nullopt);
-  EXPECT_EQ(callsSoFar(), (Lines{"update 0", "update 5"}));
+  network->answer("a second response");
   network->fails = true;
-  on(16, 0).updateConversionValue(6, std::nullopt);
-  EXPECT_EQ(output.lines(), (Lines{"[Corvane] [INFO] SKAdNetwork: registered with conversion value 0",
-                                   "[Corvane] [INFO] SKAdNetwork: updated conversion value 5",
-                                   "[Corvane] [ERROR] SKAdNetwork: no network"}));
-}
-
-TEST_F(AdNetworkAttribution, ALegacySystemIsRegisteredWhateverIsAsked) {
-  test::CapturedOutput output;
-  on(15, 3).register_();
-  on(9, 0).updateConversionValue(5, CorvaneCoarseConversionValue::medium);
-  network->fails = true;
-  on(9, 0).register_();
-  EXPECT_EQ(callsSoFar(), (Lines{"register", "register", "register"}));
-  EXPECT_EQ(output.lines(),
-            (Lines{"[Corvane] [INFO] SKAdNetwork: registered for ad network attribution",
-                   "[Corvane] [INFO] SKAdNetwork: registered (legacy; conversion values unsupported)",
-                   "[Corvane] [ERROR] SKAdNetwork: no network"}));
-}
-
-TEST_F(AdNetworkAttribution, WithoutAnAdNetworkEverythingSaysSo) {
+  on({15, 4}).updateConversionValue(6, std::nullopt);
+  on({9, 0}).register_();
   network = nullptr;
-  test::CapturedOutput output;
-  on(16, 1).updateConversionValue(5, std::nullopt);
-  on(15, 3).register_();
-  EXPECT_EQ(output.lines(), Lines(2, "[Corvane] [ERROR] SKAdNetwork: This system has no ad network."));
+  on({16, 1}).updateConversionValue(5, std::nullopt);
+  on({15, 3}).register_();
+  Lines expected;
+  for (const char* error : {"no campaign\\n[Corvane] [INFO] forged", "no network", "no network",
+                            "This system has no ad network.", "This system has no ad network."})
+    expected.push_back(std::string("[Corvane] [ERROR] SKAdNetwork: ") + error);
+  EXPECT_EQ(output.lines(), expected);
 }
 
-TEST(CoarseConversionValue, IsReadFromItsExactRawValueOnly) {
+TEST(CorvaneCoarseConversionValue, IsReadFromItsExactRawValueOnly) {
   for (const char* text : {"low", "medium", "high"})
     EXPECT_EQ(CorvaneCoarseConversionValue::fromRawValue(text)->rawValue(), text);
   for (const char* text : {"", "Low", "high "})
@@ -234,4 +215,4 @@ TEST(CoarseConversionValue, IsReadFromItsExactRawValueOnly) {
 }
 
 }  // namespace
-}  // namespace corvane::platform
+}  // namespace corvane::test

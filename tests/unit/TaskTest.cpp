@@ -13,13 +13,10 @@
 #include "support/FakeBackground.h"
 #include "support/ManualExecutor.h"
 
-namespace corvane {
+namespace corvane::test {
 namespace {
 
 using namespace std::chrono_literals;
-using test::DetachedCoroutine;
-using test::FakeBackground;
-using test::ManualExecutor;
 using State = TaskState<CorvaneAttribution>;
 using Task = CorvaneTask<CorvaneAttribution>;
 
@@ -28,19 +25,19 @@ const CorvaneAttribution attributed(1, true, std::nullopt);
 DetachedCoroutine await(Task task, std::string* outcome) {
   try {
     const CorvaneAttribution result = co_await task;
-    *outcome = result == attributed ? "verdict" : "another";
+    *outcome = result == attributed ? "attributed" : "another";
   } catch (const std::exception& error) {
     *outcome = error.what();
   }
 }
 
-struct TaskOnForeignExecutor : ::testing::Test {
+struct CorvaneTaskOnAForeignExecutor : ::testing::Test {
   std::shared_ptr<ManualExecutor> main = std::make_shared<ManualExecutor>();
   std::shared_ptr<State> state = std::make_shared<State>(MainThread(main));
   Task task{state};
 };
 
-TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeverInline) {
+TEST_F(CorvaneTaskOnAForeignExecutor, DeliversItsOutcomeToEveryWaiterOnTheMainThreadAndNotInline) {
   int called = 0;
   std::string awaited;
   const auto note = [&](const Task& done) { called += done.isDone() && done.get() == attributed ? 1 : 100; };
@@ -52,7 +49,7 @@ TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeve
   EXPECT_EQ(awaited, "");
   main->run();
   EXPECT_EQ(called, 2);
-  EXPECT_EQ(awaited, "verdict");
+  EXPECT_EQ(awaited, "attributed");
   state->complete(CorvaneError::emptyResponse());
   EXPECT_EQ(task.get(), attributed) << "completed once";
 
@@ -62,10 +59,10 @@ TEST_F(TaskOnForeignExecutor, HandsItsOutcomeToEveryWaiterOnTheMainThreadAndNeve
   failing = task;
   std::exchange(state, nullptr)->complete(CorvaneError::transport("down"));
   main->run();
-  EXPECT_EQ(awaited, "Network error: down") << "no handle was left";
+  EXPECT_EQ(awaited, "Network error: down") << "the coroutine held the last handle";
 }
 
-TEST_F(TaskOnForeignExecutor, WaitingOnTheMainThreadIsRefusedUnlessItIsComplete) {
+TEST_F(CorvaneTaskOnAForeignExecutor, WaitingOnTheMainThreadThrowsUnlessItIsComplete) {
   EXPECT_THROW(task.get(), std::logic_error);
   EXPECT_THROW(task.waitFor(1h), std::logic_error);
   state->complete(attributed);
@@ -73,7 +70,7 @@ TEST_F(TaskOnForeignExecutor, WaitingOnTheMainThreadIsRefusedUnlessItIsComplete)
   EXPECT_EQ(task.get(), attributed);
 }
 
-TEST_F(TaskOnForeignExecutor, AnotherThreadWaitsAndIsWoken) {
+TEST_F(CorvaneTaskOnAForeignExecutor, AnotherThreadWaitsAndIsWoken) {
   main->isMain = false;
   EXPECT_FALSE(task.waitFor(-1h));
   std::thread waiter([&] { EXPECT_EQ(task.get(), attributed); });
@@ -83,7 +80,7 @@ TEST_F(TaskOnForeignExecutor, AnotherThreadWaitsAndIsWoken) {
   patient.join();
 }
 
-TEST_F(TaskOnForeignExecutor, AnExecutorThatDropsOrIsGoneLeavesNobodyWaiting) {
+TEST_F(CorvaneTaskOnAForeignExecutor, AnExecutorThatDropsFunctionsOrIsGoneEndsEveryWait) {
   int called = 0;
   std::string awaited;
   std::string awaitedLater;
@@ -99,7 +96,7 @@ TEST_F(TaskOnForeignExecutor, AnExecutorThatDropsOrIsGoneLeavesNobodyWaiting) {
   EXPECT_EQ(task.get(), attributed);
 }
 
-TEST_F(TaskOnForeignExecutor, CancelsWhileItRunsOnly) {
+TEST_F(CorvaneTaskOnAForeignExecutor, CancelsWhileItRunsOnly) {
   int cancelled = 0;
   task.cancel();
   state->setCanceller([&] { ++cancelled; });
@@ -112,7 +109,7 @@ TEST_F(TaskOnForeignExecutor, CancelsWhileItRunsOnly) {
   EXPECT_THROW(task.get(), CorvaneCancellationError);
 }
 
-TEST_F(TaskOnForeignExecutor, ABodyThatTheBackgroundDropsCompletesItAsCancelled) {
+TEST_F(CorvaneTaskOnAForeignExecutor, ABodyThatTheBackgroundDropsCompletesItAsCancelled) {
   const auto background = std::make_shared<FakeBackground>();
   background->refusing = true;
   bool before = false;
@@ -121,7 +118,7 @@ TEST_F(TaskOnForeignExecutor, ABodyThatTheBackgroundDropsCompletesItAsCancelled)
   EXPECT_THROW(task.get(), CorvaneCancellationError);
 }
 
-struct TaskOnMainQueue : ::testing::Test {
+struct CorvaneTaskOnTheMainQueue : ::testing::Test {
   void SetUp() override { queue->poll(); }
 
   std::shared_ptr<CorvaneMainQueue> queue = std::make_shared<CorvaneMainQueue>();
@@ -129,7 +126,7 @@ struct TaskOnMainQueue : ::testing::Test {
   Task task{state};
 };
 
-TEST_F(TaskOnMainQueue, WaitingRunsTheQueueAndIsWokenByAnotherThread) {
+TEST_F(CorvaneTaskOnTheMainQueue, WaitingRunsTheQueueAndIsWokenByAnotherThread) {
   EXPECT_FALSE(task.waitFor(1ms));
   bool ran = false;
   queue->post([&] { ran = true; });
@@ -139,14 +136,14 @@ TEST_F(TaskOnMainQueue, WaitingRunsTheQueueAndIsWokenByAnotherThread) {
   other.join();
 }
 
-TEST_F(TaskOnMainQueue, AnExceptionOfACallbackLeavesThroughTheWaitAndTheHandleStaysUsable) {
+TEST_F(CorvaneTaskOnTheMainQueue, AnExceptionOfACallbackIsThrownByTheWaitAndTheTaskStaysUsable) {
   queue->post([] { throw std::runtime_error("host"); });
   queue->post([&] { state->complete(attributed); });
   EXPECT_THROW(task.get(), std::runtime_error);
   EXPECT_EQ(task.get(), attributed);
 }
 
-TEST_F(TaskOnMainQueue, ACallbackMayWaitForTheOperationThatCalledIt) {
+TEST_F(CorvaneTaskOnTheMainQueue, ACallbackMayWaitForTheOperationThatCalledIt) {
   const auto background = std::make_shared<FakeBackground>();
   std::function<void()> callback = [&] { EXPECT_EQ(task.get(), attributed); };
   start<CorvaneAttribution>(background, state, [&]() -> boost::asio::awaitable<CorvaneAttribution> {
@@ -162,7 +159,7 @@ TEST_F(TaskOnMainQueue, ACallbackMayWaitForTheOperationThatCalledIt) {
   backgroundThread.join();
 }
 
-TEST(MainQueue, RunsInOrderUntilItIsStoppedAndKeepsTheRest) {
+TEST(CorvaneMainQueue, RunsInOrderUntilItIsStoppedAndKeepsTheRest) {
   CorvaneMainQueue queue;
   std::string order;
   queue.post([&] { order += "a"; });
@@ -176,11 +173,18 @@ TEST(MainQueue, RunsInOrderUntilItIsStoppedAndKeepsTheRest) {
   EXPECT_EQ(order, "ab");
   EXPECT_GE(queue.poll(), 2U);
   EXPECT_EQ(order, "abcd");
+  queue.post([&] { order += "e"; });
+  queue.post([&] { queue.stop(); });
+  queue.run();
+  EXPECT_EQ(order, "abcde") << "the earlier stop does not end a later run";
   EXPECT_TRUE(queue.isCurrentThread());
-  std::thread([&] { EXPECT_FALSE(queue.isCurrentThread()); }).join();
+  std::thread([&] {
+    queue.adoptCurrentThread();
+    EXPECT_FALSE(queue.isCurrentThread()) << "the queue has its thread already";
+  }).join();
 }
 
-TEST(MainQueue, WakesAForeignLoopAndDropsWhatIsLeftAtItsEnd) {
+TEST(CorvaneMainQueue, WakesAForeignLoopAndDestroysWhatIsLeftAtItsEnd) {
   int woken = 0;
   int dropped = 0;
   struct Note {
@@ -189,16 +193,18 @@ TEST(MainQueue, WakesAForeignLoopAndDropsWhatIsLeftAtItsEnd) {
   };
   {
     CorvaneMainQueue queue;
+    queue.post([] {});
     queue.onWakeUp([&] { ++woken; });
-    // What dies with the queue may post to it.
+    EXPECT_EQ(woken, 1) << "functions were waiting already";
+    // What is destroyed with the queue may post to it.
     const auto last = std::shared_ptr<void>(
         nullptr, [&](void*) { queue.post([note = std::make_shared<Note>(&dropped)] {}); });
     queue.post([last, note = std::make_shared<Note>(&dropped)] {});
     queue.onWakeUp({});
   }
-  EXPECT_GE(woken, 1);
+  EXPECT_GE(woken, 2);
   EXPECT_EQ(dropped, 2);
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::test

@@ -5,23 +5,25 @@
 #include <clocale>
 #include <cstdlib>
 
+#include "foundation/DeviceIdentity.h"
 #include "foundation/text/URL.h"
 #include "foundation/text/UUID.h"
+#include "support/MemoryStores.h"
 
 using namespace corvane;
 
-TEST(Trimming, RemovesUnicodeWhiteSpaceAndLineBreaksAtBothEnds) {
+TEST(Unicode, TrimsWhiteSpaceAndLineBreaksAtBothEnds) {
   const std::string_view around =
       " \t\n\v\f\r\xC2\x85\xC2\xA0\xE1\x9A\x80\xE2\x80\x80\xE2\x80\xA8\xE2\x80\xA9\xE3\x80\x80";
   EXPECT_EQ(trimmed(std::string(around) + "cv live" + std::string(around)), "cv live");
   EXPECT_EQ(trimmed(around), "");
   EXPECT_EQ(trimmed(""), "");
-  // U+200B is no white space, a control character is none, and what is not UTF-8 stays.
+  // U+200B and control characters are not white space; bytes that are not UTF-8 stay.
   for (const char* kept : {"\xE2\x80\x8Bk\xE2\x80\x8B", "\x01k\x1F", "\x80k\x85", "\xE2\x80", "\xC2 x"})
     EXPECT_EQ(trimmed(kept), kept);
 }
 
-TEST(LetterCase, IsTheSameUnderALocaleWithRulesOfItsOwn) {
+TEST(Unicode, LetterCaseDoesNotDependOnTheLocale) {
   setenv("LC_ALL", "tr_TR.UTF-8", 1);
   std::setlocale(LC_ALL, "");
   EXPECT_EQ(uppercased("i"), "I");
@@ -37,6 +39,18 @@ TEST(UUID, IsRandomVersion4InUpperCase) {
   EXPECT_EQ(text[14], '4');
   EXPECT_EQ(text.find_first_not_of("0123456789ABCDEF-"), text.npos);
   EXPECT_NE(text, randomUUIDText());
+}
+
+TEST(DeviceIdentity, IsCreatedOnceAndAnEmptyOneIsReplaced) {
+  const auto store = std::make_shared<test::MemoryStringStore>();
+  const DeviceIdentity identity{store, "id"};
+  const std::string created = identity.deviceIdOrCreate();
+  EXPECT_EQ(created.size(), 36U);
+  EXPECT_EQ(identity.deviceIdOrCreate(), created);
+  store->setString("", "id");
+  EXPECT_EQ(identity.deviceIdOrCreate().size(), 36U);
+  store->setString("any text", "id");
+  EXPECT_EQ(identity.deviceIdOrCreate(), "any text");
 }
 
 TEST(URL, AddsAQueryThatNoValueCanBreakOutOf) {

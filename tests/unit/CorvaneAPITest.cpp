@@ -9,22 +9,18 @@
 #include "support/FakeBackground.h"
 #include "support/ScriptedHTTPClient.h"
 
-namespace corvane {
+namespace corvane::test {
 namespace {
 
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
-using test::CapturedOutput;
-using test::FakeBackground;
-using test::ScriptedHTTPClient;
 using Lines = std::vector<std::string>;
 using Waits = std::vector<std::chrono::nanoseconds>;
 using Sent = std::vector<std::string>;
 
 constexpr const char* ackBody = R"({"id":7,"attributed":true})";
 
-class API : public ::testing::Test {
- protected:
+struct CorvaneAPI : ::testing::Test {
   /// Sends one event in a task of its own.
   std::function<void()> sendEvent() {
     return spawn(background, [this]() -> asio::awaitable<void> {
@@ -45,23 +41,17 @@ class API : public ::testing::Test {
 
   std::shared_ptr<FakeBackground> background = std::make_shared<FakeBackground>();
   std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
-  CorvaneAPI api{.baseURL = "https://api.test",
-                 .http = http,
-                 .background = background,
-                 .logger = {true, CorvaneLogLevel::debug},
-                 .apiKey = "cv_live_1"};
-  EventRequest event{.identifier = "app",
-                     .name = "n",
-                     .value = {},
-                     .currency = {},
-                     .platform = {},
-                     .clickId = {},
-                     .deviceId = {}};
+  corvane::CorvaneAPI api{.baseURL = "https://api.test",
+                          .http = http,
+                          .background = background,
+                          .logger = {true, CorvaneLogLevel::debug},
+                          .apiKey = "cv_live_1"};
+  EventRequest event{.identifier = "app", .name = "n"};
   std::optional<EventAckDTO> ack;
   std::optional<Failure> failure;
 };
 
-TEST_F(API, PostsWithItsKeysAndResolvesWithoutAny) {
+TEST_F(CorvaneAPI, PostsWithItsKeysAndResolvesLinksWithoutAny) {
   http->answer(200, ackBody);
   sendEventToItsEnd();
   const URLRequest& post = http->sent.at(0);
@@ -86,7 +76,7 @@ TEST_F(API, PostsWithItsKeysAndResolvesWithoutAny) {
   EXPECT_TRUE(http->sent.at(1).headers.empty() && !http->sent.at(1).body);
 }
 
-TEST_F(API, RefusesBeforeSendingWhatCannotBeSent) {
+TEST_F(CorvaneAPI, RefusesBeforeSendingWhatCannotBeSent) {
   event.value = std::nan("");
   sendEventToItsEnd();
   EXPECT_EQ(descriptionOf(failure.value()),
@@ -98,7 +88,7 @@ TEST_F(API, RefusesBeforeSendingWhatCannotBeSent) {
   EXPECT_TRUE(http->sent.empty());
 }
 
-TEST_F(API, ReadsTheFinalResponse) {
+TEST_F(CorvaneAPI, ReadsTheFinalResponse) {
   const std::tuple<int, std::string, CorvaneError> table[] = {
       {401, "x", CorvaneError::invalidAPIKey()},
       {403, "no", CorvaneError::server(403, "no")},
@@ -120,7 +110,7 @@ TEST_F(API, ReadsTheFinalResponse) {
   EXPECT_TRUE(ack && !ack->id && !ack->attributed);
 }
 
-TEST_F(API, TriesAgainWithTheSameBytesAfterTheWaitsOfThePolicy) {
+TEST_F(CorvaneAPI, RetriesTheSameBytesAfterTheDelaysOfThePolicy) {
   CapturedOutput output;
   http->answer(503, "");
   http->answer(CorvaneError::transport("reset"));
@@ -138,7 +128,7 @@ TEST_F(API, TriesAgainWithTheSameBytesAfterTheWaitsOfThePolicy) {
   }
 }
 
-TEST_F(API, HeedsRetryAfterUpToTheLongestDelay) {
+TEST_F(CorvaneAPI, RespectsRetryAfterUpToTheLongestDelay) {
   const std::tuple<int, const char*, Waits, const char*> table[] = {
       {429, "3", {3s}, "3.00s (status 429"},
       {503, "120", {8s}, "8.00s (status 503"},
@@ -159,7 +149,7 @@ TEST_F(API, HeedsRetryAfterUpToTheLongestDelay) {
   }
 }
 
-TEST_F(API, TheLastTryIsFinal) {
+TEST_F(CorvaneAPI, TheLastAttemptIsFinal) {
   for (int i = 0; i < 3; ++i) http->answer(503, "busy");
   sendEventToItsEnd();
   EXPECT_EQ(failure, Failure(CorvaneError::server(503, "busy")));
@@ -172,7 +162,7 @@ TEST_F(API, TheLastTryIsFinal) {
   EXPECT_EQ(http->sent.size(), 4U);
 }
 
-TEST_F(API, CancelledItFailsAsTheStepDoesThatItHasReachedAndNeverSendsAgain) {
+TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAgain) {
   const struct {
     CorvaneRetryPolicy policy;
     std::optional<int> answered;  // before the cancellation; without one, it comes during the exchange
@@ -199,10 +189,10 @@ TEST_F(API, CancelledItFailsAsTheStepDoesThatItHasReachedAndNeverSendsAgain) {
   cancel();
   cancel();
   background->run();
-  EXPECT_TRUE(ack) << "the answer was there first";
+  EXPECT_TRUE(ack) << "the response came before the cancellation";
 }
 
-TEST_F(API, AtTheEndOfTheProcessAWaitEndsWithTheLastOutcome) {
+TEST_F(CorvaneAPI, WhenTheProcessExitsTheLastOutcomeIsFinal) {
   http->answer(503, "busy");
   sendEvent();
   background->run();
@@ -212,4 +202,4 @@ TEST_F(API, AtTheEndOfTheProcessAWaitEndsWithTheLastOutcome) {
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::test
