@@ -5,10 +5,10 @@
 #include <cmath>
 #include <random>
 
-#include "model/Responses.h"
 #include "model/CodecFailure.h"
 #include "model/JSONScalar.h"
 #include "model/Requests.h"
+#include "model/Responses.h"
 #include "model/ResultJSON.h"
 
 using namespace corvane;
