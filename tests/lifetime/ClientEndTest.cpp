@@ -7,6 +7,7 @@
 #include <memory>
 #include <thread>
 
+#include "support/Await.h"
 #include "support/BaseURL.h"
 #include "support/Gate.h"
 #include "support/LoopbackServer.h"
@@ -15,19 +16,19 @@
 namespace corvane::test {
 namespace {
 
-/// How a wait ends: with an answer, or the cancellation; anything else is let out.
-bool isAnswered(const CorvaneTask<CorvaneAttribution>& task) {
+/// Waits for the task. False when it was cancelled; other failures are thrown.
+bool isAttributed(const CorvaneTask<CorvaneAttribution>& task) {
   try {
-    return task.get().attributed();
+    return await(task, "an install").attributed();
   } catch (const CorvaneCancellationError&) {
     return false;
   }
 }
 
-/// A server that attributes every install once its gate is open, and clients of it.
-class ClientEnd : public testing::Test {
+/// Clients, and a server that attributes every install while its gate is open.
+class ClientLifetime : public testing::Test {
  protected:
-  ~ClientEnd() override {
+  ~ClientLifetime() override {
     gate.open();
     Corvane::setShared(nullptr);
     Corvane::setPlatform({});
@@ -49,34 +50,34 @@ class ClientEnd : public testing::Test {
   }};
 };
 
-TEST_F(ClientEnd, WhileItsRequestIsOutLetsTheAnswerReachItsWaiters) {
+TEST_F(ClientLifetime, AnInstallInFlightOutlivesItsClientAndReachesItsWaiters) {
   gate.close();
   auto client = configure();
   const auto task = client->trackInstallAsync(false);
   server.awaitRequests(1);
   std::atomic<bool> other = false;
-  std::jthread waiter([&] { other = isAnswered(task); });
+  std::jthread waiter([&] { other = isAttributed(task); });
   Corvane::setShared(nullptr);
   client.reset();
   gate.open();
-  EXPECT_TRUE(isAnswered(task));
+  EXPECT_TRUE(isAttributed(task));
   waiter.join();
   EXPECT_TRUE(other);
-  EXPECT_TRUE(configure()->lastAttribution().has_value()) << "the answer was not stored";
+  EXPECT_TRUE(configure()->lastAttribution().has_value()) << "the attribution result was not stored";
 }
 
-TEST_F(ClientEnd, AtAnyMomentLeavesNobodyWaiting) {
+TEST_F(ClientLifetime, EveryTaskCompletesWheneverItsClientIsDestroyed) {
   for (int round = 0; round < 50; ++round) {
     auto client = configure();
     const auto before = server.requests().size();
     const auto task = client->trackInstallAsync(true);
     client->trackInstall(true);
-    std::jthread waiter([task] { isAnswered(task); });
+    std::jthread waiter([task] { isAttributed(task); });
     if (round % 2 == 0) server.awaitRequests(before + 1);
     for (int turn = 0; turn < round * 10; ++turn) std::this_thread::yield();
     Corvane::setShared(nullptr);
     client.reset();
-    isAnswered(task);
+    isAttributed(task);
   }
 }
 

@@ -73,6 +73,7 @@ int lookUp(std::string_view name, const char* service, const addrinfo* hints, ad
   if (name.ends_with(".loopback.test") || (name == "late.test" && lateIsKnown())) {
     return askFor("127.0.0.1", service, hints, result);
   }
+  if (name == "unreachable.test") return askForBoth("10.77.1.1", "10.77.1.2", service, hints, result);
   if (name == "refused-last.test") return askForBoth("2001:db8::1", "127.0.0.1", service, hints, result);
   if (name == "refused-first.test") return askForBoth("127.0.0.1", "2001:db8::1", service, hints, result);
   return EAI_NONAME;

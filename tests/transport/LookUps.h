@@ -8,6 +8,7 @@ namespace corvane::test {
 ///   "anything.loopback.test"  127.0.0.1
 ///   "refused-last.test"       2001:db8::1, to which there is no route, then 127.0.0.1
 ///   "refused-first.test"      the same addresses in the other order
+///   "unreachable.test"        10.77.1.1 and 10.77.1.2, to which there is no route
 ///   "silent.test"             no result until `release` is called
 ///   "late.test"               no such name, until `makeLateKnown(true)`
 ///   others in ".test"         no such name

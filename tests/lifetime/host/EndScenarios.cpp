@@ -18,8 +18,8 @@ bool isForkedChild = false;
 
 }  // namespace
 
-/// LeakSanitizer asks this where it is linked. A forked child has the memory, but not the stacks, of the
-/// threads that it left behind, so that what they alone refer to would count as lost.
+/// LeakSanitizer calls this when it is linked. A forked child has the memory, but not the stacks, of the
+/// parent's other threads, so memory that only they refer to would count as leaked.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
   return isForkedChild ? 1 : 0;
 }
@@ -27,7 +27,7 @@ extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
 namespace corvane::test {
 namespace {
 
-/// Runs that are under way, each of a client of its own: some wait for an answer, some for another try.
+/// Installs in progress, each of another client: some wait for a response, some for another attempt.
 struct Installs {
   std::vector<std::shared_ptr<Corvane>> clients;
   std::vector<CorvaneTask<CorvaneAttribution>> tasks;
@@ -85,8 +85,8 @@ bool has(const Host& host, const std::string& argument) {
 
 }  // namespace
 
-/// Arguments: the exit status, how to leave, when, the TLS server to talk to besides (or a
-/// blank) and its authority, and what else the host does.
+/// Arguments: the exit status, how to exit, after how many microseconds, another TLS server to connect to (or
+/// a blank), its authority file, and what else the host does.
 int endWithInstallsInFlight(const Host& host) {
   const int status = std::stoi(host.arguments.at(0));
   const std::string trustedURL = host.arguments.at(3), authorityFile = host.arguments.at(4);
@@ -106,7 +106,7 @@ int endWithInstallsInFlight(const Host& host) {
   return leave(host.arguments.at(1), status);
 }
 
-/// Prints how an operation ends that is begun when the runtime has.
+/// Prints how an operation ends that begins after the end of the runtime.
 int useTheLibraryFromStaticDestructors(const Host& host) {
   struct LateUser {
     std::shared_ptr<Corvane> client;
@@ -119,7 +119,7 @@ int useTheLibraryFromStaticDestructors(const Host& host) {
       }
     }
   };
-  // Made before the runtime, so it dies after the runtime has ended.
+  // Made before the runtime, so it is destroyed after the runtime has ended.
   static LateUser late;
   prepare(host);
   late.client = configure();

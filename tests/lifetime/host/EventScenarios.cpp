@@ -11,8 +11,8 @@
 namespace corvane::test {
 namespace {
 
-std::shared_ptr<Corvane> configureForEvents(int tries) {
-  return configure({.retryPolicy = CorvaneRetryPolicy(tries, 0.001, 0.001), .autoTrackInstall = false});
+std::shared_ptr<Corvane> configureForEvents(int attempts) {
+  return configure({.retryPolicy = CorvaneRetryPolicy(attempts, 0.001, 0.001), .autoTrackInstall = false});
 }
 
 /// The names of this program's events: "<prefix>-<number>".
@@ -22,8 +22,8 @@ std::string nameOf(const Host& host, int number) {
 
 }  // namespace
 
-/// Leaves with events in flight, in line for a connection, between two tries, and not yet begun. Arguments:
-/// their prefix, how many, and how long after the first half.
+/// Exits with events in flight, queued for a connection, between two attempts, and not yet begun. Arguments:
+/// their prefix, their number, and the microseconds after the first half.
 int endWithEventsInFlight(const Host& host) {
   prepare(host);
   const auto client = configure({.retryPolicy = CorvaneRetryPolicy(5, 30, 60), .autoTrackInstall = false});
@@ -35,8 +35,8 @@ int endWithEventsInFlight(const Host& host) {
   return 7;
 }
 
-/// Tracks events one after the other, each by another of two clients, and ends. Arguments: their prefix, and
-/// how many.
+/// Tracks events one after the other with two clients in turn, and exits. Arguments: their prefix and their
+/// number.
 int trackEvents(const Host& host) {
   prepare(host);
   const std::shared_ptr<Corvane> clients[] = {configureForEvents(1), configureForEvents(1)};
@@ -49,8 +49,8 @@ int trackEvents(const Host& host) {
   return 0;
 }
 
-/// Tracks events, prints those whose failure it was told of, and is killed while it does. Arguments: their
-/// prefix, how many, and after how many microseconds.
+/// Tracks events, prints those whose failure is reported, and kills itself meanwhile. Arguments: their
+/// prefix, their number, and the microseconds until then.
 int trackEventsUntilKilled(const Host& host) {
   prepare(host);
   const auto client = configureForEvents(2);

@@ -53,7 +53,7 @@ Footprint footprint(const char* when) {
   return now;
 }
 
-/// Clients of which every other one is dropped with its run in flight.
+/// Makes clients, and destroys every second one while its install is in flight.
 void configureOften() {
   std::vector<std::shared_ptr<Corvane>> clients;
   std::vector<CorvaneTask<CorvaneAttribution>> tasks;
@@ -68,21 +68,22 @@ void configureOften() {
     try {
       task.get();
     } catch (const CorvaneCancellationError&) {
-      // It went with its client.
+      // Its client was destroyed before it began.
     }
   }
   clients.clear();
   tasks.clear();
   Corvane::setShared(nullptr);
   settle();
-  // Callbacks of dying clients die there, some by what others hold.
+  // The callbacks of destroyed clients are destroyed there, some of them by others.
   while (CorvaneMainQueue::main()->poll() > 0) {
   }
 }
 
 }  // namespace
 
-/// The same twice: what stays after the first time is made once; the second time must leave nothing.
+/// Does the same twice. What the first time leaves is made once per process; the second time must leave
+/// nothing.
 int configureAThousandTimes(const Host& host) {
   prepare(host);
   configureOften();
@@ -90,27 +91,32 @@ int configureAThousandTimes(const Host& host) {
   configureOften();
   const Footprint after = footprint("after");
   if (after.descriptors > before.descriptors) return 2;
-  if (underSanitizer) return 0;  // whose allocator keeps what was freed, and counts differently
+  if (underSanitizer) return 0;  // its allocator keeps freed memory and counts differently
   if (after.heap > before.heap + 128 * 1024) return 3;
   if (after.resident > before.resident + 2 * 1024) return 4;
   return 0;
 }
 
-/// A thread that has nothing to do is only told from a slow one by letting time pass.
+/// Only the passage of time shows that a thread does not wake up.
 int idle(const Host& host) {
   prepare(host);
   configure()->trackInstallAsync(false).get();
   settle();
-  // The last of them may still be on its way into its sleep.
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  const auto before = ofThreads("voluntary_ctxt_switches:");
+  // On a busy machine a thread may take long to fall asleep.
+  std::map<std::string, std::string> before;
+  for (auto latest = ofThreads("voluntary_ctxt_switches:"); before != latest;) {
+    before = std::exchange(latest, {});
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    latest = ofThreads("voluntary_ctxt_switches:");
+  }
   std::this_thread::sleep_for(std::chrono::seconds(5));
   const auto after = ofThreads("voluntary_ctxt_switches:");
   for (const auto& [thread, count] : after) std::printf("%s: %s wake-ups\n", thread.c_str(), count.c_str());
   return before.empty() || before != after ? 1 : 0;
 }
 
-/// The host's mask and handlers stay, and the library's threads block all signals.
+/// Checks that the host's signal mask and handlers do not change and that the library's threads block all
+/// signals.
 int leaveSignalsAlone(const Host& host) {
   // All but the two that cannot be blocked, and two of the C library.
   const auto signals = [](const std::string& mask) {

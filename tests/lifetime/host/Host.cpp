@@ -39,13 +39,13 @@ int leave(const std::string& ending, int status) {
 }
 
 void settle() {
-  // An exchange that fails at once has passed through the transport's thread behind all others.
+  // The transport's thread runs the completion of this invalid exchange after all earlier work.
   std::promise<void> transportDone;
   platform::Transport::shared().begin({.url = "http://127.0.0.1/\n"},
                                       platform::URLSessionConfiguration::default_(),
                                       [&](const platform::URLSessionResult&) { transportDone.set_value(); });
   transportDone.get_future().wait();
-  // What that resumes may post once more.
+  // A resumed task may post again.
   for (int turn = 0; turn < 3; ++turn) {
     std::promise<void> done;
     processBackground()->post([&] { done.set_value(); });

@@ -11,27 +11,27 @@
 
 namespace corvane::test {
 
-/// What the program was started with: `lifetime_host <scenario> <base URL> <folder> <argument>…`.
+/// The arguments of the program: `lifetime_host <scenario> <base URL> <folder> <argument>…`.
 struct Host {
   std::string baseURL;
   std::filesystem::path folder;
   std::vector<std::string> arguments;
 };
 
-/// Names the platform and the base URL for the clients to come.
+/// Sets the platform and the base URL for the next clients.
 void prepare(const Host& host);
 
-/// A client whose log goes to standard output, down to the last line.
+/// A client that logs everything to standard output.
 std::shared_ptr<Corvane> configure(CorvaneOptions options = {});
 
-/// Writes the moment to standard output, from which the test measures.
+/// Writes the time to standard output. The test measures the exit from then.
 void sayLeaving();
 
-/// Leaves the program with `status` by calling `exit` here, or on a thread of its own; or, with "return",
-/// gives the status to be returned from `main`.
+/// Exits with `status` by calling `exit` here or on another thread; with "return", returns the status for
+/// `main` to return.
 int leave(const std::string& ending, int status);
 
-/// Until the library's threads have done what was begun before this call.
+/// Waits until the library's threads have finished all work that began before this call.
 void settle();
 
 // The scenarios. Each returns what `main` returns.

@@ -14,8 +14,8 @@ namespace {
 
 constexpr CorvaneLogger logger{true, CorvaneLogLevel::debug};
 
-/// Where this program's output goes, by its first argument: where it did, into a file, into a pipe without a
-/// reader, or nowhere, with the descriptor closed.
+/// Redirects the output as the first argument says: not at all, to a file, to a pipe without a reader, or
+/// nowhere, with the descriptor closed.
 void placeOutput(const Host& host) {
   const std::string& place = host.arguments.at(0);
   if (place == "file") ::dup2(::creat((host.folder / "output").c_str(), 0600), STDOUT_FILENO);
@@ -27,7 +27,7 @@ void placeOutput(const Host& host) {
   ::close(ends[1]);
 }
 
-/// Of many lengths, some beyond what a pipe takes in one piece.
+/// Lines of many lengths, some longer than a pipe accepts at once.
 std::string lineOf(const std::string& who, int thread, int number) {
   const auto length = static_cast<std::size_t>(number * 37 % 9000);
   return who + " " + std::to_string(thread) + " " + std::to_string(number) + " " + std::string(length, 'x') +
@@ -36,10 +36,11 @@ std::string lineOf(const std::string& who, int thread, int number) {
 
 }  // namespace
 
-/// Further arguments: how many threads, and how many lines each, of the library and of the host in turn.
+/// Further arguments: the number of threads, and of the lines of each, which the library and the host write
+/// in turn.
 int writeFromSeveralThreads(const Host& host) {
   placeOutput(host);
-  // What the host itself prints stays in this buffer until somebody flushes.
+  // The host's own output stays in this buffer until it is flushed.
   static char buffer[1 << 16];
   std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
   const int threads = std::stoi(host.arguments.at(1)), count = std::stoi(host.arguments.at(2));
@@ -57,8 +58,8 @@ int writeFromSeveralThreads(const Host& host) {
   return 0;
 }
 
-/// Lines of the main thread, of another one of the host, and of the library's own; then the host's exit
-/// flushes.
+/// Writes lines on the main thread, another thread of the host, and the library's. The exit flushes the
+/// host's.
 int writeToClosedOutput(const Host& host) {
   placeOutput(host);
   errno = 0;

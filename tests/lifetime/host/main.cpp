@@ -8,7 +8,7 @@
 
 int main(int argc, char** argv) {
   using namespace corvane::test;
-  // Whatever happens to the test, this program does not stay.
+  // This program must not outlive the test.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   const std::map<std::string, int (*)(const Host&)> scenarios{
       {"endWithInstallsInFlight", endWithInstallsInFlight},
