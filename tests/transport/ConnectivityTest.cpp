@@ -92,6 +92,12 @@ class OtherNetwork {
   OtherNetwork& operator=(const OtherNetwork&) = delete;
 
   bool isThere() const { return isThere_; }
+  void loseCarrier() const {
+    int off = 0;
+    ::ioctl(tunnel_, TUNSETCARRIER, &off);
+  }
+  /// Leaves only the device's link-local IPv6 address.
+  void loseAddress() const { setAddress("corvane0", SIOCSIFADDR, "0.0.0.0"); }
 
  private:
   int tunnel_;
@@ -219,6 +225,16 @@ TEST_F(Connectivity, AFailedLookUpFailsAtOnceWhenThereIsARoute) {
   EXPECT_TRUE(ConnectivityMonitor::hasRouteBeyondLoopback());
   const std::string text = failure(run(waiting(600), {.url = "http://nowhere.test/"}));
   EXPECT_NE(text.find("Could not resolve host"), std::string::npos) << text;
+
+  other.loseAddress();
+  EXPECT_FALSE(ConnectivityMonitor::hasRouteBeyondLoopback()) << "a link-local route counted";
+}
+
+TEST_F(Connectivity, ARouteOverADeviceWithoutCarrierDoesNotCount) {
+  const OtherNetwork other;
+  if (!other.isThere()) GTEST_SKIP() << "this machine has no tunnel devices";
+  other.loseCarrier();
+  awaitByPolling("a dead route", [] { return !ConnectivityMonitor::hasRouteBeyondLoopback(); });
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 class RealClient {
  public:
   explicit RealClient(boost::asio::io_context& background)
-      : client_({within(60), transport_}, background.get_executor()) {}
+      : client_({within(600), transport_}, background.get_executor()) {}
 
   HTTPClient& client() { return client_; }
   URLRequest request() { return {.url = server_.url()}; }

@@ -53,11 +53,12 @@ TEST(URLSession, SendsTheRequestUnchanged) {
 TEST(URLSession, ReturnsTheHeadersOfTheFinalResponseOnly) {
   LoopbackServer server(always(LoopbackAnswer::raw(
       "HTTP/1.1 103 Early Hints\r\nLink: early\r\n\r\n"
-      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nX-Final: first\r\nx-final: last\r\n\r\n"
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nX-Final: first\r\nx-final: last\r\nX-Blank: \r\n\r\n"
       "2\r\nok\r\n0\r\nX-Trailer: late\r\n\r\n")));
   const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
   EXPECT_EQ(answer.body, "ok");
   EXPECT_EQ(answer.headers.at("x-final"), "last");
+  EXPECT_EQ(answer.headers.at("x-blank"), "");
   EXPECT_FALSE(answer.headers.contains("link"));
   EXPECT_FALSE(answer.headers.contains("x-trailer"));
 }
