@@ -29,14 +29,14 @@ LoopbackAnswer neverAnswer(const LoopbackRequest&) {
 using RunProgram = std::function<ChildEnd(int run, const std::string& folder, const std::string& moment)>;
 
 /// Runs programs that have installs in flight and exit 0 to 30 ms later.
-void expectCleanEnds(int count, int status, const RunProgram& runProgram) {
+void expectCleanEnds(int count, int status, const RunProgram& runOnce) {
   Draw draw("ProcessExit");
   std::vector<Milliseconds> durations;
   repeat(runs(count), [&](int run) {
     const TemporaryFolder folder;
     const std::string moment = std::to_string(draw.below(30'000));
     SCOPED_TRACE("run " + std::to_string(run) + " after " + moment + " µs");
-    const ChildEnd end = runProgram(run, folder.path(), moment);
+    const ChildEnd end = runOnce(run, folder.path(), moment);
     expectCleanEnd(end, status);
     durations.push_back(exitDuration(end));
   });

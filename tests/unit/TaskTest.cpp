@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "async/BackgroundTask.h"
+#include "async/BackgroundThread.h"
 #include "corvane/CorvaneCancellationError.h"
 #include "corvane/CorvaneError.h"
 #include "corvane/CorvaneMainQueue.h"
@@ -104,6 +105,7 @@ TEST_F(CorvaneTaskOnAForeignExecutor, CancelsWhileItRunsOnly) {
   task.cancel();
   EXPECT_EQ(cancelled, 2);
   state->complete(CorvaneCancellationError());
+  state->setCanceller([&] { ++cancelled; });
   task.cancel();
   EXPECT_EQ(cancelled, 2);
   EXPECT_THROW(task.get(), CorvaneCancellationError);
@@ -116,6 +118,25 @@ TEST_F(CorvaneTaskOnAForeignExecutor, ABodyThatTheBackgroundDropsCompletesItAsCa
   start<CorvaneAttribution>(background, state, Body<CorvaneAttribution>(), [&] { before = true; });
   EXPECT_TRUE(before);
   EXPECT_THROW(task.get(), CorvaneCancellationError);
+}
+
+TEST_F(CorvaneTaskOnAForeignExecutor, WaitingOnTheBackgroundThreadIsRefused) {
+  main->isMain = false;
+  std::thread([&] {
+    markBackgroundThread();
+    EXPECT_THROW(task.waitFor(1ms), std::logic_error);
+  }).join();
+}
+
+TEST(MainThread, AFunctionThatTheExecutorThrowsAtIsRefused) {
+  struct Throwing : CorvaneExecutor {
+    void post(std::function<void()>) override { throw std::runtime_error("full"); }
+    bool isCurrentThread() const override { return false; }
+  };
+  const auto executor = std::make_shared<Throwing>();
+  bool refused = false;
+  MainThread(executor).post([] {}, [&] { refused = true; });
+  EXPECT_TRUE(refused);
 }
 
 struct CorvaneTaskOnTheMainQueue : ::testing::Test {
