@@ -107,18 +107,25 @@ TEST_F(Client, AfterAResetTheNextClientIsAFreshInstallationAndThisOneIsUnchanged
   EXPECT_NE(stored()->stringForKey(prefix + "device_id"), deviceId);
 }
 
-TEST_F(Client, AResetRemovesEventsThatLiveInMemoryOnly) {
+TEST_F(Client, EventsThatLiveInMemoryOnlyOutliveTheirClientButNotAReset) {
   platform.preferencesFile = "/proc/no such folder/preferences.sqlite";
   Corvane::setPlatform(platform);
   auto client = launch();
-  sandbox.faults({{"path", "/v1/events"}, {"status", 503}, {"times", 3}});
-  client->trackEvent("before");
-  awaitCalls(1);
+  const auto fail = [&](const char* name) {
+    sandbox.faults({{"path", "/v1/events"}, {"status", 503}, {"times", 3}});
+    client->trackEvent(name);
+    awaitCalls(1);
+  };
+  fail("kept");
+  client = launch();
+  sandbox.awaitRecords([](const auto& now) { return now.at("events").size() == 1; });
+  fail("removed");
   Corvane::resetForTesting();
   client = launch();
   await(client->trackEventAsync("after"));
   await(client->trackEventAsync("last"));
-  for (const json& event : sandbox.records()["events"]) EXPECT_NE(event["request"]["name"], "before");
+  const json records = sandbox.records();
+  for (const json& event : records["events"]) EXPECT_NE(event["request"]["name"], "removed");
 }
 
 TEST_F(Client, APasteboardThatThrowsWhenItIsReadIsEmptyAndOneThatCannotBeEmptiedIsUsed) {

@@ -35,10 +35,13 @@ TEST_F(Configuration, TheOptionsReachTheRequests) {
   options.logLevel = CorvaneLogLevel::debug;
   options.linkDomains = {"127.0.0.1"};
   options.retryPolicy = CorvaneRetryPolicy(5, 0, 8);
+  options.clickTokenSource = CorvaneClickTokenSource::none;
+  pasteboard->text = sandbox.click("summer").text;
   sandbox.faults({{"path", "/v1/events/install"}, {"status", 503}, {"times", 4}});
   CapturedOutput output;
   const auto client = launch();
-  EXPECT_FALSE(await(client->trackInstallAsync(false)).attributed());
+  await(client->trackInstallAsync(false));
+  EXPECT_TRUE(pasteboard->text);
   EXPECT_EQ(std::ranges::count(output.lines(), "[Corvane] [DEBUG] POST /v1/events/install"), 1);
   EXPECT_FALSE(client->handleDeepLink("https://other.example/summer"));
   EXPECT_THROW(await(client->handleDeepLinkAsync("https://other.example/summer")), CorvaneError);
@@ -52,7 +55,7 @@ TEST_F(Configuration, TheOptionsReachTheRequests) {
   EXPECT_EQ(await(launch()->trackEventAsync("dropped")).id(), std::nullopt);
   const auto records = sandbox.records();
   EXPECT_EQ(records["arrivals"].size(), 6U);
-  EXPECT_EQ(records["arrivals"][0]["headers"].dump().find("cv_test_1") != std::string::npos, true);
+  EXPECT_NE(records["arrivals"][0]["headers"].dump().find("cv_test_1"), std::string::npos);
 }
 
 TEST_F(Configuration, TheRequestTimeoutBoundsAnExchange) {

@@ -60,16 +60,6 @@ TEST_F(PasteCoordinator, TracksTheInstallWithTheTextOfTheFirstItemThatHasOne) {
   EXPECT_EQ(records["installs"][0]["match"], "deterministic");
 }
 
-TEST_F(PasteCoordinator, WithTheSourceNoneTracksTheInstallWithoutTheToken) {
-  options.clickTokenSource = CorvaneClickTokenSource::none;
-  const auto client = launch();
-  const std::string text = sandbox.click("summer").text;
-  paste();
-  item->completion(text);
-  EXPECT_EQ(awaitCalls(3), (Lines{"token " + text, "attributed", "/offers/7"}));
-  EXPECT_FALSE(sandbox.records()["installs"][0]["request"].contains("clickId"));
-}
-
 TEST_F(PasteCoordinator, WithoutATextOrWithAnItemThatThrowsDoesNothing) {
   const auto client = launch();
   control->paste({});

@@ -58,7 +58,8 @@ struct CorvanePasteButton : QtApplication {
   QAccessibleInterface* seen = nullptr;
 };
 
-// The first test here: Qt makes accessible objects for the first application object of a process only.
+// The first test of the program: Qt makes accessible objects for the first application object of a process
+// only.
 TEST_F(CorvanePasteButton, IsPressedByKeysAndByAssistiveTechnology) {
   QGuiApplication::clipboard()->setText("by key");
   button->forceActiveFocus(Qt::TabFocusReason);

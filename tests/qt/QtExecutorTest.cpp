@@ -50,7 +50,10 @@ TEST_F(QtMainExecutor, BelongsToTheApplicationsThreadAndLeavesNothingBehind) {
   {
     const CorvaneQt::QtMainExecutor executor;
   }
-  EXPECT_TRUE(comesTrue([&] { return application->children().size() == children; }));
+  QEventLoop loop;
+  QTimer::singleShot(0, &loop, &QEventLoop::quit);
+  loop.exec();
+  EXPECT_EQ(application->children().size(), children);
 }
 
 TEST_F(QtMainExecutor, RunsWhatWaitsInsideANestedLoop) {

@@ -14,8 +14,8 @@
 
 namespace corvane::test {
 
-/// A background executor with a fake clock. Work runs on the test's thread when the test calls `run`, and
-/// waits end when the test advances time.
+/// The background executor with a fake clock: work runs on the test's thread when the test calls `run`, and
+/// waits end when the test calls `advance`.
 class FakeBackground : public Background {
  public:
   boost::asio::any_io_executor executor() const override { return context_.get_executor(); }
@@ -32,7 +32,7 @@ class FakeBackground : public Background {
     if (exiting) co_return WaitEnd::exiting;
     if (duration <= duration.zero()) co_return WaitEnd::elapsed;
     waits.push_back(duration);
-    // The timer never expires; it is cancelled when the wait ends.
+    // Never expires by itself: it ends by being cancelled.
     boost::asio::steady_timer timer(context_, boost::asio::steady_timer::time_point::max());
     const auto place = pending_.insert(pending_.end(), {now_ + duration, &timer});
     try {
@@ -48,14 +48,14 @@ class FakeBackground : public Background {
     return suspendUntil(std::move(start));
   }
 
-  /// Runs everything that is ready, and what becomes ready by that.
+  /// Runs everything that is ready, and what becomes ready meanwhile.
   void run() {
     context_.restart();
     while (context_.poll() > 0) {
     }
   }
 
-  /// Advances the clock and runs what is due.
+  /// Lets time pass and runs what comes due.
   void advance(std::chrono::nanoseconds by) {
     now_ += by;
     for (const auto& [due, timer] : pending_)
@@ -63,17 +63,17 @@ class FakeBackground : public Background {
     run();
   }
 
-  /// Ends every wait, as at the exit of the process.
+  /// Ends every wait, as the end of the process does.
   void exit() {
     exiting = true;
     for (const auto& [due, timer] : pending_) timer->cancel();
     run();
   }
 
-  /// All requested waits, in order.
+  /// The duration of every wait, in order.
   std::vector<std::chrono::nanoseconds> waits;
   bool exiting = false;
-  /// Whether posted functions are destroyed without being run, as after the exit of the process.
+  /// Posts are destroyed without being run, as after the end of the process.
   bool refusing = false;
 
  private:

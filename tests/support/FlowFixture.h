@@ -18,8 +18,8 @@
 
 namespace corvane::test {
 
-/// The parts of a flow, with a scripted backend, a fake clock and a main thread that runs on demand.
-/// `delivered` lists the calls of the host's callbacks in order.
+/// The parts of a flow, with a scripted backend, a fake clock and a main thread that runs when the test says
+/// so. `delivered` lists what reached the host, in order.
 struct FlowFixture : ::testing::Test {
   FlowFixture() {
     core->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource source) {
@@ -29,10 +29,10 @@ struct FlowFixture : ::testing::Test {
     core->onError([this](const std::exception& error) { delivered.push_back(error.what()); });
   }
 
-  /// Ends waiting tasks: such a task and its executor own each other and would leak.
+  /// Ends the tasks that still wait: each owns the executor that owns it.
   ~FlowFixture() override {
     while (http->isWaiting()) {
-      http->answer(500, "");
+      http->respond(500, "");
       background->run();
     }
   }
@@ -51,7 +51,7 @@ struct FlowFixture : ::testing::Test {
 
   void setConsent(bool granted) { Consent{flags, true}.store(granted); }
 
-  /// The idempotency keys of all requests, in order.
+  /// The idempotency keys of the requests, in order.
   std::vector<std::string> sentKeys() const {
     std::vector<std::string> result;
     for (const auto& request : http->sent) result.push_back(request.headers.back().second);

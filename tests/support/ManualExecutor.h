@@ -8,7 +8,8 @@
 
 namespace corvane::test {
 
-/// A main executor on one test thread, which runs posted functions when the test calls `run`, or drops them.
+/// The main executor of a foreign toolkit, on one thread: runs posted functions when the test calls `run`, or
+/// drops them.
 class ManualExecutor : public CorvaneExecutor {
  public:
   void post(std::function<void()> function) override {

@@ -13,7 +13,7 @@
 
 namespace corvane::test {
 
-/// Flags and data in memory. Any thread.
+/// Flags and bytes in memory. Any thread.
 class MemoryFlagStore : public FlagStore, public DataUpdates {
  public:
   bool boolForKey(std::string_view key) const override {
@@ -56,7 +56,7 @@ class MemoryFlagStore : public FlagStore, public DataUpdates {
     return true;
   }
 
-  /// Whether every update fails, as while another process locks the file.
+  /// As if another process held the file: no update succeeds.
   std::atomic<bool> held = false;
   std::atomic<int> updates = 0;
 
@@ -71,7 +71,7 @@ class MemoryFlagStore : public FlagStore, public DataUpdates {
   std::map<std::string, std::string, std::less<>> data_;
 };
 
-/// Strings in memory. Any thread.
+/// Texts in memory. Any thread.
 class MemoryStringStore : public KeyValueStringStore {
  public:
   std::optional<std::string> stringForKey(std::string_view key) const override {

@@ -18,31 +18,31 @@
 
 namespace corvane::test {
 
-/// A transport that returns scripted responses in order and records the requests. An exchange without a
-/// response waits until `answer` is called or its task is cancelled. Used on one thread.
+/// A transport with scripted outcomes, in order, that keeps the requests. An exchange without an outcome yet
+/// waits until `respond` is called or its task is cancelled. Used on one thread.
 class ScriptedHTTPClient : public HTTPClient {
  public:
-  using Answer = std::variant<HTTPResponse, CorvaneError>;
+  using Outcome = std::variant<HTTPResponse, CorvaneError>;
 
   boost::asio::awaitable<HTTPResponse> send(URLRequest request) override {
     const bool cancelled = co_await isCancelled();
     if (cancelled) throw CorvaneError::transport("cancelled");
     sent.push_back(std::move(request));
-    if (script_.empty()) co_await awaitAnswer();
+    if (script_.empty()) co_await awaitOutcome();
     if (script_.empty()) throw CorvaneError::transport("cancelled");
-    Answer next = std::move(script_.front());
+    Outcome next = std::move(script_.front());
     script_.pop_front();
     if (const auto* error = std::get_if<CorvaneError>(&next)) throw *error;
     co_return std::get<HTTPResponse>(std::move(next));
   }
 
-  void answer(Answer next) {
+  void respond(Outcome next) {
     script_.push_back(std::move(next));
     if (!waiting_.empty()) waiting_.front()->cancel();
   }
 
-  void answer(int statusCode, std::string body, std::map<std::string, std::string> headers = {}) {
-    answer(HTTPResponse{.statusCode = statusCode, .body = std::move(body), .headers = std::move(headers)});
+  void respond(int statusCode, std::string body, std::map<std::string, std::string> headers = {}) {
+    respond(HTTPResponse{.statusCode = statusCode, .body = std::move(body), .headers = std::move(headers)});
   }
 
   bool isWaiting() const { return !waiting_.empty(); }
@@ -50,8 +50,8 @@ class ScriptedHTTPClient : public HTTPClient {
   std::vector<URLRequest> sent;
 
  private:
-  /// The timer never expires: an answer or the cancellation of the task ends the wait.
-  boost::asio::awaitable<void> awaitAnswer() {
+  /// Waits on a timer that never expires: `respond` cancels it, and so does the cancellation of the task.
+  boost::asio::awaitable<void> awaitOutcome() {
     const auto executor = co_await boost::asio::this_coro::executor;
     boost::asio::steady_timer timer(executor, boost::asio::steady_timer::time_point::max());
     waiting_.push_back(&timer);
@@ -59,7 +59,7 @@ class ScriptedHTTPClient : public HTTPClient {
     std::erase(waiting_, &timer);
   }
 
-  std::deque<Answer> script_;
+  std::deque<Outcome> script_;
   std::deque<boost::asio::steady_timer*> waiting_;
 };
 

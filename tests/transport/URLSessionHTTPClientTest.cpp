@@ -46,9 +46,9 @@ class FakeClient {
   void willAnswer(HTTPResponse response) {
     // A client returns header names in lower case; this script contains them so.
     if (response.headers.contains("Retry-After")) response.headers = {{"retry-after", "3"}};
-    client_.answer(std::move(response));
+    client_.respond(std::move(response));
   }
-  void willFail() { client_.answer(CorvaneError::transport("reset")); }
+  void willFail() { client_.respond(CorvaneError::transport("reset")); }
   void willStaySilent() {}
   void awaitRequest() {
     awaitByPolling("a request", [this] {

@@ -156,12 +156,13 @@ struct Reentrant {
 };
 
 TEST_F(ClientCore, CallbacksMayCallTheClientWhenTheyAreCalledCopiedOrDestroyed) {
-  core->setLastAttribution(attribution(1));
   for (int i = 0; i < 2; ++i) {
     core->onAttribution(Reentrant(core.get()));
     core->onLink(Reentrant(core.get()));
     core->onError(Reentrant(core.get()));
   }
+  core->setLastAttribution(attribution(1));
+  core->onAttribution(Reentrant(core.get()));
   core->deliverError(CorvaneError::emptyResponse());
   core->deliverReengagementLink(*attribution(1, "/a").deepLink());
   main->run();

@@ -52,7 +52,7 @@ struct CorvaneAPI : ::testing::Test {
 };
 
 TEST_F(CorvaneAPI, PostsWithItsKeysAndResolvesLinksWithoutAny) {
-  http->answer(200, ackBody);
+  http->respond(200, ackBody);
   sendEventToItsEnd();
   const URLRequest& post = http->sent.at(0);
   EXPECT_EQ(post.method + " " + post.url, "POST https://api.test/v1/events");
@@ -62,7 +62,7 @@ TEST_F(CorvaneAPI, PostsWithItsKeysAndResolvesLinksWithoutAny) {
   EXPECT_EQ(post.body, R"({"identifier":"app","name":"n"})");
   EXPECT_EQ(ack->id, 7);
 
-  http->answer(200, R"({"slug":"s"})");
+  http->respond(200, R"({"slug":"s"})");
   std::optional<DeepLinkDTO> link;
   spawn(background, [&]() -> asio::awaitable<void> {
     std::optional<std::string> host = "go.test";
@@ -98,23 +98,23 @@ TEST_F(CorvaneAPI, ReadsTheFinalResponse) {
       {200, "{}", CorvaneError::decoding("attributed: expected a boolean")}};
   for (const auto& [status, body, error] : table) {
     failure.reset();
-    http->answer(status, body);
+    http->respond(status, body);
     sendEventToItsEnd();
     EXPECT_EQ(failure, Failure(error)) << status;
   }
   EXPECT_EQ(http->sent.size(), std::size(table));
   EXPECT_TRUE(background->waits.empty());
 
-  http->answer(200, "");
+  http->respond(200, "");
   sendEventToItsEnd();
   EXPECT_TRUE(ack && !ack->id && !ack->attributed);
 }
 
 TEST_F(CorvaneAPI, RetriesTheSameBytesAfterTheDelaysOfThePolicy) {
   CapturedOutput output;
-  http->answer(503, "");
-  http->answer(CorvaneError::transport("reset"));
-  http->answer(200, ackBody);
+  http->respond(503, "");
+  http->respond(CorvaneError::transport("reset"));
+  http->respond(200, ackBody);
   sendEventToItsEnd();
   EXPECT_EQ(ack->id, 7);
   EXPECT_EQ(background->waits, (Waits{500ms, 1s}));
@@ -139,8 +139,8 @@ TEST_F(CorvaneAPI, RespectsRetryAfterUpToTheLongestDelay) {
     CapturedOutput output;
     background->waits.clear();
     ack.reset();
-    http->answer(status, "", {{"retry-after", retryAfter}});
-    http->answer(200, ackBody);
+    http->respond(status, "", {{"retry-after", retryAfter}});
+    http->respond(200, ackBody);
     sendEventToItsEnd();
     EXPECT_TRUE(ack) << retryAfter;
     EXPECT_EQ(background->waits, waits) << retryAfter;
@@ -150,16 +150,22 @@ TEST_F(CorvaneAPI, RespectsRetryAfterUpToTheLongestDelay) {
 }
 
 TEST_F(CorvaneAPI, TheLastAttemptIsFinal) {
-  for (int i = 0; i < 3; ++i) http->answer(503, "busy");
+  for (int i = 0; i < 3; ++i) http->respond(503, "busy");
   sendEventToItsEnd();
   EXPECT_EQ(failure, Failure(CorvaneError::server(503, "busy")));
   EXPECT_EQ(http->sent.size(), 3U);
 
+  http->respond(CorvaneError::invalidURL("not a transport failure"));
+  failure.reset();
+  sendEventToItsEnd();
+  EXPECT_EQ(failure, Failure(CorvaneError::invalidURL("not a transport failure")));
+  EXPECT_EQ(http->sent.size(), 4U);
+
   api.retryPolicy.maxAttempts = 0;
-  http->answer(CorvaneError::transport("down"));
+  http->respond(CorvaneError::transport("down"));
   sendEventToItsEnd();
   EXPECT_EQ(failure, Failure(CorvaneError::transport("down")));
-  EXPECT_EQ(http->sent.size(), 4U);
+  EXPECT_EQ(http->sent.size(), 5U);
 }
 
 TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAgain) {
@@ -175,7 +181,7 @@ TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAg
     api.retryPolicy = row.policy;
     failure.reset();
     http->sent.clear();
-    if (row.answered) http->answer(*row.answered, "");
+    if (row.answered) http->respond(*row.answered, "");
     const auto cancel = sendEvent();
     background->run();
     cancel();
@@ -185,7 +191,7 @@ TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAg
   }
   const auto cancel = sendEvent();
   background->run();
-  http->answer(200, ackBody);
+  http->respond(200, ackBody);
   cancel();
   cancel();
   background->run();
@@ -193,7 +199,7 @@ TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAg
 }
 
 TEST_F(CorvaneAPI, WhenTheProcessExitsTheLastOutcomeIsFinal) {
-  http->answer(503, "busy");
+  http->respond(503, "busy");
   sendEvent();
   background->run();
   background->exit();

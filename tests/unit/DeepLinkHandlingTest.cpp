@@ -19,7 +19,7 @@ struct DeepLinkHandling : FlowFixture {
 
 TEST_F(DeepLinkHandling, RecordsAnOpenAndDeliversTheLinkOfTheResponse) {
   const auto flow = makeFlow();
-  http->answer(200, R"({"attributed":true,"deepLink":{"slug":"s","deepLinkPath":"/p","campaign":"c"}})");
+  http->respond(200, R"({"attributed":true,"deepLink":{"slug":"s","deepLinkPath":"/p","campaign":"c"}})");
   CapturedOutput output;
   const auto task = flow->handleDeepLinkAsync(linkText);
   run();
@@ -34,7 +34,7 @@ TEST_F(DeepLinkHandling, RecordsAnOpenAndDeliversTheLinkOfTheResponse) {
                                    "[Corvane] [DEBUG] Deep link resolved → path: /p"}));
 
   // The same link again is another open.
-  http->answer(200, R"({"attributed":true})");
+  http->respond(200, R"({"attributed":true})");
   EXPECT_TRUE(flow->handleDeepLink(linkText));
   run();
   EXPECT_NE(sentKeys()[0], sentKeys()[1]);
@@ -44,8 +44,8 @@ TEST_F(DeepLinkHandling, RecordsAnOpenAndDeliversTheLinkOfTheResponse) {
 
 TEST_F(DeepLinkHandling, WithoutConsentALinkIsResolvedAndNotRecorded) {
   const auto flow = makeFlow(true);
-  http->answer(200, R"({"deepLinkPath":"/p"})");
-  http->answer(404, "");
+  http->respond(200, R"({"deepLinkPath":"/p"})");
+  http->respond(404, "");
   CapturedOutput output;
   EXPECT_TRUE(flow->handleDeepLink(linkText));
   run();
@@ -69,7 +69,7 @@ TEST_F(DeepLinkHandling, WithoutConsentALinkIsResolvedAndNotRecorded) {
 
 TEST_F(DeepLinkHandling, WhenTheBackendFailsTheErrorAndThenALinkFromTheURLAreDelivered) {
   const auto flow = makeFlow();
-  http->answer(CorvaneError::transport("down"));
+  http->respond(CorvaneError::transport("down"));
   CapturedOutput output;
   const auto task = flow->handleDeepLinkAsync(linkText);
   run();
@@ -113,7 +113,7 @@ TEST_F(DeepLinkHandling, AfterTheClientIsDestroyedOnlyAnAwaitedLinkIsHandled) {
   flow.reset();
   run();
   EXPECT_TRUE(http->sent.empty());
-  http->answer(500, "");
+  http->respond(500, "");
   const auto task = makeFlow()->handleDeepLinkAsync(linkText);
   run();
   EXPECT_EQ(task.get().path(), "/sale");

@@ -39,9 +39,9 @@ struct EventQueue : FlowFixture {
 
 TEST_F(EventQueue, ResendsInOrderAndKeepsWhatStillFails) {
   flags->setData(storedQueue, queueKey);
-  http->answer(200, "");
-  http->answer(500, "");
-  http->answer(200, R"({"attributed":true})");
+  http->respond(200, "");
+  http->respond(500, "");
+  http->respond(200, R"({"attributed":true})");
   CapturedOutput output;
   queue->flush(api);
   background->run();
@@ -57,7 +57,8 @@ TEST_F(EventQueue, SendsNothingWhenItIsEmptyClearedOrUnreadable) {
   flags->setData(storedQueue, queueKey);
   queue->clear();
   EXPECT_EQ(flags->dataForKey(queueKey), std::nullopt);
-  for (const char* unreadable : {"{}", "[1]", R"([{"id":"A"}])", "[", "\xFF"}) {
+  for (const char* unreadable :
+       {"{}", "[1]", R"([{"id":"A"},{"id":"B","request":{"identifier":"app","name":"n"}}])", "[", "\xFF"}) {
     flags->setData(unreadable, queueKey);
     queue->flush(api);
     EXPECT_EQ(flags->dataForKey(queueKey), unreadable);
@@ -89,7 +90,7 @@ TEST_F(EventQueue, AFlushSkipsWhatAnotherIsSendingAndALaterOneSendsItAgain) {
   queue->flush(api);
   background->run();
   EXPECT_EQ(sentKeys(), (Lines{"A", "D"}));
-  for (int i = 0; i < 4; ++i) http->answer(500, "");
+  for (int i = 0; i < 4; ++i) http->respond(500, "");
   background->run();
   EXPECT_EQ(http->sent.size(), 4U);
   queue->flush(api);
@@ -100,11 +101,11 @@ TEST_F(EventQueue, AFlushSkipsWhatAnotherIsSendingAndALaterOneSendsItAgain) {
 TEST_F(EventQueue, AFlushRetriesWhatHadFailedBeforeAnotherFlushWasRequested) {
   flags->setData(storedQueue, queueKey);
   queue->flush(api);
-  http->answer(500, "");
+  http->respond(500, "");
   background->run();
   EXPECT_EQ(sentKeys(), (Lines{"A", "B"}));
   queue->flush(api);
-  for (int i = 0; i < 3; ++i) http->answer(200, "");
+  for (int i = 0; i < 3; ++i) http->respond(200, "");
   background->run();
   EXPECT_EQ(sentKeys(), (Lines{"A", "B", "C", "A"}));
   EXPECT_EQ(storedIds(), Lines());
@@ -115,6 +116,7 @@ TEST(EventStoreChanges, GiveTheSameQueueWhenTheyAreAppliedTwice) {
   const StoredEvents before{{"A", "a"}, {"B", "b"}};
   changes.add({"C", "c"});
   changes.add({"D", "d"});
+  changes.add({"too large", std::string(101, 'e')});
   changes.remove("B");
   const StoredEvents once = changes.appliedTo(before);
   EXPECT_EQ(once, (StoredEvents{{"A", "a"}, {"C", "c"}, {"D", "d"}}));
@@ -131,7 +133,7 @@ TEST_F(EventQueue, ADenialDuringAFlushEmptiesItForGood) {
   queue->flush(api);
   background->run();
   queue->clear();
-  for (int i = 0; i < 3; ++i) http->answer(i == 1 ? 500 : 200, "");
+  for (int i = 0; i < 3; ++i) http->respond(i == 1 ? 500 : 200, "");
   background->run();
   EXPECT_EQ(sentKeys(), (Lines{"A", "B", "C"}));
   EXPECT_EQ(flags->dataForKey(queueKey), std::nullopt);
@@ -144,6 +146,20 @@ TEST_F(EventQueue, StoresAnEventWhenTheBackgroundTakesNoMoreWork) {
     co_await queue->enqueue(std::move(entry), *background);
   });
   background->run();
+  EXPECT_EQ(storedIds(), Lines{"A"});
+}
+
+TEST_F(EventQueue, WritesWhatWaitsWhenItsStoreIsDestroyed) {
+  flags->held = true;
+  enqueue("A");
+  EXPECT_EQ(storedIds(), Lines());
+  http->respond(500, "");
+  queue->flush(api);
+  background->run();
+  EXPECT_EQ(sentKeys(), Lines{"A"}) << "what waits in memory is part of the queue";
+  flags->held = false;
+  queue.reset();
+  storage.reset();
   EXPECT_EQ(storedIds(), Lines{"A"});
 }
 

@@ -25,8 +25,8 @@ struct EventTracking : FlowFixture {
 
 TEST_F(EventTracking, SendsEachEventUnderItsOwnKeyWithAnUpperCaseCurrency) {
   const auto flow = makeFlow();
-  http->answer(200, R"({"id":7,"attributed":true})");
-  http->answer(200, "");
+  http->respond(200, R"({"id":7,"attributed":true})");
+  http->respond(200, "");
   const auto task = flow->trackEventAsync({"buy", 9.99, "straße i"});
   const auto bare = flow->trackEventAsync({"signup", {}, {}});
   run();
@@ -40,7 +40,7 @@ TEST_F(EventTracking, SendsEachEventUnderItsOwnKeyWithAnUpperCaseCurrency) {
 
 TEST_F(EventTracking, AFailedEventIsResentUnderItsKeyAfterTheNextSuccess) {
   const auto flow = makeFlow();
-  http->answer(503, "x");
+  http->respond(503, "x");
   CapturedOutput output;
   const auto failed = flow->trackEventAsync({"a\nb", 1.5, "eur"});
   run();
@@ -51,8 +51,8 @@ TEST_F(EventTracking, AFailedEventIsResentUnderItsKeyAfterTheNextSuccess) {
   EXPECT_EQ(stored()[0].id, sentKeys()[0]);
   EXPECT_EQ(encode(stored()[0].request), http->sent[0].body);
 
-  http->answer(200, "");
-  http->answer(200, "");
+  http->respond(200, "");
+  http->respond(200, "");
   flow->trackEvent({"next", {}, {}});
   run();
   EXPECT_EQ(sentKeys()[2], sentKeys()[0]);
@@ -80,14 +80,14 @@ TEST_F(EventTracking, AnEventInFlightAtADenialIsStillQueuedWhenItFails) {
   ASSERT_TRUE(http->isWaiting());
   setConsent(false);
   queue->clear();
-  http->answer(CorvaneError::transport("down"));
+  http->respond(CorvaneError::transport("down"));
   run();
   EXPECT_EQ(stored().size(), 1U);
 }
 
 TEST_F(EventTracking, AnEventWithoutAJSONFormFailsAndDropsNoOtherEntry) {
   const auto flow = makeFlow();
-  for (int i = 0; i < 2; ++i) http->answer(CorvaneError::transport("down"));
+  for (int i = 0; i < 2; ++i) http->respond(CorvaneError::transport("down"));
   flow->trackEvent({"one", {}, {}});
   flow->trackEvent({"odd", std::numeric_limits<double>::infinity(), {}});
   flow->trackEvent({"\xFF", {}, {}});
@@ -104,7 +104,7 @@ TEST_F(EventTracking, AnEventWithoutAJSONFormFailsAndDropsNoOtherEntry) {
 TEST_F(EventTracking, EventsThatAreCancelledOrEndedByTheExitAreQueued) {
   api.retryPolicy = CorvaneRetryPolicy(5, 1, 60);
   const auto flow = makeFlow();
-  for (int i = 0; i < 3; ++i) http->answer(503, "");
+  for (int i = 0; i < 3; ++i) http->respond(503, "");
   const auto cancelled = flow->trackEventAsync({"cancelled", {}, {}});
   const auto cutOff = flow->trackEventAsync({"cut off", {}, {}});
   flow->trackEvent({"also", {}, {}});
@@ -138,7 +138,7 @@ TEST_F(EventTracking, AFailedEventIsStoredBeforeItsErrorIsDelivered) {
   auto flow = makeFlow();
   flow->trackEventAsync({.name = "purchase", .value = std::nullopt, .currency = std::nullopt});
   flow.reset();
-  http->answer(500, "");
+  http->respond(500, "");
   run();
   EXPECT_TRUE(witness->storedThen);
   EXPECT_EQ(stored().size(), 1U) << "an awaitable event needs no client";

@@ -62,7 +62,7 @@ struct InstallTracking : FlowFixture {
 
 TEST_F(InstallTracking, SendsOnceAndLaterLaunchesDeliverTheStoredResult) {
   pasteboard->text = pasteboardText;
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   CapturedOutput output;
   const Task task = flow->trackInstallAsync(false);
   run();
@@ -116,7 +116,7 @@ TEST_F(InstallTracking, CountsAndRoutesByConsentAndLink) {
     launch();
     setConsent(row.consent);
     CapturedOutput output;
-    http->answer(
+    http->respond(
         200, R"({"id":7,"attributed":true,"deepLink":{"deepLinkPath":")" + std::string(row.path) + "\"}}");
     const Task task = flow->trackInstallAsync(true);
     run();
@@ -135,7 +135,7 @@ TEST_F(InstallTracking, CountsAndRoutesByConsentAndLink) {
 TEST_F(InstallTracking, WithoutConsentAndWithTheLinkRoutedOnlyAForcedCallSends) {
   requireConsent = true;
   launch();
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   track();
   const auto known = core->lastAttribution();
   CapturedOutput output;
@@ -145,11 +145,11 @@ TEST_F(InstallTracking, WithoutConsentAndWithTheLinkRoutedOnlyAForcedCallSends) 
   EXPECT_EQ(skipped.get(), known);
   EXPECT_EQ(output.lines(),
             Lines{"[Corvane] [INFO] Deferred link already routed — holding for consent before counting"});
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   track(true);
   EXPECT_EQ(http->sent.size(), 2U);
   setConsent(true);
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   track();
   EXPECT_TRUE(flag(keys::installTracked));
   EXPECT_EQ(takeDelivered(), (Lines{"organic", "/summer", "attributed"}));
@@ -162,7 +162,7 @@ TEST_F(InstallTracking, ReadsConsentOnceARun) {
   flow->trackInstall(false);
   background->run();
   setConsent(false);
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   run();
   EXPECT_TRUE(flag(keys::installTracked));
   EXPECT_EQ(takeDelivered(), attributedAndLink);
@@ -176,7 +176,7 @@ TEST_F(InstallTracking, ConcurrentCallersShareOneRunAndNoneOfThemStopsIt) {
   second.cancel();
   const Task third = flow->trackInstallAsync(false);
   background->run();
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   run();
   EXPECT_EQ(http->sent.size(), 1U);
   EXPECT_NE(http->sent[0].body->find(clickToken), std::string::npos);
@@ -190,13 +190,13 @@ TEST_F(InstallTracking, AFailureReachesEveryCallerChangesNothingAndTheNextCallSe
   const Task awaited = flow->trackInstallAsync(false);
   flow->trackInstall(false);
   background->run();
-  http->answer(500, "oops\n");
+  http->respond(500, "oops\n");
   run();
   EXPECT_THROW(awaited.get(), CorvaneError);
   EXPECT_EQ(takeDelivered(), Lines{"Server returned status 500: oops\n"});
   EXPECT_FALSE(flag(keys::installTracked));
   EXPECT_EQ(core->lastAttribution(), std::nullopt);
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   track();
   EXPECT_TRUE(flag(keys::installTracked));
   EXPECT_EQ(output.lines().at(1),
@@ -222,7 +222,7 @@ TEST_F(InstallTracking, TakesAClickTokenByItsSourceOnlyAndEmptiesThePasteboardOn
   for (const auto& row : table) {
     pasteboard->text = row.pasteboard;
     launch(row.source);
-    http->answer(200, R"({"attributed":false})");
+    http->respond(200, R"({"attributed":false})");
     row.handedIn ? flow->trackInstall(*row.handedIn, true) : flow->trackInstall(true);
     run();
     SCOPED_TRACE(&row - table);
@@ -237,11 +237,11 @@ TEST_F(InstallTracking, TakesAClickTokenByItsSourceOnlyAndEmptiesThePasteboardOn
 }
 
 TEST_F(InstallTracking, AForcedCallSendsAgainUnderTheSameKeyAndDoesNotDeliverAnEqualResultTwice) {
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   track();
   EXPECT_EQ(takeDelivered(), attributedAndLink);
   pasteboard->text = pasteboardText;
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   track(true);
   EXPECT_EQ(http->sent.size(), 2U);
   EXPECT_EQ(http->sent[0].headers, http->sent[1].headers);
@@ -251,14 +251,14 @@ TEST_F(InstallTracking, AForcedCallSendsAgainUnderTheSameKeyAndDoesNotDeliverAnE
 
 TEST_F(InstallTracking, ACountedInstallResendsQueuedEvents) {
   flags->setData(R"([{"id":"A","request":{"identifier":"app","name":"one"}}])", "event_queue");
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   track();
   EXPECT_EQ(sentKeys(), (Lines{"install:D", "A"}));
 }
 
 TEST_F(InstallTracking, ALinkThatTheMainExecutorRefusesIsParkedForTheNextLinkCallback) {
   main->dropping = true;
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   const Task task = flow->trackInstallAsync(false);
   background->run();
   EXPECT_EQ(task.get().id(), 7);
@@ -270,7 +270,7 @@ TEST_F(InstallTracking, ALinkThatTheMainExecutorRefusesIsParkedForTheNextLinkCal
 
 TEST_F(InstallTracking, ACallbackThatThrowsDoesNotKeepTheRunFromCompleting) {
   core->onAttribution([](const CorvaneAttribution&) { throw std::runtime_error("host"); });
-  http->answer(200, routableBody);
+  http->respond(200, routableBody);
   const Task task = flow->trackInstallAsync(true);
   background->run();
   EXPECT_THROW(main->run(), std::runtime_error);

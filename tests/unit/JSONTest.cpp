@@ -91,6 +91,11 @@ TEST(Answers, RejectWhatIsNotTheJSONOfAResponse) {
         std::string("{\"a\xFF\":1,\"attributed\":true}"), std::string("null"), std::string("\0", 1),
         std::string("{\"attributed\":true}x"), std::string("{\"attributed\":true}\0x", 21)})
     EXPECT_THROW(decodeEventResult(body), DecodingFailure);
+  const auto nested = [](std::size_t depth) {
+    return R"({"attributed":true,"more":)" + std::string(depth, '[') + std::string(depth, ']') + "}";
+  };
+  EXPECT_TRUE(decodeEventResult(nested(60)).attributed);
+  EXPECT_THROW(decodeEventResult(nested(70)), DecodingFailure);
   EXPECT_TRUE(decodeEventResult(R"({"attributed":false,"attributed":true})").attributed);
 }
 
