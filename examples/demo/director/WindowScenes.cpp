@@ -1,3 +1,4 @@
+#include <chrono>
 #include <stdexcept>
 
 #include "Scenes.h"

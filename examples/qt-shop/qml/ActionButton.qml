@@ -11,6 +11,9 @@ Button {
     horizontalPadding: 16
     font.weight: Font.DemiBold
 
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) control.clicked() }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) control.clicked() }
+
     contentItem: Text {
         text: control.text
         font: control.font

@@ -60,6 +60,8 @@ Page {
 
             onClicked: page.StackView.view.push("ProductPage.qml", { product: modelData })
             onActiveFocusChanged: if (activeFocus) grid.currentIndex = index
+            Keys.onReturnPressed: clicked()
+            Keys.onEnterPressed: clicked()
 
             contentItem: ColumnLayout {
                 spacing: 2

@@ -49,14 +49,6 @@ ApplicationWindow {
         onActivated: stack.pop()
     }
 
-    // Enter presses a button, as Space does.
-    Shortcut {
-        sequences: ["Return", "Enter"]
-        autoRepeat: false
-        enabled: window.activeFocusItem?.clicked !== undefined
-        onActivated: window.activeFocusItem.clicked()
-    }
-
     Connections {
         target: Shop
 
