@@ -1,5 +1,6 @@
 #include "facade/StandardStores.h"
 
+#include <chrono>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -15,6 +16,10 @@
 
 namespace corvane {
 namespace {
+
+/// How long the last writes of the process may wait for other processes, all of them together. A program that
+/// ends has no later write that could take the values along.
+constexpr auto longestWaitAtExit = std::chrono::seconds(2);
 
 StandardStores openStores(const std::filesystem::path& file) {
   const auto defaults = platform::UserDefaults::open(file);
@@ -62,10 +67,12 @@ class OpenStores {
       const std::lock_guard lock(mutex_);
       known = known_;
     }
+    const auto deadline = std::chrono::steady_clock::now() + longestWaitAtExit;
     for (const Known& stores : known) {
       const auto maintenance = stores.maintenance.lock();
       if (!maintenance) continue;
-      maintenance->waitForHolderAgain();
+      maintenance->waitForHoldersUntil(deadline);
+      // Takes along the other values that are kept in memory, if there are events to write.
       if (const auto events = stores.events.lock()) events->writePending();
       maintenance->synchronize();
     }

@@ -1,28 +1,33 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 
 namespace corvane {
 
-/// What a store offers to those who open and close it, beside reading and writing. Usable from any thread;
-/// no operation throws.
+/// The operations of a store for the code that opens it and ends its use, besides reading and writing. Usable
+/// from any thread; no operation throws.
 class StoreMaintenance {
  public:
-  /// Called once with the first problem of the store, for a person to read.
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  /// Called once with the first problem of the store, as text for a person.
   using ProblemReporter = std::function<void(const std::string&)>;
 
   virtual ~StoreMaintenance() = default;
 
-  /// Sets who is told, in place of an earlier reporter. One problem is reported in the life of the store: a
-  /// reporter that comes after it, but before it was reported, is called at once. Called on the thread that
-  /// met the problem, under no lock; what it throws is dropped.
+  /// Sets the reporter, in place of an earlier one. One problem is reported in the life of the store. If it
+  /// occurred before there was a reporter, this call reports it. Called on the thread that met the problem,
+  /// under no lock; an exception that it throws is dropped.
   virtual void reportProblemsTo(ProblemReporter reporter) = 0;
 
-  /// The next access waits for a process that holds the store, even if an earlier one waited in vain.
-  virtual void waitForHolderAgain() = 0;
+  /// Until that time, accesses wait for another process that holds the store, where they would otherwise wait
+  /// for a shorter time or not at all. For the end of the process.
+  virtual void waitForHoldersUntil(TimePoint time) = 0;
 
-  /// Tries to write what waits in memory; true when nothing waits any more: every earlier write is synced.
+  /// Tries to write the values that are kept in memory; true when there are none: every earlier write is
+  /// synced then. Waits for another process even if an earlier access waited in vain.
   virtual bool synchronize() = 0;
 };
 

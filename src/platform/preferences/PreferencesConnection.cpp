@@ -1,8 +1,10 @@
 #include "platform/preferences/PreferencesConnection.h"
 
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string>
 #include <thread>
 
@@ -18,6 +20,10 @@ constexpr int ourApplicationId = 0x4352564E;  // "CRVN"
 constexpr int ourFormat = 1;
 constexpr const char* ourTable =
     "CREATE TABLE preferences (key TEXT PRIMARY KEY NOT NULL, value) WITHOUT ROWID";
+
+std::atomic<int> openConnections = 0;
+/// The process that opened them.
+std::atomic<pid_t> openedBy = 0;
 
 Kind kindOf(int code) {
   switch (code & 0xFF) {
@@ -38,7 +44,7 @@ void check(int code) {
   throw PreferencesFailure(kindOf(code), sqlite3_errstr(code));
 }
 
-/// An idle statement holds no lock and no snapshot, whichever way its use ended.
+/// Resets the statement in any case: one that is not reset keeps its lock and its snapshot.
 class StatementUse {
  public:
   explicit StatementUse(sqlite3_stmt* statement) : statement_(statement) {}
@@ -102,16 +108,25 @@ std::optional<PreferenceValue> columnValue(sqlite3_stmt* statement) {
 
 }  // namespace
 
+PreferencesConnection::OpenCount::OpenCount() {
+  openedBy = ::getpid();
+  ++openConnections;
+}
+
+PreferencesConnection::OpenCount::~OpenCount() {
+  --openConnections;
+}
+
 PreferencesConnection::PreferencesConnection(const std::filesystem::path& file, PreferencesAccess access,
                                              TimePoint waitUntil)
-    : access_(access), waitUntil_(waitUntil), process_(::getpid()) {
+    : access_(access), waitUntil_(waitUntil) {
   openHandle(file);
   try {
-    if (access_ != PreferencesAccess::frozen && isEmpty()) setUp();
+    if (access_ != PreferencesAccess::immutable && isEmpty()) setUp();
     requireOurs();
     prepareStatements();
   } catch (const PreferencesFailure&) {
-    // A file that is not ours, or about to be set aside, is not touched by the closing either.
+    // A file that is not ours, or that will be set aside, must not be written by closing it.
     keepLogOnClose();
     throw;
   }
@@ -121,7 +136,7 @@ std::optional<PreferenceValue> PreferencesConnection::read(std::string_view key)
   const StatementUse use(select_.get());
   bindText(select_.get(), 1, key);
   const int code = sqlite3_step(select_.get());
-  // A value that nobody here has written: it reads as absent, and may be replaced.
+  // This library writes no such value: it reads as absent, and may be replaced.
   if (code == SQLITE_TOOBIG) return std::nullopt;
   check(code);
   return code == SQLITE_ROW ? columnValue(select_.get()) : std::nullopt;
@@ -133,8 +148,10 @@ void PreferencesConnection::write(const PreferenceChanges& changes) const {
   run(commit_);
 }
 
-void PreferencesConnection::update(std::string_view key, const PreferencesDatabase::Change& change) const {
+void PreferencesConnection::update(const PreferenceChanges& changes, std::string_view key,
+                                   const PreferencesDatabase::Change& change) const {
   run(begin_);
+  for (const auto& other : changes) writeChange(other);
   const std::optional<PreferenceValue> before = read(key);
   std::optional<PreferenceValue> after = change(before);
   if (after != before) writeChange({std::string(key), std::move(after)});
@@ -147,15 +164,15 @@ bool PreferencesConnection::fileWasReplaced() const {
   return moved != 0;
 }
 
-bool PreferencesConnection::isInherited() const {
-  return process_ != ::getpid();
+bool PreferencesConnection::wereInherited() {
+  return openConnections > 0 && openedBy != ::getpid();
 }
 
 void PreferencesConnection::keepLogOnClose() const {
   sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
-/// SQLite's own waiting knows only a time-out per lock; one access takes several, all before one deadline.
+/// SQLite's own time-out is per lock. One access takes several locks, and all of them share one deadline.
 int PreferencesConnection::waitForHolder(void* self, int) {
   const auto left = static_cast<PreferencesConnection*>(self)->waitUntil_ - std::chrono::steady_clock::now();
   if (left <= left.zero()) return 0;
@@ -164,18 +181,18 @@ int PreferencesConnection::waitForHolder(void* self, int) {
 }
 
 void PreferencesConnection::openHandle(const std::filesystem::path& file) {
-  const bool frozen = access_ == PreferencesAccess::frozen;
-  const std::string name = frozen ? immutableURI(file) : file.native();
-  const int flags = frozen ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
+  const bool immutable = access_ == PreferencesAccess::immutable;
+  const std::string name = immutable ? immutableURI(file) : file.native();
+  const int flags = immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(name.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(opened);
   check(code);
-  // What a forged file may cost: no value above the limit, and none of the host's functions is called.
+  // Against a forged file: no value above the limit is read, and its schema calls no function.
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, static_cast<int>(PreferencesDatabase::maximumSize + 4096));
   sqlite3_busy_handler(opened, &PreferencesConnection::waitForHolder, this);
   execute("PRAGMA trusted_schema = OFF");
-  if (access_ == PreferencesAccess::alone) execute("PRAGMA locking_mode = EXCLUSIVE");
+  if (access_ == PreferencesAccess::exclusive) execute("PRAGMA locking_mode = EXCLUSIVE");
 }
 
 bool PreferencesConnection::isEmpty() const {
@@ -183,11 +200,10 @@ bool PreferencesConnection::isEmpty() const {
          number("SELECT count(*) FROM sqlite_schema") == 0;
 }
 
-/// Another program may do the same at the same time: the second finds nothing left to do, inside its
-/// transaction.
+/// Another program may set up the same file at the same time. So the transaction checks again.
 void PreferencesConnection::setUp() const {
-  // Outside the transaction, as SQLite wants it. It fails while somebody else has the empty file open, which
-  // is no harm: the next connection makes up for it.
+  // SQLite requires it outside a transaction. It may fail while another program has the empty file open: then
+  // a later connection does it.
   sqlite3_exec(handle_.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
   execute("BEGIN IMMEDIATE");
   if (isEmpty()) {
@@ -206,8 +222,8 @@ void PreferencesConnection::requireOurs() const {
     throw PreferencesFailure(Kind::foreign,
                              "its format " + std::to_string(format) + " is that of a later version");
   }
-  // Foreign tables do no harm. A trigger or a view would run whatever it says, and an index of ours refuse
-  // values.
+  // Other tables are ignored. A trigger or a view would run code of the file, and an index on our table could
+  // reject values.
   const std::string sound =
       std::string("SELECT count(*) FILTER (WHERE type = 'table' AND sql = '") + ourTable +
       "') = 1 AND count(*) FILTER (WHERE type IN ('trigger', 'view') OR"
@@ -217,7 +233,7 @@ void PreferencesConnection::requireOurs() const {
 }
 
 void PreferencesConnection::prepareStatements() {
-  if (access_ != PreferencesAccess::frozen) {
+  if (access_ != PreferencesAccess::immutable) {
     sqlite3_exec(handle_.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
     execute("PRAGMA synchronous = FULL");
   }

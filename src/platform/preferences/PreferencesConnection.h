@@ -1,7 +1,6 @@
 #pragma once
 
 #include <sqlite3.h>
-#include <sys/types.h>
 
 #include <chrono>
 #include <filesystem>
@@ -15,45 +14,57 @@ namespace corvane::platform {
 
 /// How a connection shares the file.
 enum class PreferencesAccess {
-  shared,  ///< with other processes, through the memory that SQLite maps from the file beside it
-  alone,   ///< locked against them: needs no such memory, so that a full disk can still be read
-  frozen,  ///< as if nobody could ever write it: for a place where not even an empty log can be made
+  shared,     ///< with other processes, through the memory that SQLite maps from the file beside it
+  exclusive,  ///< other processes are locked out: needs no such memory, so that a full disk can still be read
+  immutable,  ///< as a file that no process can write: for a folder where not even an empty log can be made
 };
 
 /// An open connection to a file that was found to be ours (format: PreferencesDatabase.h), with its prepared
-/// statements. Every operation throws PreferencesFailure, after which the connection is to be dropped.
+/// statements. Every operation throws PreferencesFailure, after which the connection must be closed.
+///
+/// Not thread-safe, and not usable in a forked child (`wereInherited`).
 class PreferencesConnection {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
   /// Opens the file, which exists, and sets it up when it is empty.
   PreferencesConnection(const std::filesystem::path& file, PreferencesAccess access, TimePoint waitUntil);
-  /// The last connection of a file empties its log into it, unless told otherwise.
+  /// The last connection of a file writes its log back into it, unless `keepLogOnClose` was called.
   ~PreferencesConnection() = default;
   PreferencesConnection(const PreferencesConnection&) = delete;
   PreferencesConnection& operator=(const PreferencesConnection&) = delete;
 
   PreferencesAccess access() const { return access_; }
 
-  /// Until when to wait for another process that holds the file.
-  void waitForOthersUntil(TimePoint time) { waitUntil_ = time; }
+  /// Sets until when to wait for another process that holds the file.
+  void setWaitUntil(TimePoint time) { waitUntil_ = time; }
 
   std::optional<PreferenceValue> read(std::string_view key) const;
   /// One transaction.
   void write(const PreferenceChanges& changes) const;
-  /// One transaction around reading the value, `change` and writing what it returns.
-  void update(std::string_view key, const PreferencesDatabase::Change& change) const;
+  /// One transaction: the changes, then reading the value of `key`, `change`, and writing what it returns.
+  void update(const PreferenceChanges& changes, std::string_view key,
+              const PreferencesDatabase::Change& change) const;
 
   /// True when the path no longer leads to the file that is open.
   bool fileWasReplaced() const;
 
-  /// True in a process that was forked from the one that opened it. Such a connection may not even be closed.
-  bool isInherited() const;
+  /// True in a process that was forked while a connection was open. SQLite's record of what the process has
+  /// locked is inherited then, but the locks are not: no connection may be used, closed or opened there.
+  static bool wereInherited();
 
-  /// Closing takes microseconds then, and touches no file by its name.
+  /// Closing takes microseconds then, and opens no file by its name.
   void keepLogOnClose() const;
 
  private:
+  /// Counts the connections that are open, for `wereInherited`.
+  class OpenCount {
+   public:
+    OpenCount();
+    ~OpenCount();
+    OpenCount(const OpenCount&) = delete;
+    OpenCount& operator=(const OpenCount&) = delete;
+  };
   struct HandleCloser {
     void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
   };
@@ -78,10 +89,10 @@ class PreferencesConnection {
 
   PreferencesAccess access_;
   TimePoint waitUntil_;
-  pid_t process_;
+  // In the order of opening: the statements are finalized first.
+  OpenCount openCount_;
   std::unique_ptr<sqlite3, HandleCloser> handle_;
-  Statement begin_, commit_, select_, upsert_,
-      remove_;  // after the handle, so that they are closed before it
+  Statement begin_, commit_, select_, upsert_, remove_;
 };
 
 }  // namespace corvane::platform

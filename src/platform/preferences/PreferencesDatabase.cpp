@@ -12,72 +12,69 @@ using Kind = PreferencesFailure::Kind;
 
 PreferencesDatabase::PreferencesDatabase(std::filesystem::path file) : file_(std::move(file)) {}
 
+/// The last connection of a file writes the log back, unless it was inherited: then it is not even closed.
 PreferencesDatabase::~PreferencesDatabase() {
-  close();
+  if (PreferencesConnection::wereInherited()) static_cast<void>(connection_.release());
 }
 
 PreferencesDatabase::Result PreferencesDatabase::read(std::string_view key, TimePoint waitUntil,
                                                       std::optional<PreferenceValue>& value) {
-  return attempt(waitUntil, [&] { value = connection_->read(key); });
+  return attempt(Purpose::reading, waitUntil, [&] { value = connection_->read(key); });
 }
 
 PreferencesDatabase::Result PreferencesDatabase::write(const PreferenceChanges& changes,
                                                        TimePoint waitUntil) {
-  return attempt(waitUntil, [&] { connection_->write(changes); });
+  return attempt(Purpose::writing, waitUntil, [&] { connection_->write(changes); });
 }
 
-PreferencesDatabase::Result PreferencesDatabase::update(std::string_view key, TimePoint waitUntil,
+PreferencesDatabase::Result PreferencesDatabase::update(const PreferenceChanges& changes,
+                                                        std::string_view key, TimePoint waitUntil,
                                                         const Change& change) {
-  return attempt(waitUntil, [&] { connection_->update(key, change); });
-}
-
-void PreferencesDatabase::close() {
-  // Closing an inherited connection would act on the parent's behalf: it is left as it is.
-  if (connection_ && connection_->isInherited()) static_cast<void>(connection_.release());
-  connection_.reset();
-}
-
-void PreferencesDatabase::disconnect() {
-  if (!connection_ || connection_->isInherited()) return;
-  connection_->keepLogOnClose();
-  connection_.reset();
+  return attempt(Purpose::writing, waitUntil, [&] { connection_->update(changes, key, change); });
 }
 
 std::string PreferencesDatabase::takeProblem() {
   return std::exchange(problem_, {});
 }
 
-PreferencesDatabase::Result PreferencesDatabase::attempt(TimePoint waitUntil,
+PreferencesDatabase::Result PreferencesDatabase::attempt(Purpose purpose, TimePoint waitUntil,
                                                          const std::function<void()>& step) {
-  const auto report = [&](const std::string& reason) {
-    problem_ = "Preferences " + (file_.empty() ? "" : "file " + file_.string() + " ") + "cannot be used (" +
-               reason + "); values are kept in memory until it can";
-  };
+  // Unlocked after a failed transaction was rolled back.
+  std::optional<PreferencesFolderLock> folder;
   try {
-    if (connectionStillGood()) {
-      connection_->waitForOthersUntil(waitUntil);
-      try {
-        step();
-        return Result::done;
-      } catch (const PreferencesFailure& failure) {
-        // Damage is believed when a fresh connection sees it too; an I/O error may have been the only one.
-        if (failure.kind == Kind::busy) throw;
-      }
-    }
-    attemptOnFreshConnection(waitUntil, step);
+    if (file_.empty()) throw PreferencesFailure(Kind::unusable, "there is no home folder to keep them in");
+    if (PreferencesConnection::wereInherited())
+      throw PreferencesFailure(Kind::unusable, "the process was forked while it was open");
+    if (purpose == Purpose::writing) folder.emplace(file_, waitUntil);
+    if (attemptOnOpenConnection(waitUntil, step)) return Result::done;
+    disconnect();
+    if (!folder) folder.emplace(file_, waitUntil);
+    attemptOnNewConnection(*folder, waitUntil, step);
     return Result::done;
   } catch (const PreferencesFailure& failure) {
-    // Also ends a transaction that was begun.
     disconnect();
-    report(failure.what());
+    problem_ = "Preferences " + (file_.empty() ? "" : "file " + file_.string() + " ") + "cannot be used (" +
+               failure.what() + "); values are kept in memory until it can";
     return failure.kind == Kind::busy ? Result::busy : Result::failed;
   }
 }
 
-void PreferencesDatabase::attemptOnFreshConnection(TimePoint waitUntil, const std::function<void()>& step) {
-  disconnect();
-  if (file_.empty()) throw PreferencesFailure(Kind::unusable, "there is no home folder to keep them in");
-  const PreferencesFolderLock folder(file_, waitUntil);
+/// False when there is no connection, or when it failed: damage is believed when a new connection sees it
+/// too, and an I/O error may not come again.
+bool PreferencesDatabase::attemptOnOpenConnection(TimePoint waitUntil, const std::function<void()>& step) {
+  if (!connection_ || connection_->fileWasReplaced()) return false;
+  connection_->setWaitUntil(waitUntil);
+  try {
+    step();
+    return true;
+  } catch (const PreferencesFailure& failure) {
+    if (failure.kind == Kind::busy) throw;
+    return false;
+  }
+}
+
+void PreferencesDatabase::attemptOnNewConnection(const PreferencesFolderLock& folder, TimePoint waitUntil,
+                                                 const std::function<void()>& step) {
   try {
     connect(folder, waitUntil);
     step();
@@ -90,16 +87,8 @@ void PreferencesDatabase::attemptOnFreshConnection(TimePoint waitUntil, const st
     connect(folder, waitUntil);
     step();
   }
-  // The others keep everybody out, or see no change.
+  // The other kinds lock other processes out, or do not see their changes.
   if (connection_->access() != PreferencesAccess::shared) disconnect();
-}
-
-bool PreferencesDatabase::connectionStillGood() {
-  if (!connection_) return false;
-  if (connection_->isInherited()) {
-    throw PreferencesFailure(Kind::unusable, "the process was forked while it was open");
-  }
-  return !connection_->fileWasReplaced();
 }
 
 void PreferencesDatabase::connect(const PreferencesFolderLock& folder, TimePoint waitUntil) {
@@ -114,11 +103,18 @@ void PreferencesDatabase::connect(const PreferencesFolderLock& folder, TimePoint
     if (failure.kind != Kind::unusable) throw;
   }
   try {
-    return open(PreferencesAccess::alone);
+    return open(PreferencesAccess::exclusive);
   } catch (const PreferencesFailure& failure) {
     if (failure.kind != Kind::unusable || !folder.fileIsWhole()) throw;
   }
-  open(PreferencesAccess::frozen);
+  open(PreferencesAccess::immutable);
+}
+
+/// Rolls back a transaction, and leaves the log as it is: that takes microseconds.
+void PreferencesDatabase::disconnect() {
+  if (!connection_ || PreferencesConnection::wereInherited()) return;
+  connection_->keepLogOnClose();
+  connection_.reset();
 }
 
 }  // namespace corvane::platform

@@ -15,30 +15,32 @@ namespace corvane::platform {
 class PreferencesConnection;
 class PreferencesFolderLock;
 
-/// Access to a preferences file through one SQLite connection, whatever state the file is in.
+/// Access to a preferences file, in any state, through one SQLite connection.
 ///
 /// The file, format version 1:
 ///
 ///     PRAGMA application_id = 1129469518      -- "CRVN": the file is ours
-///     PRAGMA user_version = 1                 -- raised by a change that older versions cannot read
+///     PRAGMA user_version = 1                 -- incremented by a change that older versions cannot read
 ///     CREATE TABLE preferences (key TEXT PRIMARY KEY NOT NULL, value) WITHOUT ROWID
 ///
-/// in UTF-8 and write-ahead-log mode; a text is TEXT, bytes are BLOB, a Bool is INTEGER 0 or 1, anything else
-/// reads as absent. An unreadable file, or one with our mark but without our table, is set aside and a fresh
-/// one begun. A database of somebody else, and one of a later format, is left alone: it cannot be used.
+/// in UTF-8 and write-ahead-log mode; a text is TEXT, bytes are BLOB, a Bool is INTEGER 0 or 1, any other
+/// kind reads as absent. An unreadable file, or one with our application_id but without our table, is set
+/// aside and a new one is made. A database of another program, and one of a later format, cannot be used and
+/// is not changed.
 ///
-/// Connects at the first access and again whenever the file was replaced; any failure closes the connection,
-/// so that every access tries the file anew. Every commit is synced: docs/adr/0002-preferences-durability.md.
+/// Connects at the first access and again when the file was replaced. A failure closes the connection, so
+/// that the next access opens the file again. Every commit is synced, and all writers of the folder take
+/// turns (PreferencesFolderLock): docs/adr/0002-preferences-durability.md.
 ///
-/// Not thread-safe, and not to be carried over a fork: `disconnect` before one. In a process that was forked
-/// without it every access fails, as SQLite's record of what the process has locked is wrong in the child.
+/// Not thread-safe. In a process that was forked while any connection was open, every access fails and closes
+/// nothing (PreferencesConnection::wereInherited).
 class PreferencesDatabase {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
   enum class Result { done, busy, failed };
 
-  /// No value is larger: reading one never takes more memory, and `write` refuses it.
+  /// The most bytes of a value that is read. The caller of `write` passes no larger one.
   static constexpr std::size_t maximumSize = std::size_t{16} << 20;
 
   /// An empty path cannot be used: every access fails.
@@ -47,31 +49,31 @@ class PreferencesDatabase {
   PreferencesDatabase(const PreferencesDatabase&) = delete;
   PreferencesDatabase& operator=(const PreferencesDatabase&) = delete;
 
-  /// Reads the newest value that any process committed. Waits for another holder until the given time.
+  /// Reads the newest value that any process committed. Like every operation, it waits until the given time
+  /// for another process that holds the file.
   Result read(std::string_view key, TimePoint waitUntil, std::optional<PreferenceValue>& value);
 
   /// Commits all changes as one transaction, or none of them.
   Result write(const PreferenceChanges& changes, TimePoint waitUntil);
 
-  /// Replaces the value of `key` by what `change` makes of the newest one, as one transaction, or changes
-  /// nothing. `change` may be called again on a fresh connection, and must not throw.
+  /// Commits all changes, and then what `change` makes of the newest value of `key`, as one transaction, or
+  /// nothing. `change` may be called again on a new connection, and must not throw.
   using Change = std::function<std::optional<PreferenceValue>(const std::optional<PreferenceValue>&)>;
-  Result update(std::string_view key, TimePoint waitUntil, const Change& change);
+  Result update(const PreferenceChanges& changes, std::string_view key, TimePoint waitUntil,
+                const Change& change);
 
-  /// Closes the connection; the last one of the file empties its log into it. The destructor does so too.
-  void close();
-
-  /// Closes the connection and leaves the log as it is, which takes microseconds. The next access reconnects.
-  void disconnect();
-
-  /// What went wrong since the last call, for a person to read; empty when nothing did.
+  /// What failed since the last call, as text for a person; empty when nothing did.
   std::string takeProblem();
 
  private:
-  Result attempt(TimePoint waitUntil, const std::function<void()>& step);
-  void attemptOnFreshConnection(TimePoint waitUntil, const std::function<void()>& step);
-  bool connectionStillGood();
+  enum class Purpose { reading, writing };
+
+  Result attempt(Purpose purpose, TimePoint waitUntil, const std::function<void()>& step);
+  bool attemptOnOpenConnection(TimePoint waitUntil, const std::function<void()>& step);
+  void attemptOnNewConnection(const PreferencesFolderLock& folder, TimePoint waitUntil,
+                              const std::function<void()>& step);
   void connect(const PreferencesFolderLock& folder, TimePoint waitUntil);
+  void disconnect();
 
   std::filesystem::path file_;
   std::unique_ptr<PreferencesConnection> connection_;

@@ -1,7 +1,6 @@
 #include "platform/preferences/PreferencesFolderLock.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,7 +11,6 @@
 #include <ctime>
 #include <string>
 #include <system_error>
-#include <thread>
 
 #include "platform/preferences/PreferencesFailure.h"
 
@@ -47,6 +45,14 @@ void makeFolder(const std::filesystem::path& folder) {
   syncFolderAt(folder.parent_path());
 }
 
+int openFolderOf(const std::filesystem::path& file) {
+  if (file.native().size() >= PATH_MAX) fail("the path is too long", ENAMETOOLONG);
+  makeFolder(file.parent_path());
+  const int descriptor = ::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) fail("the folder cannot be opened", errno);
+  return descriptor;
+}
+
 std::string timeStamp() {
   const std::time_t now = std::time(nullptr);
   std::tm utc{};
@@ -58,31 +64,12 @@ std::string timeStamp() {
 }  // namespace
 
 PreferencesFolderLock::PreferencesFolderLock(const std::filesystem::path& file, TimePoint waitUntil)
-    : file_(file) {
-  if (file_.native().size() >= PATH_MAX) fail("the path is too long", ENAMETOOLONG);
-  makeFolder(file_.parent_path());
-  folder_ = ::open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder_ < 0) fail("the folder cannot be opened", errno);
-  while (::flock(folder_, LOCK_EX | LOCK_NB) != 0) {
-    const int error = errno;
-    if (error == EWOULDBLOCK && std::chrono::steady_clock::now() < waitUntil) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      continue;
-    }
-    ::close(folder_);
-    if (error != EWOULDBLOCK) fail("the folder cannot be locked", error);
-    throw PreferencesFailure(PreferencesFailure::Kind::busy, "another process holds the folder");
-  }
-}
-
-PreferencesFolderLock::~PreferencesFolderLock() {
-  ::close(folder_);
-}
+    : file_(file), folder_(openFolderOf(file), waitUntil) {}
 
 void PreferencesFolderLock::createFileIfMissing() const {
   if (isThere(file_)) return;
-  // SQLite would create it readable for everybody. No connection of this process can have it open yet, so
-  // closing the descriptor drops nobody's lock.
+  // SQLite would create it readable for every user. No connection of this process can have it open yet, so
+  // closing the descriptor drops no lock.
   const int descriptor = ::open(file_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (descriptor < 0 && errno != EEXIST) fail("the file cannot be made", errno);
   if (descriptor >= 0) ::close(descriptor);
@@ -137,7 +124,7 @@ std::filesystem::path PreferencesFolderLock::companion(const char* suffix) const
 }
 
 void PreferencesFolderLock::syncFolder() const {
-  ::fsync(folder_);
+  ::fsync(folder_.descriptor());
 }
 
 }  // namespace corvane::platform

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <chrono>
 #include <filesystem>
+
+#include "platform/preferences/AdvisoryLock.h"
 
 /// The preferences file as the file system sees it: its folder, its companions, its creation and its setting
 /// aside. What is inside is the subject of `PreferencesDatabase`.
@@ -10,32 +11,33 @@
 /// that SQLite holds on it in this process (POSIX record locks belong to the process, not to the descriptor).
 namespace corvane::platform {
 
-/// Held while a preferences file is created, opened or set aside, so that two processes, or two connections
-/// of one, never do these to the same file at once: a file that is set aside takes its log with it, never the
-/// log of a fresh file, and a process never sets aside the file that another has just begun.
+/// Held while a preferences file is created, opened, written or set aside, so that no two processes, and no
+/// two connections of one process, do these to the same file at once:
 ///
-/// It is an advisory lock on the folder itself: it leaves no file behind and ends with its holder.
+/// - Writers take turns in the order in which they came, which SQLite's own locks do not provide.
+/// - A file that is set aside takes its own log along, never the log of a new file, and no process sets aside
+///   the file that another has just made.
+///
+/// It is an advisory lock on the folder itself: it leaves no file behind and ends with its holder. Readers
+/// with an open connection do not take it.
 class PreferencesFolderLock {
  public:
-  using TimePoint = std::chrono::steady_clock::time_point;
+  using TimePoint = AdvisoryLock::TimePoint;
 
   /// Makes the folder (mode 0700, and missing ones above it) and locks it; waits for another holder until the
   /// given time. Throws PreferencesFailure.
   PreferencesFolderLock(const std::filesystem::path& file, TimePoint waitUntil);
-  ~PreferencesFolderLock();
-  PreferencesFolderLock(const PreferencesFolderLock&) = delete;
-  PreferencesFolderLock& operator=(const PreferencesFolderLock&) = delete;
 
   /// Creates the file, empty and with mode 0600, unless it exists. Throws PreferencesFailure.
   void createFileIfMissing() const;
 
   /// Throws PreferencesFailure unless the file and those that SQLite keeps beside it are regular files or
-  /// absent: opening a FIFO would wait for ever.
+  /// absent: opening a FIFO would wait without end.
   void requireRegularFiles() const;
 
   /// Renames the file and its companions to `<name>.corrupt-<UTC time>…`, never over anything that exists,
-  /// and returns the new name. Throws PreferencesFailure. The file itself goes last: whoever dies in between
-  /// leaves no log or journal that SQLite would apply to a fresh file.
+  /// and returns the new name. Throws PreferencesFailure. The file itself goes last, so that a process which
+  /// dies in between leaves no log or journal that SQLite would apply to a new file.
   std::filesystem::path setFileAside() const;
 
   /// True when the file has content and neither a log nor a journal adds to it.
@@ -46,7 +48,7 @@ class PreferencesFolderLock {
   void syncFolder() const;
 
   std::filesystem::path file_;
-  int folder_ = -1;
+  AdvisoryLock folder_;
 };
 
 }  // namespace corvane::platform

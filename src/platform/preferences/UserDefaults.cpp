@@ -1,26 +1,24 @@
 #include "platform/preferences/UserDefaults.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <climits>
+#include <map>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 namespace corvane::platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The part of the 250 ms that a call may take which is spent waiting; the rest is for the work itself.
-constexpr auto patience = std::chrono::milliseconds(200);
+/// A call may take 250 ms. This part of it may be spent waiting for another process.
+constexpr auto longestWait = std::chrono::milliseconds(200);
 
-/// How long a holder who outlasted one wait is not waited for again.
-constexpr auto impatience = std::chrono::seconds(1);
+/// How long after a wait that timed out the calls do not wait.
+constexpr auto timeWithoutWaits = std::chrono::seconds(1);
 
-/// One name for one file, however it is spelled and whether it exists yet.
-std::filesystem::path oneNameOf(const std::filesystem::path& file) {
+/// The same name for every spelling of a path, whether the file exists or not.
+std::filesystem::path canonicalNameOf(const std::filesystem::path& file) {
   if (file.empty() || file.native().size() >= PATH_MAX) return file;
   std::error_code error;
   std::filesystem::path absolute = std::filesystem::absolute(file, error);
@@ -35,81 +33,37 @@ std::size_t sizeOf(const PreferenceValue& value) {
   return 0;
 }
 
-bool fits(const PreferenceChanges::value_type& change) {
-  return !change.second || sizeOf(*change.second) <= PreferencesDatabase::maximumSize;
+/// Every object that is alive, by its file.
+struct Registry {
+  std::mutex mutex;
+  std::map<std::filesystem::path, std::weak_ptr<UserDefaults>> objects;
+};
+
+/// Never destroyed, because threads may still use it when the process exits.
+Registry& registry() {
+  static Registry* const made = new Registry;
+  return *made;
 }
 
 }  // namespace
 
-/// Every object that is alive. Never destroyed, so that it serves a process that exits with threads at work.
-///
-/// Locks: the registry's before an object's, and of those `updateMutex_` before `mutex_`. A fork takes all of
-/// them, so that no access, opening or destruction is under way in it, and no connection of ours is open
-/// across it: SQLite's own record of what this process has locked would be inherited without the locks.
-struct UserDefaults::Registry {
-  struct Entry {
-    std::filesystem::path file;
-    UserDefaults* object;
-    std::weak_ptr<UserDefaults> handle;
-  };
-
-  std::mutex mutex;
-  std::vector<Entry> entries;
-
-  static Registry& shared() {
-    static Registry* const registry = [] {
-      auto* const created = new Registry;
-      ::pthread_atfork([] { shared().beforeFork(); }, [] { shared().afterFork(); },
-                       [] { shared().afterFork(); });
-      return created;
-    }();
-    return *registry;
-  }
-
-  void beforeFork() {
-    mutex.lock();
-    for (const Entry& entry : entries) {
-      entry.object->updateMutex_.lock();
-      entry.object->mutex_.lock();
-      entry.object->database_.disconnect();
-      entry.object->updates_.disconnect();
-    }
-  }
-
-  void afterFork() {
-    for (const Entry& entry : entries) {
-      entry.object->mutex_.unlock();
-      entry.object->updateMutex_.unlock();
-    }
-    mutex.unlock();
-  }
-};
-
 std::shared_ptr<UserDefaults> UserDefaults::open(const std::filesystem::path& file) {
-  const std::filesystem::path path = oneNameOf(file);
-  Registry& registry = Registry::shared();
-  const std::lock_guard lock(registry.mutex);
-  for (const Registry::Entry& entry : registry.entries) {
-    if (entry.file != path) continue;
-    if (std::shared_ptr<UserDefaults> alive = entry.handle.lock()) return alive;
-  }
+  const std::filesystem::path path = canonicalNameOf(file);
+  const std::lock_guard lock(registry().mutex);
+  auto& objects = registry().objects;
+  std::erase_if(objects, [](const auto& entry) { return entry.second.expired(); });
+  if (auto alive = objects[path].lock()) return alive;
   std::shared_ptr<UserDefaults> created(new UserDefaults(path));
-  registry.entries.push_back({path, created.get(), created});
+  objects[path] = created;
   return created;
 }
 
 UserDefaults::UserDefaults(const std::filesystem::path& file) : database_(file), updates_(file) {}
 
+/// Locks nothing: the object has no other user, and in a forked child a lock may be held by a thread that is
+/// not there.
 UserDefaults::~UserDefaults() {
-  {
-    const std::lock_guard lock(mutex_);
-    writePending(Clock::now() + patience);
-  }
-  Registry& registry = Registry::shared();
-  const std::lock_guard lock(registry.mutex);
-  std::erase_if(registry.entries, [this](const Registry::Entry& entry) { return entry.object == this; });
-  updates_.close();
-  database_.close();
+  writePending(waitUntil(Clock::now()));
 }
 
 std::optional<std::string> UserDefaults::stringForKey(std::string_view key) const {
@@ -150,62 +104,61 @@ bool UserDefaults::updateData(std::string_view key, const DataChange& change) {
   const auto entered = Clock::now();
   std::unique_lock updating(updateMutex_);
   std::unique_lock lock(mutex_);
-  // An older value that waits for the file goes first.
-  const bool upToDate = pending_.find(key) == pending_.end() || writePending(waitUntil(entered));
-  if (!upToDate) {
-    updating.unlock();
-    unlockAndTell(std::move(lock));
-    return false;
-  }
+  // Values that wait in memory may change as soon as the mutex is free, so they are written under it.
+  const bool underMutex = !pending_.empty();
+  PreferencesDatabase& database = underMutex ? database_ : updates_;
+  const PreferenceChanges none;
   const TimePoint until = waitUntil(entered);
-  lock.unlock();
+  if (!underMutex) lock.unlock();
 
   std::optional<std::string> bytes;
-  const PreferencesDatabase::Result result = updates_.update(key, until, [&](const auto& value) {
+  const auto result = database.update(underMutex ? pending_ : none, key, until, [&](const auto& value) {
     const auto* stored = value ? std::get_if<PreferenceBytes>(&*value) : nullptr;
     bytes = change(stored ? std::optional(stored->bytes) : std::nullopt);
     return bytes ? std::optional<PreferenceValue>(PreferenceBytes{*bytes}) : std::nullopt;
   });
 
-  lock.lock();
-  noteResult(result, updates_);
+  if (!underMutex) lock.lock();
+  noteResult(result, database);
   const bool done = result == PreferencesDatabase::Result::done;
-  if (done) {
-    std::optional<PreferenceValue> value;
-    if (bytes) value = PreferenceBytes{*std::move(bytes)};
-    known_.insert_or_assign(std::string(key), std::move(value));
-  }
+  if (done && underMutex) notePendingWritten();
+  if (done)
+    known_[std::string(key)] = bytes ? std::optional(PreferenceBytes{*std::move(bytes)}) : std::nullopt;
   updating.unlock();
-  unlockAndTell(std::move(lock));
+  unlockAndReport(std::move(lock));
   return done;
 }
 
-void UserDefaults::waitForHolderAgain() {
+void UserDefaults::waitForHoldersUntil(TimePoint time) {
   const std::lock_guard lock(mutex_);
-  onlyTryUntil_ = {};
+  holdersUntil_ = time;
 }
 
 bool UserDefaults::synchronize() {
   const auto entered = Clock::now();
   std::unique_lock lock(mutex_);
-  const bool done = writePending(entered + patience);
-  unlockAndTell(std::move(lock));
+  noWaitUntil_ = {};
+  writePending(waitUntil(entered));
+  const bool done = pending_.empty() && tooLarge_.empty();
+  unlockAndReport(std::move(lock));
   return done;
 }
 
 void UserDefaults::reportProblemsTo(ProblemReporter reporter) {
   auto shared = reporter ? std::make_shared<const ProblemReporter>(std::move(reporter)) : nullptr;
   std::unique_lock lock(mutex_);
-  // Destroying the former one is its owner's code: it happens when `shared` goes, after the lock.
+  // The previous reporter is code of the caller: it is destroyed with `shared`, after the lock.
   reporter_.swap(shared);
-  unlockAndTell(std::move(lock));
+  unlockAndReport(std::move(lock));
 }
 
 std::optional<PreferenceValue> UserDefaults::valueForKey(std::string_view key) const {
   const auto entered = Clock::now();
   std::optional<PreferenceValue> value;
   std::unique_lock lock(mutex_);
-  if (const auto waiting = pending_.find(key); waiting != pending_.end()) return waiting->second;
+  for (const PreferenceChanges* inMemory : {&pending_, &tooLarge_}) {
+    if (const auto newer = inMemory->find(key); newer != inMemory->end()) return newer->second;
+  }
   const PreferencesDatabase::Result result = database_.read(key, waitUntil(entered), value);
   noteResult(result, database_);
   if (result == PreferencesDatabase::Result::done) {
@@ -213,62 +166,57 @@ std::optional<PreferenceValue> UserDefaults::valueForKey(std::string_view key) c
   } else if (const auto last = known_.find(key); last != known_.end()) {
     value = last->second;
   }
-  unlockAndTell(std::move(lock));
+  unlockAndReport(std::move(lock));
   return value;
 }
 
 void UserDefaults::store(std::string_view key, std::optional<PreferenceValue> value) {
   const auto entered = Clock::now();
+  const bool fits = !value || sizeOf(*value) <= PreferencesDatabase::maximumSize;
   std::unique_lock lock(mutex_);
-  pending_.insert_or_assign(std::string(key), std::move(value));
+  (fits ? tooLarge_ : pending_).erase(std::string(key));
+  (fits ? pending_ : tooLarge_).insert_or_assign(std::string(key), std::move(value));
+  if (!fits && problem_.empty()) {
+    problem_ = "Preferences value of " + std::string(key) + " is too large; it is kept in memory only";
+  }
   writePending(waitUntil(entered));
-  unlockAndTell(std::move(lock));
+  unlockAndReport(std::move(lock));
 }
 
-bool UserDefaults::writePending(TimePoint waitUntil) {
-  PreferenceChanges tooLarge;
-  for (auto change = pending_.begin(); change != pending_.end();) {
-    const auto next = std::next(change);
-    if (!fits(*change)) tooLarge.insert(pending_.extract(change));
-    change = next;
-  }
-  if (!tooLarge.empty() && problem_.empty()) {
-    problem_ = "Preferences value of " + tooLarge.begin()->first + " is too large; it is kept in memory only";
-  }
-  if (!pending_.empty()) {
-    const PreferencesDatabase::Result result = database_.write(pending_, waitUntil);
-    noteResult(result, database_);
-    if (result == PreferencesDatabase::Result::done) {
-      for (auto& [key, value] : pending_) known_.insert_or_assign(key, std::move(value));
-      pending_.clear();
-    }
-  }
-  pending_.merge(tooLarge);
-  return pending_.empty();
+void UserDefaults::writePending(TimePoint waitUntil) {
+  if (pending_.empty()) return;
+  const PreferencesDatabase::Result result = database_.write(pending_, waitUntil);
+  noteResult(result, database_);
+  if (result == PreferencesDatabase::Result::done) notePendingWritten();
+}
+
+void UserDefaults::notePendingWritten() {
+  for (auto& [key, value] : pending_) known_.insert_or_assign(key, std::move(value));
+  pending_.clear();
 }
 
 UserDefaults::TimePoint UserDefaults::waitUntil(TimePoint entered) const {
-  return entered < onlyTryUntil_ ? entered : entered + patience;
+  return std::max(entered < noWaitUntil_ ? entered : entered + longestWait, holdersUntil_);
 }
 
 void UserDefaults::noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database) const {
   if (result == PreferencesDatabase::Result::busy) {
-    // A call that only tried does not prolong it.
-    if (const auto now = Clock::now(); now >= onlyTryUntil_) onlyTryUntil_ = now + impatience;
+    // A call that did not wait does not extend it.
+    if (const auto now = Clock::now(); now >= noWaitUntil_) noWaitUntil_ = now + timeWithoutWaits;
   }
   std::string problem = database.takeProblem();
   if (problem_.empty()) problem_ = std::move(problem);
 }
 
-void UserDefaults::unlockAndTell(std::unique_lock<std::mutex> lock) const {
-  if (told_ || problem_.empty() || !reporter_) return;
-  told_ = true;
+void UserDefaults::unlockAndReport(std::unique_lock<std::mutex> lock) const {
+  if (reported_ || problem_.empty() || !reporter_) return;
+  reported_ = true;
   const std::shared_ptr<const ProblemReporter> reporter = reporter_;
   lock.unlock();
   try {
     (*reporter)(problem_);
   } catch (...) {
-    // The reporter is somebody else's code; the store goes on.
+    // The reporter is code of the caller; the store goes on.
   }
 }
 

@@ -15,25 +15,25 @@ namespace corvane::platform {
 
 /// The application's preferences: text keys to typed values, in one SQLite file that processes may share.
 ///
-/// A read sees every earlier write of any process; a write is synced when it returns. Where the file cannot
-/// be written, the value lives in memory, where this process reads it, and each later write tries the file
-/// again and takes along, in the same transaction, whatever waits. No operation fails or throws.
+/// A read sees every earlier write of any process; a write is synced when it returns. A value that cannot be
+/// written to the file is kept in memory, where this process reads it. Each later write tries the file again
+/// and writes all such values in the same transaction. No operation fails or throws.
 ///
 /// Threads: any. One mutex serialises the accesses to the one connection, and another the updates, which have
-/// a connection of their own so that reads go on while one waits for its turn. A call waits 200 ms at most
-/// for another process that holds the file, counted from its own beginning, so that callers who queue up do
-/// not add their waits; once a holder outlasted a wait, the calls of the next second only try, so that a host
-/// which stores much is not held up again and again.
+/// a connection of their own so that reads go on while an update waits for its turn. A call waits at most
+/// 200 ms for another process that holds the file, counted from the start of the call, so that the waits of
+/// callers on several threads do not add up. After a wait that timed out, the calls of the next second do not
+/// wait.
 ///
-/// Forks: a fork waits for the access that is under way and closes the connection first; parent and child
-/// each connect anew. Both keep what waits in memory.
+/// Forks: not to be used in a forked child. If the file was open at the fork, the child reads from memory
+/// what was read or written before, writes to memory only, and leaves the parent's connection as it is.
 class UserDefaults final : public StoreMaintenance {
  public:
-  /// The object of that file: the same one while somebody holds it. Touches no database yet and never fails.
-  /// An empty path keeps everything in memory.
+  /// The object of that file: the same one as long as a caller owns it. Opens no file yet and never fails.
+  /// With an empty path, all values are kept in memory.
   static std::shared_ptr<UserDefaults> open(const std::filesystem::path& file);
 
-  /// Tries once more to write what waits in memory, as `synchronize` does.
+  /// Tries once more to write the values that are kept in memory.
   ~UserDefaults() override;
   UserDefaults(const UserDefaults&) = delete;
   UserDefaults& operator=(const UserDefaults&) = delete;
@@ -49,39 +49,38 @@ class UserDefaults final : public StoreMaintenance {
   void setBool(bool value, std::string_view key);
   void removeObjectForKey(std::string_view key);
 
-  /// Replaces the bytes of `key` by what `change` makes of them, none meaning that there are none, in one
-  /// transaction against every other writer of any process. False when the file could not be written:
-  /// then nothing has changed. `change` may be called more than once and must not touch this object.
+  /// Replaces the bytes of `key` by what `change` returns for them; none stands for an absent value. Reading
+  /// and writing are one transaction, which also writes the values that are kept in memory. False when the
+  /// file could not be written: then nothing has changed. `change` may be called more than once and must not
+  /// use this object.
   using DataChange = std::function<std::optional<std::string>(const std::optional<std::string>&)>;
   bool updateData(std::string_view key, const DataChange& change);
 
-  /// Waits the full 200 ms for another holder, whatever happened before.
   bool synchronize() override;
-  void waitForHolderAgain() override;
+  void waitForHoldersUntil(TimePoint time) override;
   void reportProblemsTo(ProblemReporter reporter) override;
 
  private:
-  struct Registry;
-
-  using TimePoint = PreferencesDatabase::TimePoint;
-
   explicit UserDefaults(const std::filesystem::path& file);
 
   std::optional<PreferenceValue> valueForKey(std::string_view key) const;
   void store(std::string_view key, std::optional<PreferenceValue> value);
-  bool writePending(TimePoint waitUntil);
+  void writePending(TimePoint waitUntil);
+  void notePendingWritten();
   TimePoint waitUntil(TimePoint entered) const;
   void noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database) const;
-  void unlockAndTell(std::unique_lock<std::mutex> lock) const;
+  void unlockAndReport(std::unique_lock<std::mutex> lock) const;
 
-  // Reading connects, and may find the file unreadable: to the caller that is still reading.
+  // Mutable because a read may connect, and may find the file unreadable.
   mutable std::mutex mutex_;
   mutable PreferencesDatabase database_;
   PreferenceChanges pending_;        // newer than the file; empty on a healthy disk
-  mutable PreferenceChanges known_;  // as last read or written; asked only when the file cannot be read
-  mutable TimePoint onlyTryUntil_{};
+  PreferenceChanges tooLarge_;       // newer than the file, and never written
+  mutable PreferenceChanges known_;  // as last read or written; used only when the file cannot be read
+  mutable TimePoint noWaitUntil_{};
+  TimePoint holdersUntil_{};
   mutable std::string problem_;
-  mutable bool told_ = false;
+  mutable bool reported_ = false;
   std::shared_ptr<const ProblemReporter> reporter_;
 
   /// Taken before `mutex_`, never inside it.
