@@ -19,7 +19,7 @@ namespace {
 
 /// How long the last writes of the process may wait for other processes, all of them together. A program that
 /// ends has no later write that could take the values along.
-constexpr auto longestWaitAtExit = std::chrono::seconds(2);
+constexpr auto longestWaitAtExit = std::chrono::seconds(5);
 
 StandardStores openStores(const std::filesystem::path& file) {
   const auto defaults = platform::UserDefaults::open(file);

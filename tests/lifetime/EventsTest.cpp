@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <future>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -162,12 +163,19 @@ TEST(EventPersistence, NeitherLosesNorDoublesAnEventWhenTheProcessIsKilled) {
 TEST(EventsOfAProgram, AndOfOthersOnTheSameFileAreAllQueuedOrDelivered) {
   const SandboxProcess sandbox;
   const Installation app;
-  {
-    std::vector<std::jthread> programs;
-    for (const char* prefix : {"a", "b", "c"})
-      programs.emplace_back([&app, prefix] { app.run("trackEvents", closedPort, {prefix, "20"}); });
-    programs.emplace_back([&] { app.run("trackEvents", sandbox.baseURL(), {"delivered", "40"}); });
+  const auto begin = [&](const std::string& url, const char* prefix, const char* count) {
+    return std::async(std::launch::async, [=, &app] { return app.run("trackEvents", url, {prefix, count}); });
+  };
+  std::vector<std::future<ChildEnd>> programs;
+  for (const char* prefix : {"a", "b", "c"}) programs.push_back(begin(closedPort, prefix, "20"));
+  programs.push_back(begin(sandbox.baseURL(), "delivered", "40"));
+  std::string outputs;
+  for (auto& program : programs) {
+    const ChildEnd end = program.get();
+    EXPECT_EQ(end.status, 0) << (end.killedByWatchdog ? "did not end in time" : "");
+    outputs += "A program:\n" + end.output + end.errors;
   }
+  SCOPED_TRACE(outputs);
   const Names queued = app.queuedNames();
   const auto recorded = recordedKeys(sandbox);
   for (const char* prefix : {"a", "b", "c"}) {

@@ -4,7 +4,6 @@
 #include <functional>
 #include <vector>
 
-#include "platform/preferences/UserDefaults.h"
 #include "store/StoreSupport.h"
 
 namespace corvane::platform {
@@ -13,22 +12,14 @@ namespace {
 using test::ChildProcess;
 using test::Shell;
 
-class DamagedFile : public ::testing::Test {
+class DamagedFile : public test::PreferencesTest {
  protected:
-  std::shared_ptr<UserDefaults> open() {
-    auto defaults = UserDefaults::open(file_);
-    defaults->reportProblemsTo([this](const std::string& text) { problems_.push_back(text); });
-    return defaults;
-  }
-
   void makeHealthyFile() {
-    const auto defaults = UserDefaults::open(file_);
+    const auto defaults = open();
     for (int number = 0; number < 50; ++number) {
       defaults->setData(std::string(3000, 'x'), "key" + std::to_string(number));
     }
   }
-
-  std::vector<std::string> setAside() const { return test::namesWith(".corrupt-", folder_.path()); }
 
   void expectLeftAlone(const std::string& reason) {
     const std::string before = test::contentOf(file_);
@@ -40,12 +31,8 @@ class DamagedFile : public ::testing::Test {
     ASSERT_EQ(problems_.size(), 1u);
     EXPECT_NE(problems_[0].find(reason), std::string::npos) << problems_[0];
     EXPECT_EQ(test::contentOf(file_), before);
-    EXPECT_TRUE(setAside().empty());
+    EXPECT_TRUE(keptFiles().empty());
   }
-
-  test::TemporaryFolder folder_;
-  std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
-  std::vector<std::string> problems_;
 };
 
 TEST_F(DamagedFile, IsSetAsideWhateverIsWrongWithItAndNoneThatWasIsLost) {
@@ -54,6 +41,7 @@ TEST_F(DamagedFile, IsSetAsideWhateverIsWrongWithItAndNoneThatWasIsLost) {
       [this] { test::writeContent(file_, std::string(10'000, '\0')); },
       [this] { std::filesystem::resize_file(file_, std::filesystem::file_size(file_) / 2); },
       [this] { Shell(file_).run("DROP TABLE preferences; CREATE TABLE preferences (name, text)"); },
+      [this] { Shell(file_).run("CREATE INDEX other ON preferences (value)"); },
       // It must not run.
       [this] {
         Shell(file_).run(
@@ -74,7 +62,7 @@ TEST_F(DamagedFile, IsSetAsideWhateverIsWrongWithItAndNoneThatWasIsLost) {
     EXPECT_EQ(problems_.size(), 1u);
     EXPECT_EQ(Shell(file_).run("SELECT group_concat(key) FROM preferences"), "fresh");
     std::vector<std::string> kept;
-    for (const std::string& name : setAside()) kept.push_back(test::contentOf(folder_.path() / name));
+    for (const std::string& name : keptFiles()) kept.push_back(test::contentOf(folder_.path() / name));
     for (const std::string& content : contents) EXPECT_EQ(std::ranges::count(kept, content), 1);
   }
 }
@@ -95,7 +83,7 @@ TEST_F(DamagedFile, FoundByALaterReadIsSetAsideWithItsLogAndThePendingValueSurvi
   EXPECT_EQ(defaults->dataForKey("key49"), std::nullopt);
   defaults->setBool(true, "fresh");
   EXPECT_TRUE(defaults->synchronize());
-  EXPECT_FALSE(setAside().empty());
+  EXPECT_FALSE(keptFiles().empty());
   EXPECT_EQ(Shell(file_).run("PRAGMA integrity_check"), "ok");
   EXPECT_EQ(Shell(file_).run("SELECT group_concat(key) FROM preferences"), "fresh");
 }

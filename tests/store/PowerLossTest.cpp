@@ -5,17 +5,17 @@
 #include <map>
 #include <string>
 
-#include "platform/preferences/UserDefaults.h"
 #include "store/PowerLossVFS.h"
 #include "store/StoreSupport.h"
 #include "support/Build.h"
+#include "support/Draw.h"
 
 namespace corvane::platform {
 namespace {
 
 namespace VFS = test::PowerLossVFS;
 
-class PowerLoss : public ::testing::Test {
+class PowerLoss : public test::PreferencesTest {
  protected:
   void SetUp() override {
     VFS::install();
@@ -23,14 +23,6 @@ class PowerLoss : public ::testing::Test {
   }
 
   void TearDown() override { VFS::reset(); }
-
-  void expectHealthyFile() const {
-    EXPECT_EQ(test::Shell(file_).run("PRAGMA integrity_check"), "ok");
-    EXPECT_TRUE(test::namesWith(".corrupt-", folder_.path()).empty());
-  }
-
-  test::TemporaryFolder folder_;
-  std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
 };
 
 TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
@@ -43,7 +35,7 @@ TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
     VFS::cutPowerAt(static_cast<int>(draw.below(250)));
     std::map<std::string, std::string> underWay;
     {
-      const auto defaults = UserDefaults::open(file_);
+      const auto defaults = open();
       for (const auto& [key, value] : synced) {
         const auto found = defaults->dataForKey(key);
         ASSERT_TRUE(found == value || VFS::powerIsCut()) << "round " << round;
@@ -64,7 +56,7 @@ TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
     cuts += VFS::powerIsCut() ? 1 : 0;
     VFS::losePower(below);
 
-    const auto defaults = UserDefaults::open(file_);
+    const auto defaults = open();
     for (auto& [key, value] : synced) {
       const auto found = defaults->dataForKey(key);
       if (underWay.contains(key) && found == underWay[key]) value = *found;
@@ -81,7 +73,7 @@ class FailingDisk : public PowerLoss, public ::testing::WithParamInterface<std::
 
 TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
   const auto [code, count] = GetParam();
-  UserDefaults::open(file_)->setString("4F0C", "device_id");
+  open()->setString("4F0C", "device_id");
   bool failed = true;
   int operation = 0;
   for (; failed; ++operation) {
@@ -90,7 +82,7 @@ TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
     VFS::fail(operation, code, count);
     const std::string value = std::to_string(operation);
     {
-      const auto defaults = UserDefaults::open(file_);
+      const auto defaults = open();
       defaults->setString(value, "text");
       defaults->setBool(operation % 2 == 0, "flag");
       defaults->setData(std::string(20'000, 'x') + value, "data");
@@ -120,14 +112,7 @@ TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
 INSTANTIATE_TEST_SUITE_P(Faults, FailingDisk,
                          ::testing::Combine(::testing::Values(SQLITE_FULL, SQLITE_IOERR_WRITE,
                                                               SQLITE_IOERR_FSYNC),
-                                            ::testing::Values(1, 1'000'000)),
-                         [](const auto& fault) {
-                           const int code = std::get<0>(fault.param);
-                           const std::string name = code == SQLITE_FULL          ? "Full"
-                                                    : code == SQLITE_IOERR_WRITE ? "UnwritableFile"
-                                                                                 : "FailingSync";
-                           return name + (std::get<1>(fault.param) == 1 ? "Once" : "UntilRepaired");
-                         });
+                                            ::testing::Values(1, 1'000'000)));
 
 }  // namespace
 }  // namespace corvane::platform

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
-#include <ostream>
-#include <thread>
 #include <vector>
 
 #include "platform/preferences/UserDefaultsFlagStore.h"
@@ -16,36 +13,30 @@ namespace {
 
 using namespace std::string_literals;
 
-/// One kind of store: the fake that other tests use, or the real file.
-struct Kind {
-  std::string name;
-  std::function<std::unique_ptr<FlagStore>(const std::filesystem::path&)> flags;
-  std::function<std::unique_ptr<KeyValueStringStore>(const std::filesystem::path&)> strings;
+/// The fake that other tests use, or the real file.
+struct Stores {
+  std::shared_ptr<FlagStore> flags;
+  std::shared_ptr<DataUpdates> updates;
+  std::shared_ptr<KeyValueStringStore> strings;
 };
 
-void PrintTo(const Kind& kind, std::ostream* stream) {
-  *stream << kind.name;
+Stores inMemory(const std::filesystem::path&) {
+  const auto flags = std::make_shared<test::MemoryFlagStore>();
+  return {flags, flags, std::make_shared<test::MemoryStringStore>()};
 }
 
-std::vector<Kind> kinds() {
-  return {{"Memory", [](const auto&) { return std::make_unique<test::MemoryFlagStore>(); },
-           [](const auto&) { return std::make_unique<test::MemoryStringStore>(); }},
-          {"File",
-           [](const auto& folder) {
-             return std::make_unique<platform::UserDefaultsFlagStore>(
-                 platform::UserDefaults::open(folder / "preferences.sqlite"), "io.corvane");
-           },
-           [](const auto& folder) {
-             return std::make_unique<platform::UserDefaultsStringStore>(
-                 platform::UserDefaults::open(folder / "preferences.sqlite"), "io.corvane");
-           }}};
+Stores inAFile(const std::filesystem::path& folder) {
+  const auto defaults = platform::UserDefaults::open(folder / "preferences.sqlite");
+  const auto flags = std::make_shared<platform::UserDefaultsFlagStore>(defaults, "io.corvane");
+  return {flags, flags, std::make_shared<platform::UserDefaultsStringStore>(defaults, "io.corvane")};
 }
 
-class StoreContract : public ::testing::TestWithParam<Kind> {
+class StoreContract : public ::testing::TestWithParam<Stores (*)(const std::filesystem::path&)> {
  protected:
   test::TemporaryFolder folder_;
-  std::unique_ptr<FlagStore> flags_ = GetParam().flags(folder_.path());
-  std::unique_ptr<KeyValueStringStore> strings_ = GetParam().strings(folder_.path());
+  const Stores stores_ = GetParam()(folder_.path());
+  const std::shared_ptr<FlagStore> flags_ = stores_.flags;
+  const std::shared_ptr<KeyValueStringStore> strings_ = stores_.strings;
 };
 
 TEST_P(StoreContract, WhatWasWrittenLastIsReadAndWhatIsAbsentIsFalseOrNone) {
@@ -89,24 +80,25 @@ TEST_P(StoreContract, AValueOfAnotherTypeIsAbsentAndIsReplaced) {
   EXPECT_TRUE(flags_->boolForKey("a"));
 }
 
-TEST_P(StoreContract, ThreadsWriteAndReadAtTheSameTime) {
-  constexpr int rounds = 50;
-  std::vector<std::thread> threads;
-  for (int number = 0; number < 4; ++number) {
-    threads.emplace_back([&, key = "key" + std::to_string(number)] {
-      for (int round = 0; round < rounds; ++round) {
-        flags_->setData(key + std::to_string(round), key);
-        EXPECT_EQ(flags_->dataForKey(key), key + std::to_string(round));
-        strings_->setString("shared", "text");
-        EXPECT_EQ(strings_->stringForKey("text"), "shared");
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+TEST_P(StoreContract, AnUpdateReplacesTheBytesThatItIsGiven) {
+  const auto update = [this](std::optional<std::string> expected, std::optional<std::string> after) {
+    EXPECT_TRUE(stores_.updates->updateData("a", [&](const auto& before) {
+      EXPECT_EQ(before, expected);
+      return after;
+    }));
+    EXPECT_EQ(flags_->dataForKey("a"), after);
+  };
+  flags_->setBool(true, "a");
+  update(std::nullopt, "first");
+  EXPECT_FALSE(flags_->boolForKey("a"));
+  update("first", "second");
+  update("second", "second");
+  update("second", std::nullopt);
+  update(std::nullopt, std::nullopt);
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, StoreContract, ::testing::ValuesIn(kinds()),
-                         [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_TEST_SUITE_P(, StoreContract, ::testing::Values(inMemory, inAFile),
+                         [](const auto& stores) { return stores.index == 0 ? "InMemory" : "InAFile"; });
 
 }  // namespace
 }  // namespace corvane

@@ -53,6 +53,29 @@ std::string Shell::run(const std::string& sql) {
   return code == SQLITE_OK ? row : sqlite3_errstr(code);
 }
 
+std::shared_ptr<platform::UserDefaults> PreferencesTest::open() {
+  auto defaults = platform::UserDefaults::open(file_);
+  defaults->reportProblemsTo([this](const std::string& text) { problems_.push_back(text); });
+  return defaults;
+}
+
+void PreferencesTest::expectHealthyFile() const {
+  EXPECT_EQ(Shell(file_).run("PRAGMA integrity_check"), "ok");
+  EXPECT_TRUE(keptFiles().empty());
+}
+
+namespace {
+
+/// After 60 s, says what did not come and is false.
+bool becomesReadable(int descriptor, std::string_view what) {
+  pollfd event{descriptor, POLLIN, 0};
+  if (::poll(&event, 1, 60'000) > 0) return true;
+  std::cerr << what << " did not come within 60 s" << std::endl;
+  return false;
+}
+
+}  // namespace
+
 bool becomeNobody() {
   constexpr unsigned nobody = 65534;
   return ::geteuid() == 0 && ::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 && ::setuid(nobody) == 0;

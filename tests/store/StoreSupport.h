@@ -1,12 +1,15 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/preferences/UserDefaults.h"
 #include "process/ChildProcess.h"
-#include "support/Draw.h"
 #include "support/TemporaryFolder.h"
 
 struct sqlite3;
@@ -32,6 +35,19 @@ class Shell {
 
  private:
   sqlite3* database_ = nullptr;
+};
+
+/// A preferences file in a folder of its own, and the problems that its object reported.
+class PreferencesTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<platform::UserDefaults> open();
+  void expectHealthyFile() const;
+  /// The files that were kept because they were unreadable.
+  std::vector<std::string> keptFiles() const { return namesWith(".corrupt-", folder_.path()); }
+
+  TemporaryFolder folder_;
+  std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
+  std::vector<std::string> problems_;
 };
 
 /// Gives up root in a child, for good. False where there was none.

@@ -13,7 +13,7 @@
 #include <system_error>
 #include <thread>
 
-#include "async/QuietThread.h"
+#include "async/LibraryThread.h"
 #include "platform/preferences/PreferencesFailure.h"
 
 namespace corvane::platform {
@@ -59,7 +59,7 @@ int lockInQueue(int descriptor, Clock::time_point waitUntil) {
   if (own < 0) return errno;
   const auto wait = std::make_shared<QueuedWait>();
   try {
-    startQuietThread([own, wait] { waitForTurn(own, *wait); }).detach();
+    startLibraryThread([own, wait] { waitForTurn(own, *wait); }).detach();
   } catch (const std::system_error& error) {
     ::close(own);
     return error.code().value();

@@ -17,7 +17,7 @@
 namespace corvane::platform {
 namespace {
 
-/// What SQLite keeps beside a database, by the end of the name.
+/// The suffixes of the files that SQLite makes beside a database.
 constexpr std::array companions = {"-wal", "-shm", "-journal"};
 
 [[noreturn]] void fail(const std::string& what, int error) {

@@ -22,7 +22,7 @@ std::filesystem::path dataHome() {
 std::string executableName() {
   std::error_code error;
   std::string name = std::filesystem::read_symlink("/proc/self/exe", error).filename().string();
-  // The kernel marks a program that was replaced while it runs, as an update does.
+  // The kernel's mark of a program whose file was replaced while it runs, as an update does.
   constexpr std::string_view deleted = " (deleted)";
   if (name.ends_with(deleted)) name.resize(name.size() - deleted.size());
   return name;

@@ -1,0 +1,204 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <iostream>
+#include <list>
+#include <optional>
+#include <thread>
+
+#include "platform/preferences/AdvisoryLock.h"
+#include "platform/preferences/PreferencesFailure.h"
+#include "store/StoreSupport.h"
+
+namespace corvane::platform {
+namespace {
+
+using namespace std::chrono_literals;
+using test::ChildProcess;
+using test::Shell;
+using Clock = std::chrono::steady_clock;
+
+class SharedFile : public test::PreferencesTest {
+ protected:
+  int openFolder() const { return ::open(folder_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
+
+  static std::chrono::milliseconds timeOf(const std::function<void()>& work) {
+    const auto begin = Clock::now();
+    work();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+  }
+};
+
+using AdvisoryLockTest = SharedFile;
+
+TEST_F(AdvisoryLockTest, IsWaitedForAsLongAsAskedAndNotKeptByAWaitThatTimedOut) {
+  std::optional<AdvisoryLock> holder(std::in_place, openFolder(), Clock::now());
+  // The first of them leaves a thread in the queue, the second one polls.
+  for (const auto wait : {50ms, 60ms}) {
+    const auto time =
+        timeOf([&] { EXPECT_THROW(AdvisoryLock(openFolder(), Clock::now() + wait), PreferencesFailure); });
+    EXPECT_GE(time, wait);
+  }
+  holder.reset();
+  EXPECT_NO_THROW(AdvisoryLock(openFolder(), Clock::now() + 10s)) << "the thread in the queue has kept it";
+}
+
+TEST_F(SharedFile, TakesTheChangesOfFourProcessesInTurn) {
+  constexpr int each = 25;
+  const auto add = [](const std::optional<std::string>& before) {
+    return std::optional(std::to_string(std::stoi(before.value_or("0")) + 1));
+  };
+  std::list<ChildProcess> writers;
+  for (int number = 0; number < 4; ++number) {
+    writers.emplace_back([&] {
+      const auto defaults = open();
+      std::chrono::milliseconds longest{};
+      const auto deadline = Clock::now() + 30s;
+      int left = each;
+      while (left > 0 && Clock::now() < deadline)
+        longest = std::max(longest, timeOf([&] { left -= defaults->updateData("count", add) ? 1 : 0; }));
+      std::cout << "the longest call took " << longest.count() << " ms" << std::endl;
+      return left;
+    });
+  }
+  for (ChildProcess& writer : writers) EXPECT_EQ(writer.awaitEnd().status, 0);
+  EXPECT_EQ(open()->dataForKey("count"), std::to_string(4 * each));
+}
+
+TEST_F(SharedFile, IsLeftToItsParentByAForkedChild) {
+  auto defaults = open();
+  defaults->setString("parent", "who");
+  const auto other = folder_.path() / "other.sqlite";
+  ChildProcess child([&] {
+    if (defaults->stringForKey("who") != "parent") return 1;
+    defaults->setString("child", "who");
+    if (defaults->stringForKey("who") != "child" || defaults->synchronize()) return 2;
+    UserDefaults::open(other)->setBool(true, "a");
+    defaults.reset();
+    return 0;
+  });
+  EXPECT_EQ(child.awaitEnd().status, 0);
+  EXPECT_FALSE(std::filesystem::exists(other)) << "SQLite's record of the locks is wrong for each file";
+  defaults->setBool(true, "later");
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(Shell(file_).run("SELECT value FROM preferences WHERE key = 'who'"), "parent");
+  expectHealthyFile();
+}
+
+TEST_F(SharedFile, IsNotHeldByAChildThatWasForkedDuringAWriteAndLivesOn) {
+  // Forked first, so that it inherits nothing.
+  ChildProcess writer([&] {
+    std::string written;
+    std::getline(std::cin, written);
+    const auto defaults = open();
+    defaults->setBool(true, "free");
+    return defaults->synchronize() ? 0 : 1;
+  });
+  std::optional<ChildProcess> survivor;
+  EXPECT_TRUE(open()->updateData("data", [&](const auto&) {
+    survivor.emplace([] { return ::pause(); });
+    return "written";
+  }));
+  writer.writeLine("written");
+  EXPECT_EQ(writer.awaitEnd().status, 0) << "the child keeps the lock";
+}
+
+TEST_F(SharedFile, KeepsWhatWasWrittenBeforeAWriterWasKilled) {
+  ChildProcess child([&] {
+    const auto defaults = open();
+    defaults->setString("before", "text");
+    defaults->updateData("data", [](const auto&) { return ::raise(SIGKILL) == 0 ? "" : "not killed"; });
+    return 0;
+  });
+  EXPECT_EQ(child.awaitEnd().status, -SIGKILL);
+  const auto defaults = open();
+  EXPECT_EQ(defaults->stringForKey("text"), "before");
+  EXPECT_EQ(defaults->dataForKey("data"), std::nullopt);
+  defaults->setBool(true, "after");
+  EXPECT_TRUE(defaults->synchronize());
+  expectHealthyFile();
+}
+
+/// Another process that holds the file: a writer of this library, or a shell.
+class HeldFile : public SharedFile, public ::testing::WithParamInterface<bool> {
+ protected:
+  void SetUp() override { defaults_->setString("before", "text"); }
+
+  void hold() {
+    if (GetParam()) {
+      lock_.emplace(openFolder(), Clock::now());
+    } else {
+      ASSERT_EQ(shell_.run("BEGIN IMMEDIATE; INSERT INTO preferences VALUES ('foreign', 1)"), "");
+    }
+  }
+
+  void release() {
+    lock_.reset();
+    if (!GetParam()) shell_.run("ROLLBACK");
+  }
+
+  std::shared_ptr<UserDefaults> defaults_ = open();
+  Shell shell_{file_};
+  std::optional<AdvisoryLock> lock_;
+};
+
+TEST_P(HeldFile, IsWaitedForOnceAndThenNotForASecondUnlessAskedFor) {
+  hold();
+  const auto write = [&] { defaults_->setString("during", "text"); };
+  const auto first = timeOf(write);
+  EXPECT_GE(first, 190ms);
+  EXPECT_LT(first, 1s) << "200 ms of waiting, and a loaded machine";
+  const auto others = timeOf([&] {
+    for (int round = 0; round < 20; ++round) defaults_->setBool(true, "key" + std::to_string(round));
+  });
+  EXPECT_LT(others, 2s) << "20 waits would be 4 s";
+  EXPECT_GE(timeOf([&] { EXPECT_FALSE(defaults_->synchronize()); }), 190ms);
+  defaults_->waitForHoldersUntil(Clock::now() + 400ms);
+  EXPECT_GE(timeOf(write), 390ms);
+  EXPECT_EQ(defaults_->stringForKey("text"), "during");
+  EXPECT_EQ(problems_.size(), 1U);
+  release();
+  EXPECT_TRUE(defaults_->updateData("data", [](const auto&) { return "takes the others along"; }));
+  EXPECT_EQ(shell_.run("SELECT value FROM preferences WHERE key = 'text'"), "during");
+  EXPECT_EQ(shell_.run("SELECT count(*) FROM preferences"), "22");
+  EXPECT_TRUE(defaults_->synchronize());
+}
+
+TEST_P(HeldFile, IsWrittenWhenTheLastOwnerOfTheObjectGoes) {
+  hold();
+  defaults_->setString("during", "text");
+  release();
+  defaults_.reset();
+  EXPECT_EQ(shell_.run("SELECT value FROM preferences WHERE key = 'text'"), "during");
+}
+
+TEST_P(HeldFile, BlocksNoReadAndManyWritersNoLongerThanOne) {
+  shell_.run("UPDATE preferences SET value = 'new'");
+  hold();
+  EXPECT_EQ(defaults_->stringForKey("text"), "new");
+  std::vector<std::jthread> threads;
+  const auto all = timeOf([&] {
+    for (int number = 0; number < 8; ++number) {
+      threads.emplace_back([&, key = "key" + std::to_string(number)] {
+        defaults_->setBool(true, key);
+        EXPECT_TRUE(defaults_->boolForKey(key));
+        EXPECT_FALSE(defaults_->updateData("data", [](const auto&) { return "data"; }));
+      });
+    }
+    threads.clear();
+  });
+  EXPECT_LT(all, 1200ms) << "the waits of several callers add up";
+  release();
+  EXPECT_TRUE(defaults_->synchronize());
+  EXPECT_EQ(shell_.run("SELECT count(*) FROM preferences"), "9");
+}
+
+INSTANTIATE_TEST_SUITE_P(, HeldFile, ::testing::Bool(),
+                         [](const auto& held) { return held.param ? "ByAWriter" : "ByAShell"; });
+
+}  // namespace
+}  // namespace corvane::platform
