@@ -58,9 +58,9 @@ void Listener::listen() {
   const int yes = 1;
   ::setsockopt(listener_.number(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   if (options_.isFreeBind) ::setsockopt(listener_.number(), IPPROTO_IP, IP_FREEBIND, &yes, sizeof yes);
-  require(::bind(listener_.number(), address->ai_addr, address->ai_addrlen) == 0 &&
-              ::listen(listener_.number(), backlog) == 0,
-          std::strerror(errno));
+  const bool isListening = ::bind(listener_.number(), address->ai_addr, address->ai_addrlen) == 0 &&
+                           ::listen(listener_.number(), backlog) == 0;
+  require(isListening, std::strerror(errno));
   sockaddr_in6 own{};  // a port is at the same place in IPv4's
   socklen_t size = sizeof own;
   ::getsockname(listener_.number(), reinterpret_cast<sockaddr*>(&own), &size);
