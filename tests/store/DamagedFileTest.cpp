@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <functional>
 #include <vector>
 
@@ -83,15 +84,22 @@ TEST_F(DamagedFile, FoundByALaterReadIsSetAsideWithItsLogAndThePendingValueSurvi
   EXPECT_EQ(defaults->dataForKey("key49"), std::nullopt);
   defaults->setBool(true, "fresh");
   EXPECT_TRUE(defaults->synchronize());
-  EXPECT_FALSE(keptFiles().empty());
+  EXPECT_GE(keptFiles().size(), 2U) << "the log is kept too";
   EXPECT_EQ(Shell(file_).run("PRAGMA integrity_check"), "ok");
   EXPECT_EQ(Shell(file_).run("SELECT group_concat(key) FROM preferences"), "fresh");
 }
 
 TEST_F(DamagedFile, ADatabaseOfAnotherProgramIsLeftAlone) {
-  Shell(file_).run(
-      "CREATE TABLE preferences (key TEXT PRIMARY KEY NOT NULL, value) WITHOUT ROWID;"
-      "INSERT INTO preferences VALUES ('precious', 1)");
+  // Killed, so that it leaves a log, which is not ours to write back either.
+  Child program([&] {
+    Shell shell(file_);
+    shell.run(
+        "PRAGMA journal_mode = WAL;"
+        "CREATE TABLE preferences (key TEXT PRIMARY KEY NOT NULL, value) WITHOUT ROWID;"
+        "INSERT INTO preferences VALUES ('precious', 1)");
+    return ::raise(SIGKILL);
+  });
+  EXPECT_EQ(program.result(), -SIGKILL);
   expectLeftAlone("another program");
 }
 
