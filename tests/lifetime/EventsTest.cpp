@@ -160,7 +160,7 @@ TEST(EventPersistence, NeitherLosesNorDoublesAnEventWhenTheProcessIsKilled) {
               recordedKeys(sandbox).size(), app.queued().size());
 }
 
-TEST(EventsOfAProgram, AndOfOthersOnTheSameFileAreAllQueuedOrDelivered) {
+TEST(EventPersistence, KeepsTheEventsOfSeveralProgramsOnOneFile) {
   const SandboxProcess sandbox;
   const Installation app;
   const auto begin = [&](const std::string& url, const char* prefix, const char* count) {
@@ -172,7 +172,7 @@ TEST(EventsOfAProgram, AndOfOthersOnTheSameFileAreAllQueuedOrDelivered) {
   std::string outputs;
   for (auto& program : programs) {
     const ChildEnd end = program.get();
-    EXPECT_EQ(end.status, 0) << (end.killedByWatchdog ? "did not end in time" : "");
+    EXPECT_EQ(end.status, 0) << (end.timedOut ? "did not end in time" : "");
     outputs += "A program:\n" + end.output + end.errors;
   }
   SCOPED_TRACE(outputs);

@@ -64,18 +64,6 @@ void PreferencesTest::expectHealthyFile() const {
   EXPECT_TRUE(keptFiles().empty());
 }
 
-namespace {
-
-/// After 60 s, says what did not come and is false.
-bool becomesReadable(int descriptor, std::string_view what) {
-  pollfd event{descriptor, POLLIN, 0};
-  if (::poll(&event, 1, 60'000) > 0) return true;
-  std::cerr << what << " did not come within 60 s" << std::endl;
-  return false;
-}
-
-}  // namespace
-
 bool becomeNobody() {
   constexpr unsigned nobody = 65534;
   return ::geteuid() == 0 && ::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 && ::setuid(nobody) == 0;
