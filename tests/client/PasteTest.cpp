@@ -27,7 +27,7 @@ struct Item : CorvaneItemProvider {
   Completion completion;
 };
 
-struct PasteCoordinator : ApplicationWithBackend {
+struct CorvanePasteCoordinator : ApplicationWithBackend {
   void SetUp() override {
     ApplicationWithBackend::SetUp();
     options.clickTokenSource = CorvaneClickTokenSource::pasteButton;
@@ -36,11 +36,11 @@ struct PasteCoordinator : ApplicationWithBackend {
   void paste() { control->paste({item}); }
 
   std::shared_ptr<Item> item = std::make_shared<Item>(true);
-  std::unique_ptr<CorvanePasteCoordinator> control =
-      std::make_unique<CorvanePasteCoordinator>([this](const std::string& text) { note("token " + text); });
+  std::unique_ptr<::CorvanePasteCoordinator> control =
+      std::make_unique<::CorvanePasteCoordinator>([this](const std::string& text) { note("token " + text); });
 };
 
-TEST_F(PasteCoordinator, TracksTheInstallWithTheTextOfTheFirstItemThatHasOne) {
+TEST_F(CorvanePasteCoordinator, TracksTheInstallWithTheTextOfTheFirstItemThatHasOne) {
   const auto client = launch();
   const std::string text = " " + sandbox.click("summer").text + "\n";
   pasteboard->text = text;
@@ -60,7 +60,7 @@ TEST_F(PasteCoordinator, TracksTheInstallWithTheTextOfTheFirstItemThatHasOne) {
   EXPECT_EQ(records["installs"][0]["match"], "deterministic");
 }
 
-TEST_F(PasteCoordinator, WithoutATextOrWithAnItemThatThrowsDoesNothing) {
+TEST_F(CorvanePasteCoordinator, WithoutATextOrWithAnItemThatThrowsDoesNothing) {
   const auto client = launch();
   control->paste({});
   paste();
@@ -74,21 +74,21 @@ TEST_F(PasteCoordinator, WithoutATextOrWithAnItemThatThrowsDoesNothing) {
   EXPECT_EQ(sandbox.records()["installs"].size(), 0U);
 }
 
-TEST_F(PasteCoordinator, DestroyedBeforeTheTextArrivesTracksTheInstallWithoutItsCallback) {
+TEST_F(CorvanePasteCoordinator, DestroyedBeforeTheTextArrivesTracksTheInstallWithoutItsCallback) {
   const auto client = launch();
   paste();
   control.reset();
   item->completion(sandbox.click("summer").text);
   EXPECT_EQ(awaitCalls(2), (Lines{"attributed", "/offers/7"}));
 
-  CorvanePasteCoordinator withoutCallback;
+  ::CorvanePasteCoordinator withoutCallback;
   withoutCallback.paste({item});
   item->completion("text");
   queue->poll();
   EXPECT_EQ(calls, Lines());
 }
 
-TEST_F(PasteCoordinator, WithoutAClientStillCallsItsCallback) {
+TEST_F(CorvanePasteCoordinator, WithoutAClientStillCallsItsCallback) {
   paste();
   item->completion("text");
   EXPECT_EQ(awaitCalls(1), Lines{"token text"});

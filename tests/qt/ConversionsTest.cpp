@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QClipboard>
+
 #include "CorvaneQt/CorvaneQt.h"
 #include "platform/preferences/UserDefaults.h"
 #include "qt/QtApplication.h"
@@ -80,7 +82,8 @@ TEST_F(QtApplication, ItsPlatformIsMadeOfTheExecutorThePasteboardAndTheDesktopFi
   const CorvanePlatform platform = CorvaneQt::platform();
   EXPECT_EQ(platform.applicationIdentifier, "com.example.shop");
   EXPECT_TRUE(platform.mainExecutor->isCurrentThread());
-  EXPECT_EQ(platform.pasteboard->string(), std::nullopt);
+  QGuiApplication::clipboard()->setText("copied");
+  EXPECT_EQ(platform.pasteboard->string(), "copied");
   QGuiApplication::setDesktopFileName({});
 }
 
