@@ -88,7 +88,9 @@ TEST_F(CorvanePasteButton, ReadsTheContentOnceWhenItIsPressedAndOnlyTheFormatsBe
   int reads = 0;
   QGuiApplication::clipboard()->setMimeData(new WatchedText(reads));
   EXPECT_TRUE(button->isEnabled());
+  button->setProperty("hoverEnabled", true);
   QTest::mouseMove(window, middle());
+  EXPECT_TRUE(comesTrue([this] { return button->property("hovered").toBool(); }));
   button->forceActiveFocus();
   QCoreApplication::processEvents();
   EXPECT_EQ(reads, 0);
@@ -113,6 +115,8 @@ TEST_F(CorvanePasteButton, LooksAgainAtTheClipboardWhenTheApplicationBecomesActi
 TEST_F(CorvanePasteButton, LooksAsTheApplicationDoes) {
   const auto background = [this] { return button->property("background").value<QQuickItem*>(); };
   EXPECT_EQ(background()->property("radius").toReal(), background()->height() / 2);
+  const auto* const content = button->property("contentItem").value<QQuickItem*>();
+  EXPECT_EQ(content->property("font"), button->property("font"));
   QGuiApplication::clipboard()->setText("text");
   QPalette palette = QGuiApplication::palette();
   palette.setColor(QPalette::Button, Qt::darkGreen);
