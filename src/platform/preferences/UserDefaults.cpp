@@ -63,7 +63,7 @@ UserDefaults::UserDefaults(const std::filesystem::path& file) : database_(file),
 /// Locks nothing: the object has no other user, and in a forked child a lock may be held by a thread that is
 /// not there.
 UserDefaults::~UserDefaults() {
-  writePending(waitUntil(Clock::now()));
+  writePending(std::max(Clock::now() + longestWait, holdersUntil_));
 }
 
 std::optional<std::string> UserDefaults::stringForKey(std::string_view key) const {
