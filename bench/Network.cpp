@@ -7,7 +7,7 @@
 #include "Host.h"
 #include "RawHTTP.h"
 #include "RawStore.h"
-#include "flows/EventStoreCodec.h"
+#include "model/EventStoreCodec.h"
 #include "platform/preferences/UserDefaults.h"
 
 namespace corvane::bench {

@@ -8,7 +8,7 @@
 #include "Host.h"
 #include "RawStore.h"
 #include "flows/EventStore.h"
-#include "flows/EventStoreCodec.h"
+#include "model/EventStoreCodec.h"
 #include "platform/preferences/UserDefaultsFlagStore.h"
 
 namespace corvane::bench {

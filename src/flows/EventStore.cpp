@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "async/Suspend.h"
-#include "flows/EventStoreCodec.h"
 #include "model/CodecFailure.h"
+#include "model/EventStoreCodec.h"
 
 namespace corvane {
 

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "async/Background.h"
-#include "flows/EventQueueEntry.h"
 #include "flows/EventStoreChanges.h"
 #include "foundation/DataUpdates.h"
 #include "foundation/FlagStore.h"
+#include "model/EventQueueEntry.h"
 
 namespace corvane {
 

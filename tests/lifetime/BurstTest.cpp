@@ -9,7 +9,7 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 
-#include "flows/EventStoreCodec.h"
+#include "model/EventStoreCodec.h"
 #include "platform/preferences/UserDefaults.h"
 #include "support/Await.h"
 #include "support/BaseURL.h"

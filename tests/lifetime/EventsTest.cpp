@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "flows/EventStoreCodec.h"
 #include "lifetime/HostProgram.h"
+#include "model/EventStoreCodec.h"
 #include "platform/preferences/UserDefaults.h"
 #include "process/SandboxProcess.h"
 #include "support/BaseURL.h"

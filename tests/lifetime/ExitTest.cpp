@@ -108,8 +108,8 @@ TEST(ProcessExitWithPlugin, IsCleanWhenTheLibraryWasLoadedAndUnloadedAtRunTime) 
   const std::array urls{plain.url(""), "https://127.0.0.1:" + std::to_string(plain.port())};
   expectCleanEnds(100, 7, [&](int run, const std::string& folder, const std::string& moment) {
     return runProgram(LIFETIME_PLUGIN_HOST,
-                       {LIFETIME_PLUGIN, urls[run % 4 < 2 ? 0 : 1], folder + "/preferences.sqlite", "7",
-                        run % 2 == 0 ? "return" : "exit", moment});
+                      {LIFETIME_PLUGIN, urls[run % 4 < 2 ? 0 : 1], folder + "/preferences.sqlite", "7",
+                       run % 2 == 0 ? "return" : "exit", moment});
   });
 }
 

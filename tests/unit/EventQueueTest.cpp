@@ -4,7 +4,7 @@
 #include <random>
 
 #include "async/BackgroundTask.h"
-#include "flows/EventStoreCodec.h"
+#include "model/EventStoreCodec.h"
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "flows/EventStoreCodec.h"
+#include "model/EventStoreCodec.h"
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
 

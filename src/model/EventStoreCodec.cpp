@@ -1,4 +1,4 @@
-#include "flows/EventStoreCodec.h"
+#include "model/EventStoreCodec.h"
 
 #include "model/EventRequestJSON.h"
 #include "model/JSON.h"

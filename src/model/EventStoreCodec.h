@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "flows/EventQueueEntry.h"
+#include "model/EventQueueEntry.h"
 
 /// The stored form of the event queue, the same in every version.
 ///
