@@ -165,7 +165,9 @@ TEST_P(HeldFile, IsWaitedForOnceAndThenNotForASecondUnlessAskedFor) {
   EXPECT_TRUE(defaults_->updateData("data", [](const auto&) { return "takes the others along"; }));
   EXPECT_EQ(shell_.run("SELECT value FROM preferences WHERE key = 'text'"), "during");
   EXPECT_EQ(shell_.run("SELECT count(*) FROM preferences"), "22");
+  shell_.run("UPDATE preferences SET value = 'newer' WHERE key = 'text'");
   EXPECT_TRUE(defaults_->synchronize());
+  EXPECT_EQ(defaults_->stringForKey("text"), "newer") << "what was taken along waits no more";
 }
 
 TEST_P(HeldFile, IsWrittenWhenTheLastOwnerOfTheObjectGoes) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "platform/preferences/UserDefaultsFlagStore.h"
+#include "platform/preferences/UserDefaultsStringStore.h"
 #include "store/StoreSupport.h"
 
 namespace corvane::platform {
@@ -37,15 +39,15 @@ TEST_F(UserDefaultsFile, HasOneObjectForAllSpellingsOfItsPath) {
 
 TEST_F(UserDefaultsFile, ReadsInTheShellAsOneTableOfTypedValues) {
   const auto defaults = open();
-  defaults->setString("text", "s");
-  defaults->setBool(true, "b");
+  UserDefaultsStringStore(defaults, "p").setString("text", "s");
+  UserDefaultsFlagStore(defaults, "p").setBool(true, "b");
   defaults->setData("bytes", "d");
   Shell shell(file_);
   EXPECT_EQ(shell.run("SELECT group_concat(key || '=' || value || ':' || typeof(value)) FROM "
                       "(SELECT * FROM preferences ORDER BY key)"),
-            "b=1:integer,d=bytes:blob,s=text:text");
+            "d=bytes:blob,p.b=1:integer,p.s=text:text");
   EXPECT_EQ(shell.run("PRAGMA journal_mode"), "wal");
-  defaults->removeObjectForKey("s");
+  defaults->removeObjectForKey("p.s");
   EXPECT_EQ(shell.run("SELECT count(*) FROM preferences"), "2");
 }
 
