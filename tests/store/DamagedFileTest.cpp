@@ -91,7 +91,7 @@ TEST_F(DamagedFile, FoundByALaterReadIsSetAsideWithItsLogAndThePendingValueSurvi
 
 TEST_F(DamagedFile, ADatabaseOfAnotherProgramIsLeftAlone) {
   // Killed, so that it leaves a log, which is not ours to write back either.
-  Child program([&] {
+  ChildProcess program([&] {
     Shell shell(file_);
     shell.run(
         "PRAGMA journal_mode = WAL;"
@@ -99,7 +99,7 @@ TEST_F(DamagedFile, ADatabaseOfAnotherProgramIsLeftAlone) {
         "INSERT INTO preferences VALUES ('precious', 1)");
     return ::raise(SIGKILL);
   });
-  EXPECT_EQ(program.result(), -SIGKILL);
+  EXPECT_EQ(program.awaitEnd().status, -SIGKILL);
   expectLeftAlone("another program");
 }
 
