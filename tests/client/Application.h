@@ -25,7 +25,7 @@ struct MemoryPasteboard : CorvanePasteboard {
   std::optional<std::string> text;
 };
 
-/// An application with a folder of its own; each test is one installation.
+/// An application with a folder and a backend of its own; each test is one installation.
 struct Application : testing::Test {
   void SetUp() override {
     platform.applicationIdentifier = "com.example.shop";
@@ -37,6 +37,11 @@ struct Application : testing::Test {
     options.autoTrackInstall = false;
     options.retryPolicy = CorvaneRetryPolicy(3, 0, 8);
     queue->poll();
+    setBaseURL(sandbox.baseURL());
+    sandbox.link({{"slug", "summer"},
+                  {"deepLinkPath", "/offers/7"},
+                  {"campaign", "Summer"},
+                  {"customData", {{"price", 9.99}}}});
   }
 
   void TearDown() override {
@@ -75,28 +80,13 @@ struct Application : testing::Test {
 
   static constexpr std::chrono::seconds patience{30};
 
+  SandboxProcess sandbox;
   TemporaryFolder folder;
   CorvanePlatform platform;
   CorvaneOptions options;
   std::shared_ptr<CorvaneMainQueue> queue = std::make_shared<CorvaneMainQueue>();
   std::shared_ptr<MemoryPasteboard> pasteboard = std::make_shared<MemoryPasteboard>();
   std::vector<std::string> calls;
-};
-
-struct ApplicationWithBackend : Application {
-  void SetUp() override {
-    Application::SetUp();
-    setBaseURL(sandbox.baseURL());
-    sandbox.link({{"slug", "summer"},
-                  {"deepLinkPath", "/offers/7"},
-                  {"campaign", "Summer"},
-                  {"customData", {{"price", 9.99}}}});
-  }
-
-  /// A campaign link.
-  std::string linkTo(const std::string& rest) const { return sandbox.baseURL() + "/" + rest; }
-
-  SandboxProcess sandbox;
 };
 
 }  // namespace corvane::test

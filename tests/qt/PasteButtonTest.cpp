@@ -96,7 +96,7 @@ TEST_F(CorvanePasteButton, ReadsTheContentOnceWhenItIsPressedAndOnlyTheFormatsBe
   EXPECT_EQ(reads, 0);
   QTest::mouseClick(window, Qt::LeftButton, {}, middle());
   EXPECT_EQ(reads, 1);
-  EXPECT_TRUE(comesTrue([this] { return tokens() == QStringList{"watched"}; }));
+  EXPECT_TRUE(comesTrue([this] { return tokens() == QStringList{"grüße"}; }));
   auto* const picture = new QMimeData;
   picture->setData("image/png", "not text");
   QGuiApplication::clipboard()->setMimeData(picture);

@@ -18,7 +18,7 @@ struct WatchedText : QMimeData {
     if (format != "text/plain") return {};
     EXPECT_EQ(QThread::currentThread(), QCoreApplication::instance()->thread());
     ++reads_;
-    return QString("watched");
+    return QString("grüße");
   }
 
  private:

@@ -44,16 +44,7 @@ TEST_F(SandboxPages, TheLivePageShowsACampaignFromItsLinkToTheInstall) {
   EXPECT_EQ(browser.evaluate("document.querySelector('#links .note').textContent"),
             "Summer & <b>Sun</b> · /offers/7");
 
-  Browser visitor(folder.path() / "visitor");
-  visitor.allowClipboard(sandbox.baseURL());
-  visitor.open(sandbox.baseURL() + "/l/summer");
-  EXPECT_EQ(visitor.evaluate("document.querySelector('h1').textContent"), "Summer & <b>Sun</b>");
-  visitor.press("#copy");
-  visitor.awaitTrue("document.getElementById('status').className === 'done'");
-  const std::string token = sandbox.records()["clicks"][0]["token"];
-  EXPECT_EQ(visitor.evaluate("navigator.clipboard.readText()"),
-            sandbox.baseURL() + "/summer?cv_click=" + token);
-
+  const std::string token = sandbox.click("summer").token;
   sandbox.post("/v1/events/install",
                {{"identifier", "<img src=x>"}, {"platform", "iOS"}, {"consent", true}, {"clickId", token}},
                {"X-Api-Key: cv_test"});
@@ -75,21 +66,23 @@ TEST_F(SandboxPages, TheLivePageShowsACampaignFromItsLinkToTheInstall) {
   EXPECT_EQ(sandbox.records()["installs"].size(), 0u);
 }
 
-TEST_F(SandboxPages, TheLandingPageCopiesWithoutASecureContext) {
-  sandbox.link({{"slug", "summer"}});
-  std::string origin = sandbox.baseURL();
-  origin.replace(origin.find("127.0.0.1"), 9, "phone.local");
+TEST_F(SandboxPages, TheLandingPageCopiesWithAndWithoutASecureContext) {
+  sandbox.link({{"slug", "summer"}, {"campaign", "Summer & <b>Sun</b>"}});
   Browser visitor(folder.path() / "visitor");
-  visitor.open(origin + "/l/summer");
-  ASSERT_EQ(visitor.evaluate("window.isSecureContext"), false);
-  visitor.press("#copy");
-  visitor.awaitTrue("document.getElementById('status').className === 'done'");
-  EXPECT_EQ(visitor.evaluate("document.getElementById('text').hidden"), true);
-
-  const std::string token = sandbox.records()["clicks"][0]["token"];
   visitor.allowClipboard(sandbox.baseURL());
-  visitor.open(sandbox.baseURL() + "/");
-  EXPECT_EQ(visitor.evaluate("navigator.clipboard.readText()"), origin + "/summer?cv_click=" + token);
+  std::string phone = sandbox.baseURL();
+  phone.replace(phone.find("127.0.0.1"), 9, "phone.local");
+  for (const std::string& origin : {sandbox.baseURL(), phone}) {
+    visitor.open(origin + "/l/summer");
+    ASSERT_EQ(visitor.evaluate("window.isSecureContext"), origin != phone);
+    EXPECT_EQ(visitor.evaluate("document.querySelector('h1').textContent"), "Summer & <b>Sun</b>");
+    visitor.press("#copy");
+    visitor.awaitTrue("document.getElementById('status').className === 'done'");
+    EXPECT_EQ(visitor.evaluate("document.getElementById('text').hidden"), true);
+    const std::string token = sandbox.records()["clicks"].back()["token"];
+    visitor.open(sandbox.baseURL() + "/");
+    EXPECT_EQ(visitor.evaluate("navigator.clipboard.readText()"), origin + "/summer?cv_click=" + token);
+  }
 }
 
 }  // namespace

@@ -101,15 +101,15 @@ TEST(SandboxServer, RefusesHostNamesOfForeignWebSites) {
 
 TEST(SandboxServer, RefusesWhatIsNotHTTPOrTooLarge) {
   SandboxProcess sandbox;
-  RawConnection nonsense(sandbox);
-  nonsense.send("\x16\x03\x01 what?\r\n\r\n");
-  EXPECT_TRUE(nonsense.everything().starts_with("HTTP/1.1 400"));
-  RawConnection large(sandbox);
-  large.send("GET / HTTP/1.1\r\nX: " + std::string(20'000, 'x'));
-  EXPECT_TRUE(large.everything().starts_with("HTTP/1.1 431"));
-  RawConnection pipelined(sandbox);
-  pipelined.send("GET /a HTTP/1.1\r\nHost: localhost\r\n\r\nGET /b HTTP/1.0\r\nHost: localhost\r\n\r\n");
-  const std::string both = pipelined.everything();
+  const auto responses = [&](const std::string& text) {
+    RawConnection connection(sandbox);
+    connection.send(text);
+    return connection.everything();
+  };
+  EXPECT_TRUE(responses("\x16\x03\x01 what?\r\n\r\n").starts_with("HTTP/1.1 400"));
+  EXPECT_TRUE(responses("GET / HTTP/1.1\r\nX: " + std::string(20'000, 'x')).starts_with("HTTP/1.1 431"));
+  const std::string both =
+      responses("GET /a HTTP/1.1\r\nHost: localhost\r\n\r\nGET /b HTTP/1.0\r\nHost: localhost\r\n\r\n");
   EXPECT_NE(both.find("not found: /a"), std::string::npos) << both;
   EXPECT_NE(both.find("not found: /b"), std::string::npos) << both;
 }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <iostream>
 #include <map>
 #include <string>
 
@@ -17,19 +16,14 @@ namespace VFS = test::PowerLossVFS;
 
 class PowerLoss : public test::PreferencesTest {
  protected:
-  void SetUp() override {
-    VFS::install();
-    VFS::reset();
-  }
-
-  void TearDown() override { VFS::reset(); }
+  PowerLoss() { VFS::install(); }
+  ~PowerLoss() override { VFS::uninstall(); }
 };
 
 TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
   test::Draw draw("PowerLoss");
-  const auto below = [&](std::uint64_t bound) { return draw.below(bound); };
   std::map<std::string, std::string> synced;
-  int cuts = 0, writes = 0;
+  int cuts = 0;
 
   for (int round = 0; round < (test::repeatsInFull ? 300 : 60); ++round) {
     VFS::cutPowerAt(static_cast<int>(draw.below(250)));
@@ -50,11 +44,10 @@ TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
         if (!defaults->synchronize()) break;
         synced[key] = value;
         underWay.clear();
-        ++writes;
       }
     }
     cuts += VFS::powerIsCut() ? 1 : 0;
-    VFS::losePower(below);
+    VFS::losePower([&](std::uint64_t bound) { return draw.below(bound); });
 
     const auto defaults = open();
     for (auto& [key, value] : synced) {
@@ -65,7 +58,7 @@ TEST_F(PowerLoss, CostsNoWriteThatReachedTheFile) {
     expectHealthyFile();
     ASSERT_FALSE(HasFailure()) << "round " << round;
   }
-  std::cout << cuts << " power cuts, " << writes << " synced writes" << std::endl;
+  EXPECT_GT(cuts, 0);
 }
 
 /// The disk fails once, or for good until it is repaired, at each of its operations in turn.
@@ -75,8 +68,7 @@ TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
   const auto [code, count] = GetParam();
   open()->setString("4F0C", "device_id");
   bool failed = true;
-  int operation = 0;
-  for (; failed; ++operation) {
+  for (int operation = 0; failed; ++operation) {
     SCOPED_TRACE("operation " + std::to_string(operation));
     VFS::reset();
     VFS::fail(operation, code, count);
@@ -84,11 +76,8 @@ TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
     {
       const auto defaults = open();
       defaults->setString(value, "text");
-      defaults->setBool(operation % 2 == 0, "flag");
       defaults->setData(std::string(20'000, 'x') + value, "data");
-      defaults->removeObjectForKey("absent");
       EXPECT_EQ(defaults->stringForKey("text"), value);
-      EXPECT_EQ(defaults->boolForKey("flag"), operation % 2 == 0);
       EXPECT_TRUE(code != SQLITE_FULL || defaults->stringForKey("device_id") == "4F0C")
           << "a full disk is read";
       EXPECT_EQ(defaults->dataForKey("data"), std::string(20'000, 'x') + value);
@@ -106,7 +95,6 @@ TEST_P(FailingDisk, CostsNoValueAndNoHealthyFile) {
     expectHealthyFile();
     ASSERT_FALSE(HasFailure());
   }
-  std::cout << "failed at each of " << operation - 1 << " operations" << std::endl;
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, FailingDisk,

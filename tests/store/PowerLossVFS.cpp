@@ -6,7 +6,6 @@
 #include <climits>
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -20,7 +19,6 @@ constexpr std::size_t sectorSize = 512;
 /// What the disk surely holds, by path; none for a file whose existence was never synced.
 using Disk = std::map<std::string, std::optional<std::string>>;
 
-std::mutex mutex;  // guards all of the following
 Disk disk;
 int operationCount = 0;
 int failFrom = INT_MAX, failCount = 0, failCode = SQLITE_OK;
@@ -28,119 +26,96 @@ int powerEnds = INT_MAX;
 
 sqlite3_vfs* real = nullptr;
 
-/// The real file stands behind this one in the same block of memory.
-struct File {
-  sqlite3_file base;
+/// Stands behind the real file in the same block of memory.
+struct Addition {
+  const sqlite3_io_methods* realMethods;
+  sqlite3_io_methods methods;
   bool folderNeedsSync;
-  char path[PATH_MAX];
-  sqlite3_file* below() { return reinterpret_cast<sqlite3_file*>(this + 1); }
+  const char* path;  // none for a temporary file
 };
 
-File* fileOf(sqlite3_file* file) {
-  return reinterpret_cast<File*>(file);
+Addition& additionTo(sqlite3_file* file) {
+  return *reinterpret_cast<Addition*>(reinterpret_cast<char*>(file) + real->szOsFile);
 }
 
 /// Counts one operation; the code with which it fails, or SQLITE_OK.
 int nextOperation() {
-  const std::lock_guard lock(mutex);
   const int number = operationCount++;
   if (number >= powerEnds) return SQLITE_IOERR;
   if (number >= failFrom && number - failFrom < failCount) return failCode;
   return SQLITE_OK;
 }
 
-bool isTracked(const char* path, int flags) {
-  constexpr int kinds = SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL | SQLITE_OPEN_MAIN_JOURNAL;
-  return path != nullptr && (flags & kinds) != 0;
-}
-
 /// Through SQLite's own descriptor: closing another one would drop its locks.
 std::string contentThrough(sqlite3_file* file) {
+  const sqlite3_io_methods* const methods = additionTo(file).realMethods;
   sqlite3_int64 size = 0;
-  file->pMethods->xFileSize(file, &size);
+  methods->xFileSize(file, &size);
   std::string content(static_cast<std::size_t>(size), '\0');
-  file->pMethods->xRead(file, content.data(), static_cast<int>(size), 0);
+  methods->xRead(file, content.data(), static_cast<int>(size), 0);
   return content;
 }
 
-/// Hands a method to the real file; `counted` ones are operations of the disk, and may fail.
-template <auto method, bool counted, typename Result, typename... Arguments>
-Result forward(sqlite3_file* file, Arguments... arguments) {
-  if constexpr (counted) {
-    if (const int code = nextOperation(); code != SQLITE_OK) return code;
-  }
-  sqlite3_file* below = fileOf(file)->below();
-  return (below->pMethods->*method)(below, arguments...);
+/// The method of the real file, as an operation of the disk that may fail.
+template <auto method, typename... Arguments>
+int operate(sqlite3_file* file, Arguments... arguments) {
+  if (const int code = nextOperation(); code != SQLITE_OK) return code;
+  return (additionTo(file).realMethods->*method)(file, arguments...);
 }
 
 int readFile(sqlite3_file* file, void* target, int size, sqlite3_int64 offset) {
   if (powerIsCut()) return SQLITE_IOERR_READ;
-  sqlite3_file* below = fileOf(file)->below();
-  return below->pMethods->xRead(below, target, size, offset);
+  return additionTo(file).realMethods->xRead(file, target, size, offset);
 }
 
 int syncFile(sqlite3_file* file, int) {
   if (const int code = nextOperation(); code != SQLITE_OK) return code;
   // The real sync is left out: no test pulls the real plug.
-  const std::lock_guard lock(mutex);
-  File* self = fileOf(file);
-  disk[self->path] = contentThrough(self->below());
+  Addition& addition = additionTo(file);
+  if (addition.path != nullptr) disk[addition.path] = contentThrough(file);
   // As SQLite's own layer for this system does it: the first sync of a log or journal syncs the folder too.
-  if (std::exchange(self->folderNeedsSync, false)) {
+  if (std::exchange(addition.folderNeedsSync, false)) {
     std::erase_if(disk, [](const auto& entry) { return !std::filesystem::exists(entry.first); });
   }
   return SQLITE_OK;
 }
 
-const sqlite3_io_methods methods = [] {
+void replaceMethods(sqlite3_file* file) {
   using M = sqlite3_io_methods;
-  M all{};
-  all.iVersion = 2;
-  all.xClose = forward<&M::xClose, false>;
-  all.xRead = readFile;
-  all.xWrite = forward<&M::xWrite, true>;
-  all.xTruncate = forward<&M::xTruncate, true>;
-  all.xSync = syncFile;
-  all.xFileSize = forward<&M::xFileSize, false>;
-  all.xLock = forward<&M::xLock, false>;
-  all.xUnlock = forward<&M::xUnlock, false>;
-  all.xCheckReservedLock = forward<&M::xCheckReservedLock, false>;
-  all.xFileControl = forward<&M::xFileControl, false>;
-  all.xSectorSize = [](sqlite3_file*) { return static_cast<int>(sectorSize); };
-  all.xDeviceCharacteristics = [](sqlite3_file*) { return SQLITE_IOCAP_POWERSAFE_OVERWRITE; };
-  all.xShmMap = forward<&M::xShmMap, true>;
-  all.xShmLock = forward<&M::xShmLock, false>;
-  all.xShmBarrier = forward<&M::xShmBarrier, false>;
-  all.xShmUnmap = forward<&M::xShmUnmap, false>;
-  return all;
-}();
+  Addition& addition = additionTo(file);
+  addition.realMethods = file->pMethods;
+  addition.methods = *file->pMethods;
+  addition.methods.iVersion = 2;  // does not map the file
+  addition.methods.xRead = readFile;
+  addition.methods.xWrite = operate<&M::xWrite>;
+  addition.methods.xTruncate = operate<&M::xTruncate>;
+  addition.methods.xSync = syncFile;
+  addition.methods.xSectorSize = [](sqlite3_file*) { return static_cast<int>(sectorSize); };
+  addition.methods.xShmMap = operate<&M::xShmMap>;
+  file->pMethods = &addition.methods;
+}
 
 int openFile(sqlite3_vfs*, const char* path, sqlite3_file* file, int flags, int* outFlags) {
-  File* self = fileOf(file);
-  self->base.pMethods = nullptr;
-  const bool tracked = isTracked(path, flags);
-  const bool existed = tracked && std::filesystem::exists(path);
+  file->pMethods = nullptr;
+  const bool existed = path != nullptr && std::filesystem::exists(path);
   // A full disk still opens what exists.
   if (const int code = nextOperation(); code != SQLITE_OK && !(code == SQLITE_FULL && existed)) {
     return SQLITE_CANTOPEN;
   }
-  const int code = real->xOpen(real, path, self->below(), flags, outFlags);
+  const int code = real->xOpen(real, path, file, flags, outFlags);
   if (code != SQLITE_OK) return code;
-  self->base.pMethods = &methods;
-  self->path[0] = '\0';
-  self->folderNeedsSync = tracked && !existed;
-  if (!tracked) return SQLITE_OK;
-  std::copy_n(path, std::min<std::size_t>(std::string_view(path).size() + 1, PATH_MAX), self->path);
-  const std::lock_guard lock(mutex);
-  if (!disk.contains(path))
-    disk[path] = existed ? std::optional(contentThrough(self->below())) : std::nullopt;
+  replaceMethods(file);
+  Addition& addition = additionTo(file);
+  addition.path = path;
+  addition.folderNeedsSync = !existed;
+  if (path != nullptr && !disk.contains(path))
+    disk[path] = existed ? std::optional(contentThrough(file)) : std::nullopt;
   return SQLITE_OK;
 }
 
 int deleteFile(sqlite3_vfs*, const char* path, int syncFolder) {
   if (const int code = nextOperation(); code != SQLITE_OK) return SQLITE_IOERR_DELETE;
   const int code = real->xDelete(real, path, 0);
-  const std::lock_guard lock(mutex);
   if (syncFolder != 0) disk.erase(path);
   return code;
 }
@@ -164,61 +139,58 @@ void install() {
     real = sqlite3_vfs_find(nullptr);
     sqlite3_vfs vfs = *real;
     vfs.zName = "power-loss";
-    vfs.szOsFile = static_cast<int>(sizeof(File)) + real->szOsFile;
+    vfs.szOsFile = real->szOsFile + static_cast<int>(sizeof(Addition));
     vfs.pNext = nullptr;
     vfs.xOpen = openFile;
     vfs.xDelete = deleteFile;
     return vfs;
   }();
   sqlite3_vfs_register(&own, 1);
+  reset();
+}
+
+void uninstall() {
+  sqlite3_vfs_register(real, 1);
 }
 
 void reset() {
-  const std::lock_guard lock(mutex);
   disk.clear();
   operationCount = 0;
   failFrom = powerEnds = INT_MAX;
 }
 
 int operations() {
-  const std::lock_guard lock(mutex);
   return operationCount;
 }
 
 void fail(int operation, int code, int count) {
-  const std::lock_guard lock(mutex);
   failFrom = operation;
   failCode = code;
   failCount = count;
 }
 
 void cutPowerAt(int operation) {
-  const std::lock_guard lock(mutex);
   powerEnds = operation;
 }
 
 bool powerIsCut() {
-  const std::lock_guard lock(mutex);
   return operationCount > powerEnds;
 }
 
 void losePower(const std::function<std::uint64_t(std::uint64_t)>& draw) {
-  {
-    const std::lock_guard lock(mutex);
-    for (const auto& [path, synced] : disk) {
-      const bool isThere = std::filesystem::exists(path);
-      if (!synced) {
-        if (isThere && draw(2) == 0) std::filesystem::remove(path);
-        continue;
-      }
-      if (!isThere && draw(2) == 0) continue;
-      const std::string content = afterPowerLoss(*synced, isThere ? contentOf(path) : *synced, draw);
-      // Some file systems wait for the disk when an old file is written anew.
-      std::filesystem::remove(path);
-      writeContent(path, content);
+  for (const auto& [path, synced] : disk) {
+    const bool isThere = std::filesystem::exists(path);
+    if (!synced) {
+      if (isThere && draw(2) == 0) std::filesystem::remove(path);
+      continue;
     }
-    for (const auto& [path, synced] : disk) std::filesystem::remove(path + "-shm");
+    if (!isThere && draw(2) == 0) continue;
+    const std::string content = afterPowerLoss(*synced, isThere ? contentOf(path) : *synced, draw);
+    // Some file systems wait for the disk when an old file is written anew.
+    std::filesystem::remove(path);
+    writeContent(path, content);
   }
+  for (const auto& [path, synced] : disk) std::filesystem::remove(path + "-shm");
   reset();
 }
 

@@ -13,10 +13,12 @@ namespace corvane::test {
 /// one that was deleted without a sync of its folder may come back. A sector of 512 bytes is written whole or
 /// not at all.
 ///
-/// `install` makes it SQLite's default for the rest of the process. It does nothing of its own accord.
+/// SQLite uses it by default between `install` and `uninstall`. It does nothing of its own accord. One
+/// thread.
 namespace PowerLossVFS {
 
 void install();
+void uninstall();
 
 /// Forgets all files and ends every failure.
 void reset();

@@ -2,11 +2,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
-#include <csignal>
+#include <functional>
 #include <iostream>
-#include <list>
 #include <optional>
 #include <thread>
 
@@ -33,9 +31,7 @@ class SharedFile : public test::PreferencesTest {
   }
 };
 
-using AdvisoryLockTest = SharedFile;
-
-TEST_F(AdvisoryLockTest, IsWaitedForAsLongAsAskedAndNotKeptByAWaitThatTimedOut) {
+TEST_F(SharedFile, HasALockThatIsWaitedForAsLongAsAskedAndNotKeptByAWaitThatTimedOut) {
   std::optional<AdvisoryLock> holder(std::in_place, openFolder(), Clock::now());
   // The first of them leaves a thread in the queue, the second one polls.
   for (const auto wait : {50ms, 60ms}) {
@@ -45,28 +41,6 @@ TEST_F(AdvisoryLockTest, IsWaitedForAsLongAsAskedAndNotKeptByAWaitThatTimedOut) 
   }
   holder.reset();
   EXPECT_NO_THROW(AdvisoryLock(openFolder(), Clock::now() + 10s)) << "the thread in the queue has kept it";
-}
-
-TEST_F(SharedFile, TakesTheChangesOfFourProcessesInTurn) {
-  constexpr int each = 25;
-  const auto add = [](const std::optional<std::string>& before) {
-    return std::optional(std::to_string(std::stoi(before.value_or("0")) + 1));
-  };
-  std::list<ChildProcess> writers;
-  for (int number = 0; number < 4; ++number) {
-    writers.emplace_back([&] {
-      const auto defaults = open();
-      std::chrono::milliseconds longest{};
-      const auto deadline = Clock::now() + 30s;
-      int left = each;
-      while (left > 0 && Clock::now() < deadline)
-        longest = std::max(longest, timeOf([&] { left -= defaults->updateData("count", add) ? 1 : 0; }));
-      std::cout << "the longest call took " << longest.count() << " ms" << std::endl;
-      return left;
-    });
-  }
-  for (ChildProcess& writer : writers) EXPECT_EQ(writer.awaitEnd().status, 0);
-  EXPECT_EQ(open()->dataForKey("count"), std::to_string(4 * each));
 }
 
 TEST_F(SharedFile, IsLeftToItsParentByAForkedChild) {
@@ -105,22 +79,6 @@ TEST_F(SharedFile, IsNotHeldByAChildThatWasForkedDuringAWriteAndLivesOn) {
   }));
   writer.writeLine("written");
   EXPECT_EQ(writer.awaitEnd().status, 0) << "the child keeps the lock";
-}
-
-TEST_F(SharedFile, KeepsWhatWasWrittenBeforeAWriterWasKilled) {
-  ChildProcess child([&] {
-    const auto defaults = open();
-    defaults->setString("before", "text");
-    defaults->updateData("data", [](const auto&) { return ::raise(SIGKILL) == 0 ? "" : "not killed"; });
-    return 0;
-  });
-  EXPECT_EQ(child.awaitEnd().status, -SIGKILL);
-  const auto defaults = open();
-  EXPECT_EQ(defaults->stringForKey("text"), "before");
-  EXPECT_EQ(defaults->dataForKey("data"), std::nullopt);
-  defaults->setBool(true, "after");
-  EXPECT_TRUE(defaults->synchronize());
-  expectHealthyFile();
 }
 
 /// Another process that holds the file: a writer of this library, or a shell.

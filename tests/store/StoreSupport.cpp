@@ -4,21 +4,10 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <fstream>
 #include <iterator>
 
 namespace corvane::test {
-
-std::vector<std::string> namesWith(std::string_view text, const std::filesystem::path& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    std::string name = entry.path().filename().string();
-    if (name.find(text) != std::string::npos) names.push_back(std::move(name));
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
 
 std::string contentOf(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
@@ -57,6 +46,15 @@ std::shared_ptr<platform::UserDefaults> PreferencesTest::open() {
   auto defaults = platform::UserDefaults::open(file_);
   defaults->reportProblemsTo([this](const std::string& text) { problems_.push_back(text); });
   return defaults;
+}
+
+std::vector<std::string> PreferencesTest::keptFiles() const {
+  std::vector<std::string> contents;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.path())) {
+    if (entry.path().string().find(".corrupt-") != std::string::npos)
+      contents.push_back(contentOf(entry.path()));
+  }
+  return contents;
 }
 
 void PreferencesTest::expectHealthyFile() const {

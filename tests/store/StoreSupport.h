@@ -16,9 +16,6 @@ struct sqlite3;
 
 namespace corvane::test {
 
-/// The names in a folder that hold the text, sorted.
-std::vector<std::string> namesWith(std::string_view text, const std::filesystem::path& folder);
-
 std::string contentOf(const std::filesystem::path& file);
 void writeContent(const std::filesystem::path& file, std::string_view content);
 
@@ -42,8 +39,8 @@ class PreferencesTest : public ::testing::Test {
  protected:
   std::shared_ptr<platform::UserDefaults> open();
   void expectHealthyFile() const;
-  /// The files that were kept because they were unreadable.
-  std::vector<std::string> keptFiles() const { return namesWith(".corrupt-", folder_.path()); }
+  /// The contents of the files that were kept because they were unreadable.
+  std::vector<std::string> keptFiles() const;
 
   TemporaryFolder folder_;
   std::filesystem::path file_ = folder_.path() / "preferences.sqlite";
