@@ -46,7 +46,7 @@ struct ClientCore : ::testing::Test {
   Calls calls;
 };
 
-TEST_F(ClientCore, ReplaysARestoredAttributionLaterAndThenCountsItAsDelivered) {
+TEST_F(ClientCore, ARestoredAttributionCountsAsDeliveredOnlyAfterItsReplayWhichComesLater) {
   restore(attribution(1));
   noteAttributions();
   EXPECT_EQ(calls, Calls());
@@ -55,9 +55,7 @@ TEST_F(ClientCore, ReplaysARestoredAttributionLaterAndThenCountsItAsDelivered) {
   EXPECT_EQ(callsSoFar(), Calls());
   noteAttributions();
   EXPECT_EQ(callsSoFar(), Calls{"attribution 1"});
-}
 
-TEST_F(ClientCore, DeliversARestoredAttributionThatWasNotReplayed) {
   restore(attribution(1, "/a"));
   noteLinks();
   deliver(1, "/a");
@@ -70,7 +68,10 @@ TEST_F(ClientCore, RoutesADeferredLinkWithADestinationAfterTheAttribution) {
   deliver(1, "/a");
   deliver(2, "/b", false);
   deliver(3, "/");
-  EXPECT_EQ(calls, (Calls{"attribution 1", "/a deferred", "attribution 2", "attribution 3"}));
+  deliver(4, "");
+  deliver(5);
+  EXPECT_EQ(calls, (Calls{"attribution 1", "/a deferred", "attribution 2", "attribution 3", "attribution 4",
+                          "attribution 5"}));
 }
 
 TEST_F(ClientCore, ParksTheLatestDeferredLinkForTheNextRegistrationOnce) {
@@ -129,7 +130,8 @@ TEST_F(ClientCore, AReengagementLinkIsDeliveredAtOnceOrDropped) {
   noteLinks();
   EXPECT_EQ(callsSoFar(), Calls());
   core->deliverReengagementLink(link);
-  EXPECT_EQ(calls, Calls{"/a reengagement"});
+  core->deliverReengagementLink(*attribution(2, "").deepLink());
+  EXPECT_EQ(calls, (Calls{"/a reengagement", "/ reengagement"}));
 }
 
 TEST_F(ClientCore, DeliversErrorsLaterAndUnchanged) {
