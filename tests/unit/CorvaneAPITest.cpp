@@ -1,13 +1,10 @@
-#include <gtest/gtest.h>
+#include "api/CorvaneAPI.h"
 
 #include <cmath>
 
-#include "api/CorvaneAPI.h"
 #include "async/BackgroundTask.h"
-#include "corvane/CorvaneCancellationError.h"
 #include "support/CapturedOutput.h"
-#include "support/FakeBackground.h"
-#include "support/ScriptedHTTPClient.h"
+#include "support/FlowFixture.h"
 
 namespace corvane::test {
 namespace {
@@ -16,11 +13,15 @@ namespace asio = boost::asio;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 using Waits = std::vector<std::chrono::nanoseconds>;
-using Sent = std::vector<std::string>;
 
 constexpr const char* ackBody = R"({"id":7,"attributed":true})";
 
-struct CorvaneAPI : ::testing::Test {
+struct CorvaneAPI : FlowFixture {
+  void SetUp() override {
+    api.logger = logger;
+    api.retryPolicy = CorvaneRetryPolicy(3, 0.5, 8);
+  }
+
   /// Sends one event in a task of its own.
   std::function<void()> sendEvent() {
     return spawn(background, [this]() -> asio::awaitable<void> {
@@ -39,41 +40,21 @@ struct CorvaneAPI : ::testing::Test {
     while (!ack && !failure && !background->waits.empty() && !http->isWaiting()) background->advance(1h);
   }
 
-  std::shared_ptr<FakeBackground> background = std::make_shared<FakeBackground>();
-  std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
-  corvane::CorvaneAPI api{.baseURL = "https://api.test",
-                          .http = http,
-                          .background = background,
-                          .logger = {true, CorvaneLogLevel::debug},
-                          .apiKey = "cv_live_1"};
   EventRequest event{.identifier = "app", .name = "n"};
   std::optional<EventAckDTO> ack;
   std::optional<Failure> failure;
 };
 
-TEST_F(CorvaneAPI, PostsWithItsKeysAndResolvesLinksWithoutAny) {
+TEST_F(CorvaneAPI, PostsWithItsKeys) {
   http->respond(200, ackBody);
   sendEventToItsEnd();
   const URLRequest& post = http->sent.at(0);
   EXPECT_EQ(post.method + " " + post.url, "POST https://api.test/v1/events");
-  EXPECT_EQ(post.headers, (std::vector<URLRequest::Header>{{"Content-Type", "application/json"},
-                                                           {"X-Api-Key", "cv_live_1"},
-                                                           {"Idempotency-Key", "key-1"}}));
+  EXPECT_EQ(post.headers,
+            (std::vector<URLRequest::Header>{
+                {"Content-Type", "application/json"}, {"X-Api-Key", "k"}, {"Idempotency-Key", "key-1"}}));
   EXPECT_EQ(post.body, R"({"identifier":"app","name":"n"})");
   EXPECT_EQ(ack->id, 7);
-
-  http->respond(200, R"({"slug":"s"})");
-  std::optional<DeepLinkDTO> link;
-  spawn(background, [&]() -> asio::awaitable<void> {
-    std::optional<std::string> host = "go.test";
-    std::optional<std::string> slug = "a b&c=d/é";
-    link = co_await api.resolveLink({}, std::move(host), std::move(slug));
-  });
-  background->run();
-  EXPECT_EQ(link->slug, "s");
-  EXPECT_EQ(http->sent.at(1).url,
-            "https://api.test/v1/links/resolve?host=go.test&slug=a%20b%26c%3Dd%2F%C3%A9");
-  EXPECT_TRUE(http->sent.at(1).headers.empty() && !http->sent.at(1).body);
 }
 
 TEST_F(CorvaneAPI, RefusesBeforeSendingWhatCannotBeSent) {
@@ -196,15 +177,6 @@ TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAg
   cancel();
   background->run();
   EXPECT_TRUE(ack) << "the response came before the cancellation";
-}
-
-TEST_F(CorvaneAPI, WhenTheProcessExitsTheLastOutcomeIsFinal) {
-  http->respond(503, "busy");
-  sendEvent();
-  background->run();
-  background->exit();
-  EXPECT_EQ(failure, Failure(CorvaneError::server(503, "busy")));
-  EXPECT_EQ(http->sent.size(), 1U);
 }
 
 }  // namespace

@@ -53,13 +53,10 @@ TEST(DeviceIdentity, IsCreatedOnceAndAnEmptyOneIsReplaced) {
   EXPECT_EQ(identity.deviceIdOrCreate(), "any text");
 }
 
-TEST(URL, AddsAQueryThatNoValueCanBreakOutOf) {
-  EXPECT_EQ(urlWithQuery("https://h.test/p", {{"a", "1&b=2"}, {"c", ""}, {"d", "\xC3\xA9+/?#%"}}),
-            "https://h.test/p?a=1%26b%3D2&c=&d=%C3%A9%2B%2F%3F%23%25");
+TEST(URL, AddsAQueryThatNoValueCanBreakOutOfAndOnlyToAURL) {
+  EXPECT_EQ(urlWithQuery("https://h.test/p", {{"a b", "1&b=2"}, {"c", ""}, {"d", "\xC3\xA9+/?#%"}}),
+            "https://h.test/p?a%20b=1%26b%3D2&c=&d=%C3%A9%2B%2F%3F%23%25");
   EXPECT_EQ(urlWithQuery("https://h.test/p", {}), "https://h.test/p");
-  for (const char* text : {"", "no scheme", "/v1/x", "http://[::1/x", "http://h test/"}) {
-    EXPECT_FALSE(isURL(text)) << text;
+  for (const char* text : {"", "no scheme", "/v1/x", "http://[::1/x", "http://h test/"})
     EXPECT_EQ(urlWithQuery(text, {}), std::nullopt) << text;
-  }
-  EXPECT_EQ(urlPath("https://h.test/v1/events?x=1"), "/v1/events");
 }
