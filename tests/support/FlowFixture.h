@@ -21,7 +21,10 @@ namespace corvane::test {
 /// The parts of a flow, with a scripted backend, a fake clock and a main thread that runs when the test says
 /// so. `delivered` lists what reached the host, in order.
 struct FlowFixture : ::testing::Test {
-  FlowFixture() {
+  FlowFixture() { noteDeliveries(); }
+
+  /// Registers the callbacks of `core`.
+  void noteDeliveries() {
     core->onLink([this](const CorvaneDeepLink& link, CorvaneLinkSource source) {
       delivered.push_back((source == CorvaneLinkSource::deferred ? "deferred " : "reengagement ") +
                           link.path());

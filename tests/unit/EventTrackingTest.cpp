@@ -124,20 +124,15 @@ TEST_F(EventTracking, EventsThatAreCancelledOrEndedByTheExitAreQueued) {
 
 TEST_F(EventTracking, AFailedEventIsStoredBeforeItsErrorIsDelivered) {
   struct Witness : ManualExecutor {
-    void post(std::function<void()> function) override {
-      storedThen = flags->dataForKey("event_queue").has_value();
-      ManualExecutor::post(std::move(function));
-    }
-    std::shared_ptr<FlagStore> flags;
+    explicit Witness(const FlagStore& watched) : flags(watched) {}
+    void post(std::function<void()>) override { storedThen = flags.dataForKey("event_queue").has_value(); }
+    const FlagStore& flags;
     bool storedThen = false;
   };
-  const auto witness = std::make_shared<Witness>();
-  witness->flags = flags;
+  const auto witness = std::make_shared<Witness>(*flags);
   core = std::make_shared<ClientCore>(MainThread(witness), std::nullopt);
-  core->onError([](const std::exception&) {});
-  auto flow = makeFlow();
-  flow->trackEventAsync({.name = "purchase", .value = std::nullopt, .currency = std::nullopt});
-  flow.reset();
+  noteDeliveries();
+  makeFlow()->trackEventAsync({"purchase", {}, {}});
   http->respond(500, "");
   run();
   EXPECT_TRUE(witness->storedThen);
