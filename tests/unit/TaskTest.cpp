@@ -54,31 +54,30 @@ TEST_F(CorvaneTaskOnAForeignExecutor, DeliversItsOutcomeToEveryWaiterOnTheMainTh
   state->complete(CorvaneError::emptyResponse());
   EXPECT_EQ(task.get(), attributed) << "completed once";
 
-  task = Task(std::exchange(state, std::make_shared<State>(MainThread(main))));
-  Task failing(state);
-  await(failing, &awaited);
-  failing = task;
-  std::exchange(state, nullptr)->complete(CorvaneError::transport("down"));
+  auto failing = std::make_shared<State>(MainThread(main));
+  await(Task(failing), &awaited);
+  std::exchange(failing, nullptr)->complete(CorvaneError::transport("down"));
   main->run();
   EXPECT_EQ(awaited, "Network error: down") << "the coroutine held the last handle";
 }
 
-TEST_F(CorvaneTaskOnAForeignExecutor, WaitingOnTheMainThreadThrowsUnlessItIsComplete) {
+TEST_F(CorvaneTaskOnAForeignExecutor, AnotherThreadThanMainAndBackgroundWaitsAndIsWoken) {
   EXPECT_THROW(task.get(), std::logic_error);
   EXPECT_THROW(task.waitFor(1h), std::logic_error);
-  state->complete(attributed);
-  EXPECT_TRUE(task.waitFor(0s));
-  EXPECT_EQ(task.get(), attributed);
-}
-
-TEST_F(CorvaneTaskOnAForeignExecutor, AnotherThreadWaitsAndIsWoken) {
   main->isMain = false;
   EXPECT_FALSE(task.waitFor(-1h));
+  std::thread([&] {
+    markBackgroundThread();
+    EXPECT_THROW(task.waitFor(1ms), std::logic_error);
+  }).join();
   std::thread waiter([&] { EXPECT_TRUE(task.waitFor(30s)) << "not woken"; });
   std::thread patient([&] { EXPECT_TRUE(task.waitFor(std::chrono::nanoseconds::max())); });
   state->complete(attributed);
   waiter.join();
   patient.join();
+  main->isMain = true;
+  EXPECT_TRUE(task.waitFor(0s)) << "complete, it need not be waited for";
+  EXPECT_EQ(task.get(), attributed);
 }
 
 TEST_F(CorvaneTaskOnAForeignExecutor, AnExecutorThatDropsFunctionsOrIsGoneEndsEveryWait) {
@@ -118,14 +117,6 @@ TEST_F(CorvaneTaskOnAForeignExecutor, ABodyThatTheBackgroundDropsCompletesItAsCa
   start<CorvaneAttribution>(background, state, Body<CorvaneAttribution>(), [&] { before = true; });
   EXPECT_TRUE(before);
   EXPECT_THROW(task.get(), CorvaneCancellationError);
-}
-
-TEST_F(CorvaneTaskOnAForeignExecutor, WaitingOnTheBackgroundThreadIsRefused) {
-  main->isMain = false;
-  std::thread([&] {
-    markBackgroundThread();
-    EXPECT_THROW(task.waitFor(1ms), std::logic_error);
-  }).join();
 }
 
 TEST(MainThread, AFunctionThatTheExecutorThrowsAtIsRefused) {
