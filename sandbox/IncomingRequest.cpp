@@ -45,12 +45,14 @@ std::optional<IncomingRequest> readRequest(Connection& connection, std::string& 
   parser.header_limit(maxHeaderBytes);
   parser.body_limit(maxBodyBytes);
   parser.eager(true);
+  const auto deadline = std::chrono::steady_clock::now() + Connection::timeLimit;
   while (!parser.is_done()) {
     error_code error;
     unread.erase(0, unread.empty() ? 0 : parser.put(boost::asio::buffer(unread), error));
     if (error && error != http::error::need_more)
       return IncomingRequest{.request = {}, .refusal = refusalFor(error)};
-    if (!parser.is_done() && !connection.read(unread)) return std::nullopt;
+    if (parser.is_done()) break;
+    if (std::chrono::steady_clock::now() >= deadline || !connection.read(unread)) return std::nullopt;
   }
   const bool isHead = parser.get().method() == http::verb::head;
   return IncomingRequest{.request = readable(parser.get()),

@@ -32,7 +32,7 @@ class CORVANE_API CorvaneExecutor {
   /// returned true. `isDone` is called before the first function and after each. `CorvaneTask::get` and
   /// `waitFor` call this on the main thread; the library posts a function when their task completes, so an
   /// implementation may sleep until the next function is posted. An exception of a function leaves through
-  /// this call.
+  /// this call. If it returns before the task is complete, `get` throws `std::logic_error`.
   ///
   /// Default: throws `std::logic_error` without calling `isDone`. Most event loops cannot run inside one of
   /// their own functions.

@@ -28,6 +28,7 @@ class CORVANE_API CorvaneMainQueue final : public CorvaneExecutor {
   bool isCurrentThread() const override;
   /// Makes the calling thread the queue's thread, unless the queue belongs to a thread already.
   void adoptCurrentThread() override;
+  /// Call it on the queue's thread only; unlike `run` and `poll`, it does not change the owner.
   bool runUntil(const std::function<bool()>& isDone, std::chrono::steady_clock::time_point deadline) override;
 
   /// Runs functions as they are posted until `stop()` is called; sleeps in between. An exception of a

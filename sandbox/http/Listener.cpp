@@ -112,8 +112,15 @@ void Listener::start(Descriptor socket) {
   if (isStopping_) return;
   ++accepted_;
   open_.push_back(socket.number());
+  const int number = socket.number();
   const auto self = running_.emplace(running_.end());
-  *self = std::thread([this, self, socket = std::move(socket)]() mutable { run(std::move(socket), self); });
+  try {
+    *self = std::thread([this, self, socket = std::move(socket)]() mutable { run(std::move(socket), self); });
+  } catch (const std::system_error&) {
+    // The process has no thread left: this connection is closed, and others may be served.
+    running_.erase(self);
+    open_.remove(number);
+  }
 }
 
 void Listener::run(Descriptor socket, Threads::iterator self) {

@@ -1,6 +1,7 @@
 #include "corvane/CorvaneTask.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "async/TaskState.h"
@@ -25,7 +26,8 @@ template <class T>
 T CorvaneTask<T>::get() const {
   // The state must outlive the wait even if a callback that runs meanwhile assigns to this handle.
   const auto state = state_;
-  state->waitUntil(TaskWaiting::Clock::time_point::max());
+  if (!state->waitUntil(TaskWaiting::Clock::time_point::max()))
+    throw std::logic_error("the main executor stopped waiting before the CorvaneTask was complete");
   return corvane::resultOf(state->outcome());
 }
 

@@ -39,11 +39,11 @@ void useBatchScheduling() {
 
 }  // namespace
 
-std::thread startLibraryThread(std::function<void()> body) {
+std::thread startLibraryThread(std::function<void()> body, Scheduling scheduling) {
   // A new thread inherits the signal mask of the thread that creates it.
   const SignalsBlocked blocked;
-  return std::thread([body = std::move(body)] {
-    useBatchScheduling();
+  return std::thread([body = std::move(body), scheduling] {
+    if (scheduling == Scheduling::batch) useBatchScheduling();
     body();
   });
 }

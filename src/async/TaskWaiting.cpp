@@ -19,7 +19,7 @@ bool TaskWaiting::waitUntil(Clock::time_point deadline) {
   // This strong reference must end before the wait on the condition below. Were it the last one, the
   // functions in the executor, perhaps the rest of this operation, would be refused only at its end.
   if (const auto executor = main_.executor(); executor && executor->isCurrentThread() && !isDone()) {
-    return executor->runUntil(
+    executor->runUntil(
         [this, willWait = deadline > Clock::now()]() mutable {
           // At the first call only. An executor that cannot wait throws before it, and nothing has changed.
           if (std::exchange(willWait, false)) {
@@ -29,6 +29,8 @@ bool TaskWaiting::waitUntil(Clock::time_point deadline) {
           return isDone();
         },
         deadline);
+    // Not what the executor returned: a loop of the host may have been ended early.
+    return isDone();
   }
   std::unique_lock lock(mutex_);
   const auto isComplete = [this] { return done_; };

@@ -14,13 +14,13 @@
 #include "platform/services/ATTManager.h"
 #include "platform/services/SKANManager.h"
 
-/// What a client is made of. None of it changes after construction; what is mutable is inside `core` and
-/// behind its lock.
+/// The parts of a client. None of them changes after construction; the mutable state is in `core`, behind its
+/// lock.
 struct Corvane::Client {
   const CorvaneOptions options;
   const corvane::CorvaneLogger logger;
   const corvane::CorvaneAPI api;
-  /// Owned here; everything that posts to it knows it weakly.
+  /// Owned here; all code that posts to it holds it weakly.
   const std::shared_ptr<CorvaneExecutor> mainExecutor;
   const std::shared_ptr<corvane::ClientCore> core;
   const corvane::Consent consent;

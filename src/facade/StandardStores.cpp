@@ -46,11 +46,16 @@ class OpenStores {
     StandardStores opened = openStores(file);
     StandardStores replaced;
     const std::lock_guard lock(mutex_);
-    if (current_.maintenance != opened.maintenance) {
-      replaced = std::exchange(current_, std::move(opened));
-      std::erase_if(known_, [](const Known& known) { return known.maintenance.expired(); });
-      known_.push_back({current_.events, current_.maintenance});
-    }
+    if (current_.maintenance == opened.maintenance) return current_;
+    // Clients of an earlier file that is opened again share its events and their claims.
+    std::erase_if(known_, [&](const Known& known) {
+      const auto events = known.events.lock();
+      const bool isSame = known.maintenance.lock() == opened.maintenance;
+      if (isSame && events) opened.events = events;
+      return isSame || !events;
+    });
+    known_.push_back({opened.events, opened.maintenance});
+    replaced = std::exchange(current_, std::move(opened));
     return current_;
   }
 

@@ -11,7 +11,7 @@
 
 namespace corvane {
 
-/// What the client hands to each of its flows; each adds what only it needs.
+/// The parts of a client that every flow gets; each flow adds its own.
 struct ClientParts {
   std::shared_ptr<ClientCore> core;
   CorvaneAPI api;

@@ -17,8 +17,8 @@ namespace corvane {
 ///
 /// The four public forms are called from any thread and return at once; everything else runs on the
 /// background executor. Background work holds this object, and with it the client, weakly until it runs and
-/// strongly while it does. At most one run is in flight; it is a task of its own, which callers share and
-/// none of them can stop.
+/// strongly while it does. At most one run is in flight. It is a separate task that callers share; no caller
+/// can cancel it.
 class InstallTracking : public std::enable_shared_from_this<InstallTracking> {
  public:
   struct Collaborators : ClientParts {

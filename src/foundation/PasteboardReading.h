@@ -13,7 +13,7 @@ class PasteboardReading {
   /// The current text, or none when it holds no text.
   virtual std::optional<std::string> string() const = 0;
 
-  /// Empties it of everything.
+  /// Removes all its items.
   virtual void clear() const = 0;
 };
 

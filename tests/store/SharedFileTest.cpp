@@ -120,6 +120,8 @@ TEST_P(HeldFile, IsWaitedForOnceAndThenNotForASecondUnlessAskedFor) {
   EXPECT_EQ(defaults_->stringForKey("text"), "during");
   EXPECT_EQ(problems_.size(), 1U);
   release();
+  // The threads that waited for earlier calls have their turns first.
+  defaults_->waitForHoldersUntil(Clock::now() + 10s);
   EXPECT_TRUE(defaults_->updateData("data", [](const auto&) { return "takes the others along"; }));
   EXPECT_EQ(shell_.run("SELECT value FROM preferences WHERE key = 'text'"), "during");
   EXPECT_EQ(shell_.run("SELECT count(*) FROM preferences"), "22");

@@ -130,6 +130,18 @@ TEST(MainThread, AFunctionThatTheExecutorThrowsAtIsRefused) {
   EXPECT_TRUE(refused);
 }
 
+TEST(CorvaneTaskOnALoopThatEndsEarly, HasNoResultToRead) {
+  struct EndingLoop : ManualExecutor {
+    bool runUntil(const std::function<bool()>&, std::chrono::steady_clock::time_point) override {
+      return true;
+    }
+  };
+  const auto executor = std::make_shared<EndingLoop>();
+  const Task unfinished(std::make_shared<State>(MainThread(executor)));
+  EXPECT_FALSE(unfinished.waitFor(1h));
+  EXPECT_THROW(unfinished.get(), std::logic_error);
+}
+
 struct CorvaneTaskOnTheMainQueue : ::testing::Test {
   void SetUp() override { queue->poll(); }
 

@@ -23,6 +23,8 @@ using Clock = std::chrono::steady_clock;
 
 /// Threads whose callers gave up, and that still wait for their turn.
 std::atomic<int> abandonedWaits = 0;
+/// With so many of them, callers poll.
+constexpr int maxAbandonedWaits = 8;
 
 /// A wait in the kernel's queue, shared by the caller and the thread that waits.
 struct QueuedWait {
@@ -53,16 +55,18 @@ void waitForTurn(int descriptor, QueuedWait& wait) {
   ::close(descriptor);
 }
 
-/// 0 or an errno. The thread has a descriptor of its own, and what it locks is locked through both.
-int lockInQueue(int descriptor, Clock::time_point waitUntil) {
+/// 0 or an errno; none where no thread could be started. The thread has a descriptor of its own, and what it
+/// locks is locked through both.
+std::optional<int> lockInQueue(int descriptor, Clock::time_point waitUntil) {
   const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
   if (own < 0) return errno;
   const auto wait = std::make_shared<QueuedWait>();
   try {
-    startLibraryThread([own, wait] { waitForTurn(own, *wait); }).detach();
-  } catch (const std::system_error& error) {
+    // The caller waits for this thread, which must run as soon as its turn comes.
+    startLibraryThread([own, wait] { waitForTurn(own, *wait); }, Scheduling::normal).detach();
+  } catch (const std::system_error&) {
     ::close(own);
-    return error.code().value();
+    return std::nullopt;
   }
   std::unique_lock lock(wait->mutex);
   if (wait->ended.wait_until(lock, waitUntil, [&] { return wait->error.has_value(); })) return *wait->error;
@@ -76,7 +80,9 @@ int lockBefore(Clock::time_point waitUntil, int descriptor) {
   while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK) return errno;
     if (Clock::now() >= waitUntil) return EWOULDBLOCK;
-    if (abandonedWaits == 0) return lockInQueue(descriptor, waitUntil);
+    if (abandonedWaits < maxAbandonedWaits) {
+      if (const auto result = lockInQueue(descriptor, waitUntil)) return *result;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return 0;

@@ -6,11 +6,11 @@ namespace corvane::platform {
 
 /// An exclusive advisory lock (`flock`) on an open file or folder, with a bounded wait.
 ///
-/// Waiters stand in the kernel's queue, so that several writers take turns: polling serves whoever asks at
-/// the right moment, and may let one wait for seconds (docs/adr/0002-preferences-durability.md). As `flock`
-/// has no time-out, a thread waits in the queue on behalf of the caller, and only while another process holds
-/// the lock. A thread whose caller gave up unlocks as soon as its turn comes. Until then later callers poll,
-/// so that a process which stops while it holds the lock does not cost one thread for each call.
+/// Waiters are in the kernel's queue, so that several writers take turns: with polling, one writer may wait
+/// for seconds (docs/adr/0002-preferences-durability.md). The order is not strict, as a caller first tries
+/// whether the lock is free. Because `flock` has no time-out, a thread waits in the queue on behalf of the
+/// caller, and only while another process holds the lock. A thread whose caller gave up unlocks as soon as
+/// its turn comes. When eight of them wait, or no thread can be started, callers poll.
 ///
 /// Forks: a child inherits the descriptor, and an unlock in either process unlocks for both. The destructor
 /// therefore unlocks before it closes, so that a child that lives on does not keep the lock. The child itself

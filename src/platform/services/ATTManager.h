@@ -24,15 +24,15 @@ class ATTManager {
   /// Calls `completion` once on the main thread, never inside this call.
   void requestAuthorization(std::function<void(bool)> completion) const;
 
-  /// Completes with the answer after the main thread's turn, or where the main executor refuses that.
+  /// Completes with the decision, on the main thread or where the main executor refuses a function.
   CorvaneTask<bool> requestAuthorizationAsync() const;
 
  private:
   using Answer = std::function<void(bool)>;
 
-  /// Calls `answer` once, on any thread, also within this call; never, where the provider keeps its
-  /// completion for ever. A provider that throws counts as restricted or denied, and so does a completion
-  /// that it destroys without a call.
+  /// Calls `answer` once, on any thread, also within this call. A provider that throws, or destroys its
+  /// completion without a call, counts as restricted or denied. If it keeps the completion and never calls it,
+  /// `answer` is not called.
   void request(Answer answer) const;
   CorvaneTrackingAuthorizationStatus status() const;
 
