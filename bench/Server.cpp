@@ -11,8 +11,8 @@ struct Server {
   test::Gate gate;
   test::LoopbackServer loopback{[this](const test::LoopbackRequest&) {
                                   gate.pass();
-                                  return test::LoopbackAnswer::of(200, R"({"id":1,"attributed":true})",
-                                                                  {{"Content-Type", "application/json"}});
+                                  return test::LoopbackResponse::of(200, R"({"id":1,"attributed":true})",
+                                                                    {{"Content-Type", "application/json"}});
                                 },
                                 nullptr, test::LoopbackServer::Record::numberOnly};
   const std::string url = loopback.url("");

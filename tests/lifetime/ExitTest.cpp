@@ -22,10 +22,6 @@ int runs(int inFull) {
   return repeatsInFull ? inFull : 10;
 }
 
-LoopbackAnswer neverAnswer(const LoopbackRequest&) {
-  return LoopbackAnswer::silence();
-}
-
 using RunProgram = std::function<ChildEnd(int run, const std::string& folder, const std::string& moment)>;
 
 /// Runs programs that have installs in flight and exit 0 to 30 ms later.
@@ -48,7 +44,7 @@ struct Surroundings {
   bool tls = false;
   const char* also = "nothing";
   int runs = 33;
-  LoopbackServer::Handler handler = neverAnswer;
+  LoopbackResponse response = LoopbackResponse::silence();
   const char* scheme = "";  // when it is not the server's own
 };
 
@@ -73,16 +69,13 @@ TEST_P(ProcessExit, IsCleanWithInstallsInFlight) {
   const auto& [around, ending] = GetParam();
   if (around.also == std::string("fork")) forkWithoutAddressSanitizersStacks();
   const TLSIdentity identity;
-  LoopbackServer server(around.handler, around.tls ? &identity : nullptr);
+  LoopbackServer server(around.response, around.tls ? &identity : nullptr);
   const std::string url = *around.scheme ? around.scheme + std::to_string(server.port()) : server.url("");
-  const std::vector<std::string> arguments{std::to_string(ending.status), ending.how};
-  const std::vector<std::string> surroundings{around.tls ? server.url() : " ", identity.certificateFile(),
-                                              around.also};
+  const std::string status = std::to_string(ending.status);
+  const std::string trustedURL = around.tls ? server.url() : " ";
   expectCleanEnds(around.runs, ending.status, [&](int, const std::string& folder, const std::string& moment) {
-    auto all = arguments;
-    all.push_back(moment);
-    all.insert(all.end(), surroundings.begin(), surroundings.end());
-    return runHost("endWithInstallsInFlight", url, folder, all);
+    return runHost("endWithInstallsInFlight", url, folder,
+                   {status, ending.how, moment, trustedURL, identity.certificateFile(), around.also});
   });
 }
 
@@ -93,8 +86,7 @@ INSTANTIATE_TEST_SUITE_P(
                         Surroundings{.name = "WhileATLSServerIsSilent", .tls = true, .runs = 100},
                         // A server of plain HTTP waits for the end of what it takes for a request.
                         Surroundings{.name = "InTheMiddleOfATLSHandshake", .scheme = "https://127.0.0.1:"},
-                        Surroundings{.name = "BetweenTwoAttempts",
-                                     .handler = [](const auto&) { return LoopbackAnswer::of(503); }},
+                        Surroundings{.name = "BetweenTwoAttempts", .response = LoopbackResponse::of(503)},
                         Surroundings{.name = "WhenTheHostUsesLibcurlToo", .tls = true, .also = "libcurl"},
                         Surroundings{.name = "AlsoInAForkedChild", .tls = true, .also = "fork"}),
         testing::Values(Ending{"ByReturn", "return", 1}, Ending{"ByExit", "exit", 2},
@@ -104,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 TEST(ProcessExitWithPlugin, IsCleanWhenTheLibraryWasLoadedAndUnloadedAtRunTime) {
-  LoopbackServer plain(neverAnswer);
+  LoopbackServer plain(LoopbackResponse::silence());
   const std::array urls{plain.url(""), "https://127.0.0.1:" + std::to_string(plain.port())};
   expectCleanEnds(100, 7, [&](int run, const std::string& folder, const std::string& moment) {
     return runProgram(LIFETIME_PLUGIN_HOST,
@@ -114,7 +106,7 @@ TEST(ProcessExitWithPlugin, IsCleanWhenTheLibraryWasLoadedAndUnloadedAtRunTime) 
 }
 
 TEST(ProcessExitWithStaticObjects, CancelsWhatTheirDestructorsBegin) {
-  LoopbackServer server(neverAnswer);
+  LoopbackServer server(LoopbackResponse::silence());
   const TemporaryFolder folder;
   const ChildEnd end = runHost("useTheLibraryFromStaticDestructors", server.url(""), folder.path());
   expectCleanEnd(end, 7);

@@ -11,9 +11,8 @@ namespace corvane::test {
 namespace {
 
 void expectSuccess(const std::string& scenario, const std::string& connection = "keep-alive") {
-  LoopbackServer server([&](const LoopbackRequest&) {
-    return LoopbackAnswer::of(200, R"({"id":1,"attributed":false})", {{"Connection", connection}});
-  });
+  LoopbackServer server(
+      LoopbackResponse::of(200, R"({"id":1,"attributed":false})", {{"Connection", connection}}));
   const TemporaryFolder folder;
   const ChildEnd end = runHost(scenario, server.url(""), folder.path(), {}, std::chrono::seconds(100));
   std::printf("%s", end.output.c_str());

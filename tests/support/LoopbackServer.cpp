@@ -63,25 +63,25 @@ std::string LoopbackRequest::header(const std::string& name) const {
   return {};
 }
 
-LoopbackAnswer LoopbackAnswer::of(int status, std::string body,
-                                  std::vector<std::pair<std::string, std::string>> headers) {
+LoopbackResponse LoopbackResponse::of(int status, std::string body,
+                                      std::vector<std::pair<std::string, std::string>> headers) {
   std::string bytes = "HTTP/1.1 " + std::to_string(status) + " Reason\r\n";
   for (const auto& [name, value] : headers) bytes.append(name).append(": ").append(value).append("\r\n");
   bytes.append("Content-Length: ").append(std::to_string(body.size())).append("\r\n\r\n").append(body);
   return {.bytes = std::move(bytes)};
 }
 
-LoopbackAnswer LoopbackAnswer::redirect(int status, std::string location) {
+LoopbackResponse LoopbackResponse::redirect(int status, std::string location) {
   return of(status, "moved", {{"Location", std::move(location)}});
 }
 
-LoopbackAnswer LoopbackAnswer::raw(std::string bytes) {
+LoopbackResponse LoopbackResponse::raw(std::string bytes) {
   return {.bytes = std::move(bytes), .then = Then::hangUp};
 }
-LoopbackAnswer LoopbackAnswer::silence() {
+LoopbackResponse LoopbackResponse::silence() {
   return {.then = Then::silence};
 }
-LoopbackAnswer LoopbackAnswer::hangUp() {
+LoopbackResponse LoopbackResponse::hangUp() {
   return {.then = Then::hangUp};
 }
 
@@ -91,6 +91,9 @@ LoopbackServer::LoopbackServer(Handler handler, const TLSIdentity* identity, Rec
       // Some tests start it before they bring the loopback device up.
       listener_({.context = identity ? identity->context() : nullptr, .isFreeBind = true},
                 [this](sandbox::Connection& connection) { serve(connection); }) {}
+
+LoopbackServer::LoopbackServer(LoopbackResponse always, const TLSIdentity* identity)
+    : LoopbackServer([always = std::move(always)](const auto&) { return always; }, identity) {}
 
 std::string LoopbackServer::url(const std::string& path, const std::string& host) const {
   const std::string origin = listener_.origin();
@@ -122,9 +125,9 @@ void LoopbackServer::serve(sandbox::Connection& connection) {
   std::string unread, ignored;
   while (const auto request = readRequest(connection, unread)) {
     keep(*request);
-    const LoopbackAnswer answer = handler_(*request);
-    if (!connection.write(answer.bytes) || answer.then == LoopbackAnswer::Then::hangUp) return;
-    if (answer.then == LoopbackAnswer::Then::nextRequest) continue;
+    const LoopbackResponse response = handler_(*request);
+    if (!connection.write(response.bytes) || response.then == LoopbackResponse::Then::hangUp) return;
+    if (response.then == LoopbackResponse::Then::nextRequest) continue;
     while (connection.read(ignored)) ignored.clear();
     return;
   }

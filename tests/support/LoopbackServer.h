@@ -27,34 +27,36 @@ struct LoopbackRequest {
 };
 
 /// The server's reaction to a request: bytes to send, and what follows.
-struct LoopbackAnswer {
+struct LoopbackResponse {
   enum class Then { nextRequest, hangUp, silence };
 
   std::string bytes{};
   Then then = Then::nextRequest;
 
-  static LoopbackAnswer of(int status, std::string body = {},
-                           std::vector<std::pair<std::string, std::string>> headers = {});
-  static LoopbackAnswer redirect(int status, std::string location);
+  static LoopbackResponse of(int status, std::string body = {},
+                             std::vector<std::pair<std::string, std::string>> headers = {});
+  static LoopbackResponse redirect(int status, std::string location);
   /// Exactly these bytes; then the connection closes.
-  static LoopbackAnswer raw(std::string bytes);
+  static LoopbackResponse raw(std::string bytes);
   /// No response until the client closes the connection.
-  static LoopbackAnswer silence();
+  static LoopbackResponse silence();
   /// The connection closes without a response.
-  static LoopbackAnswer hangUp();
+  static LoopbackResponse hangUp();
 };
 
-/// An HTTP/1.1 server on a free port of 127.0.0.1 whose answers the test decides. Each connection has a
+/// An HTTP/1.1 server on a free port of 127.0.0.1 whose responses the test decides. Each connection has a
 /// thread; the handler runs on those, several at once. A handler may block, but must return before the server
 /// is destroyed.
 class LoopbackServer {
  public:
-  using Handler = std::function<LoopbackAnswer(const LoopbackRequest&)>;
+  using Handler = std::function<LoopbackResponse(const LoopbackRequest&)>;
   enum class Record { requests, numberOnly };
 
   /// Plain HTTP, or HTTPS with the given identity. `numberOnly` keeps memory constant, for benchmarks.
   explicit LoopbackServer(Handler handler, const TLSIdentity* identity = nullptr,
                           Record record = Record::requests);
+  /// Responds to every request alike.
+  explicit LoopbackServer(LoopbackResponse always, const TLSIdentity* identity = nullptr);
 
   std::uint16_t port() const { return listener_.port(); }
   /// "http://127.0.0.1:<port>" and `path`.

@@ -123,17 +123,13 @@ void awaitSubscriptions(int count) {
   awaitByPolling(std::to_string(count) + " subscriptions", [&] { return subscriptions() == count; });
 }
 
-LoopbackAnswer answerAlways(const LoopbackRequest&) {
-  return LoopbackAnswer::of(200);
-}
-
 class Connectivity : public testing::Test {
  protected:
   void SetUp() override {
     if (!networkForbidden.empty()) GTEST_SKIP() << networkForbidden;
     loseLoopback();
     LookUps::makeLateKnown(false);
-    server_.emplace(answerAlways);
+    server_.emplace(LoopbackResponse::of(200));
   }
 
   URLSession waiting(double seconds) {
@@ -187,7 +183,7 @@ TEST_F(Connectivity, ARefusedConnectionFailsAtOnceWhicheverAddressIsTriedLast) {
     const std::string url = server_->url("/", host);
     server_.reset();
     EXPECT_NE(failure(run(waiting(600), {.url = url})), "") << host;
-    server_.emplace(answerAlways);
+    server_.emplace(LoopbackResponse::of(200));
   }
 }
 

@@ -9,10 +9,6 @@ namespace {
 using platform::URLSession;
 using platform::URLSessionConfiguration;
 
-LoopbackAnswer greet(const LoopbackRequest&) {
-  return LoopbackAnswer::of(200, "private");
-}
-
 URLSessionConfiguration trusting(const TLSIdentity& identity) {
   URLSessionConfiguration configuration = within(30);
   configuration.certificateAuthorityFile = identity.certificateFile();
@@ -22,7 +18,7 @@ URLSessionConfiguration trusting(const TLSIdentity& identity) {
 TEST(URLSessionTLS, AnUnknownAuthorityIsAFailureEvenWhereAConnectionForAnotherSessionIsOpen) {
   const TLSIdentity identity;
   const TLSIdentity another;
-  LoopbackServer server(greet, &identity);
+  LoopbackServer server(LoopbackResponse::of(200, "private"), &identity);
   EXPECT_EQ(response(run(URLSession(trusting(identity)), {.url = server.url()})).body, "private");
   for (const auto& configuration : {within(30), trusting(another)}) {
     const std::string text = failure(run(URLSession(configuration), {.url = server.url()}));
@@ -33,7 +29,7 @@ TEST(URLSessionTLS, AnUnknownAuthorityIsAFailureEvenWhereAConnectionForAnotherSe
 
 TEST(URLSessionTLS, ACertificateForAnotherNameIsAFailure) {
   const TLSIdentity identity;
-  LoopbackServer server(greet, &identity);
+  LoopbackServer server(LoopbackResponse::of(200, "private"), &identity);
   const std::string text =
       failure(run(URLSession(trusting(identity)), {.url = server.url("/", "wrong.loopback.test")}));
   EXPECT_NE(text.find("wrong.loopback.test"), std::string::npos) << text;

@@ -96,16 +96,16 @@ TEST(TransportRedirect, RemovesSecretHeadersForAnotherOrigin) {
 TEST(URLSession, SendsNoSecretsToAnotherOriginNorAfterARedirectBack) {
   std::string elsewhere;
   LoopbackServer home([&](const LoopbackRequest& request) {
-    if (request.target == "/start") return LoopbackAnswer::redirect(307, "/next");
-    if (request.target == "/next") return LoopbackAnswer::redirect(308, elsewhere);
-    return LoopbackAnswer::of(200, "arrived");
+    if (request.target == "/start") return LoopbackResponse::redirect(307, "/next");
+    if (request.target == "/next") return LoopbackResponse::redirect(308, elsewhere);
+    return LoopbackResponse::of(200, "arrived");
   });
   LoopbackServer other(
-      [&](const LoopbackRequest&) { return LoopbackAnswer::redirect(307, home.url("/back")); });
+      [&](const LoopbackRequest&) { return LoopbackResponse::redirect(307, home.url("/back")); });
   elsewhere = other.url("/away");
-  const auto answer = response(run(URLSession(within(30)), post(home.url("/start"))));
-  EXPECT_EQ(answer.body, "arrived");
-  EXPECT_FALSE(answer.headers.contains("location"));
+  const auto result = response(run(URLSession(within(30)), post(home.url("/start"))));
+  EXPECT_EQ(result.body, "arrived");
+  EXPECT_FALSE(result.headers.contains("location"));
   const auto seen = home.requests();
   ASSERT_EQ(seen.size(), 3U);
   EXPECT_EQ(seen[1].header("X-Api-Key"), "cv_live_1");
@@ -119,8 +119,8 @@ TEST(URLSession, SendsNoSecretsToAnotherOriginNorAfterARedirectBack) {
 TEST(URLSession, FollowsTenRedirectsAndFailsAtTheEleventh) {
   LoopbackServer server([](const LoopbackRequest& request) {
     const int left = std::stoi(request.target.substr(1));
-    return left == 0 ? LoopbackAnswer::of(200, "end")
-                     : LoopbackAnswer::redirect(302, "/" + std::to_string(left - 1));
+    return left == 0 ? LoopbackResponse::of(200, "end")
+                     : LoopbackResponse::redirect(302, "/" + std::to_string(left - 1));
   });
   const URLSession session(within(30));
   EXPECT_EQ(response(run(session, {.url = server.url("/10")})).body, "end");
@@ -128,20 +128,20 @@ TEST(URLSession, FollowsTenRedirectsAndFailsAtTheEleventh) {
 }
 
 TEST(URLSession, ReturnsARefusedRedirectAsTheResponse) {
-  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::redirect(302, "myapp://open"); });
-  const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
-  EXPECT_EQ(answer.statusCode, 302);
-  EXPECT_EQ(answer.body, "moved");
-  EXPECT_EQ(answer.headers.at("location"), "myapp://open");
+  LoopbackServer server(LoopbackResponse::redirect(302, "myapp://open"));
+  const auto result = response(run(URLSession(within(30)), {.url = server.url()}));
+  EXPECT_EQ(result.statusCode, 302);
+  EXPECT_EQ(result.body, "moved");
+  EXPECT_EQ(result.headers.at("location"), "myapp://open");
 }
 
 TEST(URLSession, OneTimeoutCoversARequestAndItsRedirect) {
-  LoopbackServer silent([](const LoopbackRequest&) { return LoopbackAnswer::silence(); });
+  LoopbackServer silent(LoopbackResponse::silence());
   Gate gate;
   gate.close();
   LoopbackServer server([&](const LoopbackRequest&) {
     gate.pass();
-    return LoopbackAnswer::redirect(302, silent.url());
+    return LoopbackResponse::redirect(302, silent.url());
   });
   // A second time-out for the redirect would end at 1.8 s at least, after the exchange that ends at 1.5 s.
   Exchange later = begin(URLSession(within(1.5)), {.url = silent.url()});

@@ -22,14 +22,10 @@ using platform::URLSession;
 
 constexpr const char* exitingText = "the process is exiting";
 
-LoopbackAnswer neverAnswer(const LoopbackRequest&) {
-  return LoopbackAnswer::silence();
-}
-
 TEST(Transport, ShutDownEndsActiveQueuedAndLaterExchanges) {
   const TLSIdentity identity;
-  LoopbackServer plain(neverAnswer);
-  LoopbackServer secure(neverAnswer, &identity);
+  LoopbackServer plain(LoopbackResponse::silence());
+  LoopbackServer secure(LoopbackResponse::silence(), &identity);
   Transport transport;
   auto configuration = within(600);
   configuration.certificateAuthorityFile = identity.certificateFile();
@@ -51,7 +47,7 @@ TEST(Transport, ShutDownEndsActiveQueuedAndLaterExchanges) {
 }
 
 TEST(Transport, ShutDownReturnsFalseWhileACompletionBlocksTheThread) {
-  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
+  LoopbackServer server(LoopbackResponse::of(200));
   std::promise<void> entered;
   auto hasEntered = entered.get_future();
   Gate gate;
@@ -67,7 +63,7 @@ TEST(Transport, ShutDownReturnsFalseWhileACompletionBlocksTheThread) {
 }
 
 TEST(Transport, CompletesEachExchangeOnceWhenThreadsBeginAndCancelDuringAShutDown) {
-  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
+  LoopbackServer server(LoopbackResponse::of(200));
   Transport transport;
   const URLSession session(within(600), transport);
   std::vector<std::thread> threads;
@@ -88,7 +84,7 @@ TEST(Transport, CompletesEachExchangeOnceWhenThreadsBeginAndCancelDuringAShutDow
 
 TEST(Transport, AHangingNameLookUpDelaysNoOtherExchangeNoTimeoutAndNoShutDown) {
   const URLRequest silent{.url = "http://silent.test/"};
-  LoopbackServer server([](const LoopbackRequest&) { return LoopbackAnswer::of(200); });
+  LoopbackServer server(LoopbackResponse::of(200));
   Transport transport;
   const URLSession session(within(600), transport);
   Exchange cancelled = begin(session, silent);

@@ -19,12 +19,8 @@ namespace {
 using platform::URLSession;
 using platform::URLSessionConfiguration;
 
-LoopbackServer::Handler always(LoopbackAnswer answer) {
-  return [answer = std::move(answer)](const LoopbackRequest&) { return answer; };
-}
-
 TEST(URLSession, SendsTheRequestUnchanged) {
-  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  LoopbackServer server(LoopbackResponse::of(200));
   const std::string body("{\"a\":\0}", 7);
   run(URLSession(within(30)), {.url = server.url("/v1/events?x=%20y"),
                                .method = "POST",
@@ -51,24 +47,24 @@ TEST(URLSession, SendsTheRequestUnchanged) {
 }
 
 TEST(URLSession, ReturnsTheHeadersOfTheFinalResponseOnly) {
-  LoopbackServer server(always(LoopbackAnswer::raw(
+  LoopbackServer server(LoopbackResponse::raw(
       "HTTP/1.1 103 Early Hints\r\nLink: early\r\n\r\n"
       "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nX-Final: first\r\nx-final: last\r\nX-Blank: \r\n\r\n"
-      "2\r\nok\r\n0\r\nX-Trailer: late\r\n\r\n")));
-  const auto answer = response(run(URLSession(within(30)), {.url = server.url()}));
-  EXPECT_EQ(answer.body, "ok");
-  EXPECT_EQ(answer.headers.at("x-final"), "last");
-  EXPECT_EQ(answer.headers.at("x-blank"), "");
-  EXPECT_FALSE(answer.headers.contains("link"));
-  EXPECT_FALSE(answer.headers.contains("x-trailer"));
+      "2\r\nok\r\n0\r\nX-Trailer: late\r\n\r\n"));
+  const auto result = response(run(URLSession(within(30)), {.url = server.url()}));
+  EXPECT_EQ(result.body, "ok");
+  EXPECT_EQ(result.headers.at("x-final"), "last");
+  EXPECT_EQ(result.headers.at("x-blank"), "");
+  EXPECT_FALSE(result.headers.contains("link"));
+  EXPECT_FALSE(result.headers.contains("x-trailer"));
 }
 
 TEST(URLSession, ReusesAConnectionAndReplacesAClosedOne) {
   int count = 0;
   LoopbackServer server([&count](const LoopbackRequest&) {
-    LoopbackAnswer answer = LoopbackAnswer::of(200);
-    if (++count == 3) answer.then = LoopbackAnswer::Then::hangUp;
-    return answer;
+    LoopbackResponse next = LoopbackResponse::of(200);
+    if (++count == 3) next.then = LoopbackResponse::Then::hangUp;
+    return next;
   });
   const URLSession session(within(30));
   for (int i = 0; i < 3; ++i) EXPECT_EQ(response(run(session, {.url = server.url()})).statusCode, 200);
@@ -80,13 +76,13 @@ TEST(URLSession, ReusesAConnectionAndReplacesAClosedOne) {
 
 TEST(URLSession, AnInvalidResponseIsAFailure) {
   for (const char* bytes : {"garbage\r\n\r\n", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nshort", ""}) {
-    LoopbackServer server(always(LoopbackAnswer::raw(bytes)));
+    LoopbackServer server(LoopbackResponse::raw(bytes));
     EXPECT_NE(failure(run(URLSession(within(30)), {.url = server.url()})), "") << bytes;
   }
 }
 
 TEST(URLSession, RefusesAnInvalidRequestBeforeItSendsAnything) {
-  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  LoopbackServer server(LoopbackResponse::of(200));
   const URLSession session(within(30));
   for (const char c : {'\r', '\n', '\0'}) {
     const std::string value = std::string("cv") + c + "Evil: yes";
@@ -107,7 +103,7 @@ TEST(URLSession, RefusesAnInvalidRequestBeforeItSendsAnything) {
 
 TEST(URLSession, LimitsTheBodyToOneMiB) {
   LoopbackServer server([](const LoopbackRequest& request) {
-    return LoopbackAnswer::of(200, std::string(std::stoul(request.target.substr(1)), 'x'));
+    return LoopbackResponse::of(200, std::string(std::stoul(request.target.substr(1)), 'x'));
   });
   const URLSession session(within(30));
   EXPECT_EQ(response(run(session, {.url = server.url("/1048576")})).body.size(), 1048576U);
@@ -127,8 +123,8 @@ TEST(URLSession, LimitsTheBodyAfterDecompression) {
       "\050\112\055\056\116\115\001\000\012\210\336\005\014\000\000\000",
       32);
   LoopbackServer server([&](const LoopbackRequest& request) {
-    return LoopbackAnswer::of(200, request.target == "/small" ? gzip : gzipBomb(1000),
-                              {{"Content-Encoding", "gzip"}});
+    return LoopbackResponse::of(200, request.target == "/small" ? gzip : gzipBomb(1000),
+                                {{"Content-Encoding", "gzip"}});
   });
   const URLSession session(within(30));
   EXPECT_EQ(response(run(session, {.url = server.url("/small")})).body, "decompressed");
@@ -139,21 +135,12 @@ TEST(URLSession, LimitsTheBodyAfterDecompression) {
 TEST(URLSession, LimitsTheHeadersTo256KiB) {
   std::string many = "HTTP/1.1 200 OK\r\n";
   for (int i = 0; i < 300; ++i) many += "X-" + std::to_string(i) + ": " + std::string(1000, 'x') + "\r\n";
-  LoopbackServer server(always(LoopbackAnswer::raw(many)));
+  LoopbackServer server(LoopbackResponse::raw(many));
   EXPECT_EQ(failure(run(URLSession(within(30)), {.url = server.url()})),
             "the answer's headers are larger than 256 KiB");
 }
 
 // Time-outs
-
-TEST(URLSession, EndsAndDisconnectsAfterTheTimeout) {
-  LoopbackServer server(always(LoopbackAnswer::silence()));
-  const auto begun = std::chrono::steady_clock::now();
-  const std::string text = failure(run(URLSession(within(0.2)), {.url = server.url()}));
-  EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(200));
-  EXPECT_NE(text.find("timed out"), std::string::npos) << text;
-  server.awaitNoConnection();
-}
 
 TEST(URLSessionConfiguration, TheShorterIntervalIsTheTimeoutWithinALeastAndAGreatest) {
   const auto milliseconds = [](double request, double resource) {
@@ -177,8 +164,8 @@ TEST(URLSessionConfiguration, TheShorterIntervalIsTheTimeoutWithinALeastAndAGrea
 }
 
 TEST(URLSession, LimitsSilenceToTheRequestsOwnIntervalOfAnyLength) {
-  LoopbackServer silent(always(LoopbackAnswer::silence()));
-  LoopbackServer server(always(LoopbackAnswer::of(200)));
+  LoopbackServer silent(LoopbackResponse::silence());
+  LoopbackServer server(LoopbackResponse::of(200));
   const URLSession session(within(600));
   const auto text = failure(run(session, {.url = silent.url(), .timeoutInterval = std::chrono::seconds(1)}));
   EXPECT_NE(text.find("too slow"), std::string::npos) << text;
@@ -193,7 +180,7 @@ TEST(URLSession, ABurstUsesEightConnectionsAndSucceeds) {
   gate.close();
   LoopbackServer server([&](const LoopbackRequest&) {
     gate.pass();
-    return LoopbackAnswer::of(200);
+    return LoopbackResponse::of(200);
   });
   const URLSession session(within(60));
   std::vector<Exchange> burst;
@@ -205,7 +192,7 @@ TEST(URLSession, ABurstUsesEightConnectionsAndSucceeds) {
 }
 
 TEST(URLSession, TheTimeoutDoesNotRunInTheQueue) {
-  LoopbackServer silent(always(LoopbackAnswer::silence()));
+  LoopbackServer silent(LoopbackResponse::silence());
   std::vector<Exchange> active;
   for (std::size_t i = 2; i < platform::TransportLoop::maxExchanges; ++i) {
     active.push_back(begin(URLSession(within(60)), {.url = silent.url()}));
@@ -223,29 +210,21 @@ TEST(URLSession, TheTimeoutDoesNotRunInTheQueue) {
 
 // Cancelling
 
-TEST(URLSession, ACancelledExchangeFailsAndClosesItsConnection) {
-  LoopbackServer server(always(LoopbackAnswer::silence()));
-  Exchange exchange = begin(URLSession(within(600)), {.url = server.url()});
-  server.awaitRequests(1);
-  exchange.cancel();
-  EXPECT_EQ(failure(exchange.result()), "cancelled");
-  server.awaitNoConnection();
-  exchange.cancel();
-}
-
-TEST(URLSession, ACancelledExchangeInTheQueueSendsNothing) {
-  LoopbackServer silent(always(LoopbackAnswer::silence()));
-  LoopbackServer server(always(LoopbackAnswer::of(200)));
+TEST(URLSession, ACancelledExchangeClosesItsConnectionAndSendsNothingFromTheQueue) {
+  LoopbackServer silent(LoopbackResponse::silence());
+  LoopbackServer server(LoopbackResponse::of(200));
   const URLSession session(within(600));
   std::vector<Exchange> exchanges;
   for (std::size_t i = 0; i <= platform::TransportLoop::maxExchanges; ++i) {
     const bool inQueue = i == platform::TransportLoop::maxExchanges;
     exchanges.push_back(begin(session, {.url = inQueue ? server.url() : silent.url()}));
   }
+  silent.awaitRequests(platform::TransportLoop::maxExchanges);
   for (auto exchange = exchanges.rbegin(); exchange != exchanges.rend(); ++exchange) {
     exchange->cancel();
     EXPECT_EQ(failure(exchange->result()), "cancelled");
   }
+  silent.awaitNoConnection();
   EXPECT_TRUE(server.requests().empty());
 }
 
