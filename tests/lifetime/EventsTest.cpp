@@ -11,9 +11,11 @@
 #include "model/EventStoreCodec.h"
 #include "platform/preferences/UserDefaults.h"
 #include "process/SandboxProcess.h"
+#include "support/Await.h"
 #include "support/BaseURL.h"
 #include "support/Build.h"
 #include "support/Draw.h"
+#include "support/Gate.h"
 #include "support/LoopbackServer.h"
 #include "support/TemporaryFolder.h"
 
@@ -57,28 +59,31 @@ std::map<std::string, std::vector<std::string>> recordedKeys(const SandboxProces
 
 struct Backend {
   const char* name;
-  const char* scheme;
-  LoopbackServer::Handler handler;
+  const char* scheme = "http://127.0.0.1:";
+  LoopbackResponse response = LoopbackResponse::silence();
+  std::size_t events = 20;
 };
 
 class EventsAtExit : public testing::TestWithParam<Backend> {};
 
 TEST_P(EventsAtExit, AreQueuedUnderTheKeysOfTheirRequests) {
-  LoopbackServer server(GetParam().handler);
+  LoopbackServer server(GetParam().response);
   const std::string url = GetParam().scheme + std::to_string(server.port());
   Draw draw("EventsAtExit");
   std::vector<Milliseconds> durations;
   repeat(repeatsInFull ? 20 : 3, [&](int) {
     const Installation app;
     const ChildEnd end =
-        app.run("endWithEventsInFlight", url, {"e", "20", std::to_string(draw.below(30'000))});
+        app.run("endWithEventsInFlight", url,
+                {"e", std::to_string(GetParam().events), std::to_string(draw.below(30'000))});
     expectCleanEnd(end, 7);
     durations.push_back(exitDuration(end));
 
-    EXPECT_EQ(app.queuedNames().size(), 20U);
+    const auto expected = std::min<std::size_t>(GetParam().events, 100);
+    EXPECT_EQ(app.queuedNames().size(), expected);
     std::map<std::string, std::string> queued;
     for (const auto& entry : app.queued()) queued[entry.id] = entry.request.name;
-    EXPECT_EQ(queued.size(), 20U);
+    EXPECT_EQ(queued.size(), expected);
     for (const auto& request : server.requests()) {
       const std::string name = json::parse(request.body).at("name");
       const auto entry = queued.find(request.header("Idempotency-Key"));
@@ -90,35 +95,13 @@ TEST_P(EventsAtExit, AreQueuedUnderTheKeysOfTheirRequests) {
   printDurations(std::move(durations));
 }
 
-INSTANTIATE_TEST_SUITE_P(, EventsAtExit,
-                         testing::Values(Backend{"WhileAServerIsSilent", "http://127.0.0.1:",
-                                                 [](const auto&) { return LoopbackAnswer::silence(); }},
-                                         Backend{"InTheMiddleOfATLSHandshake", "https://127.0.0.1:",
-                                                 [](const auto&) { return LoopbackAnswer::silence(); }},
-                                         Backend{"BetweenTwoAttempts", "http://127.0.0.1:",
-                                                 [](const auto&) { return LoopbackAnswer::of(503); }}),
-                         [](const auto& backend) { return backend.param.name; });
-
-TEST(EventPersistence, KeepsAHundredOfThousandsAtExitAndSendsThemAtTheNextStart) {
-  const Installation app;
-  {
-    LoopbackServer silent([](const auto&) { return LoopbackAnswer::silence(); });
-    expectCleanEnd(app.run("endWithEventsInFlight", silent.url(""), {"e", "5000", "10000"}), 7);
-  }
-  std::map<std::string, std::string> queued;
-  for (const auto& entry : app.queued()) queued[entry.request.name] = entry.id;
-  ASSERT_EQ(queued.size(), 100U);
-
-  const SandboxProcess sandbox;
-  setBaseURL(sandbox.baseURL());
-  Corvane::setPlatform({.preferencesFile = app.file});
-  const auto client = Corvane::configure("cv_test", {.autoTrackInstall = false});
-  sandbox.awaitRecords([](const json& records) { return records.at("events").size() >= 100; });
-  Corvane::setShared(nullptr);
-  const auto recorded = recordedKeys(sandbox);
-  EXPECT_EQ(recorded.size(), 100U);
-  for (const auto& [name, keys] : recorded) EXPECT_EQ(keys, std::vector{queued[name]});
-}
+INSTANTIATE_TEST_SUITE_P(
+    , EventsAtExit,
+    testing::Values(Backend{.name = "WhileAServerIsSilent"},
+                    Backend{.name = "UpToAHundredOfThousands", .events = 5000},
+                    Backend{.name = "InTheMiddleOfATLSHandshake", .scheme = "https://127.0.0.1:"},
+                    Backend{.name = "BetweenTwoAttempts", .response = LoopbackResponse::of(503)}),
+    [](const auto& backend) { return backend.param.name; });
 
 /// Faults for the next requests of a sandbox, drawn from four kinds.
 json drawFaults(Draw& draw) {
@@ -158,6 +141,29 @@ TEST(EventPersistence, NeitherLosesNorDoublesAnEventWhenTheProcessIsKilled) {
   expectNoneLost();
   std::printf("%d kills: %zu failures reported, %zu events recorded, %zu still queued\n", runs, failed.size(),
               recordedKeys(sandbox).size(), app.queued().size());
+}
+
+TEST(EventBurst, IsDeliveredOnceEachToABackendThatIsSlowAtFirst) {
+  constexpr std::size_t count = underSanitizer ? 1'000 : 10'000;
+  Gate tracked;
+  tracked.close();
+  LoopbackServer server([&](const auto&) {
+    tracked.pass();
+    return LoopbackResponse::of(200, R"({"attributed":true})");
+  });
+  const TemporaryFolder folder;
+  setBaseURL(server.url(""));
+  Corvane::setPlatform({.preferencesFile = folder.path() / "preferences.sqlite"});
+  const auto client = Corvane::configure("cv_test", {.autoTrackInstall = false});
+  std::vector<CorvaneTask<CorvaneEventResult>> tasks;
+  for (std::size_t i = 0; i < count; ++i) tasks.push_back(client->trackEventAsync("e" + std::to_string(i)));
+  tracked.open();
+  for (const auto& task : tasks) await(task, "an event");
+  Corvane::setShared(nullptr);
+  Names keys;
+  for (const auto& request : server.requests()) keys.insert(request.header("Idempotency-Key"));
+  EXPECT_EQ(keys.size(), count);
+  EXPECT_EQ(server.requestCount(), count);
 }
 
 TEST(EventPersistence, KeepsTheEventsOfSeveralProgramsOnOneFile) {

@@ -271,6 +271,17 @@ TEST_F(InstallTracking, AClientThatIsDestroyedBeforeItsWorkBeginsSendsNothing) {
   EXPECT_TRUE(http->sent.empty());
 }
 
+TEST_F(InstallTracking, AnInstallInFlightOutlivesItsClient) {
+  const Task task = flow->trackInstallAsync(false);
+  background->run();
+  flow.reset();
+  core.reset();
+  http->respond(200, routableBody);
+  run();
+  EXPECT_EQ(task.get().id(), 7);
+  EXPECT_TRUE(flag(keys::installTracked));
+}
+
 TEST(ClickToken, IsTheFirstWholeTokenInTheText) {
   const std::string other(32, 'f');
   EXPECT_EQ(findClickToken("cv_click=" + clickToken + "0"), clickToken);

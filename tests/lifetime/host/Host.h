@@ -43,9 +43,6 @@ int endWithEventsInFlight(const Host& host);
 int trackEvents(const Host& host);
 int trackEventsUntilKilled(const Host& host);
 
-int writeFromSeveralThreads(const Host& host);
-int writeToClosedOutput(const Host& host);
-
 int configureAThousandTimes(const Host& host);
 int idle(const Host& host);
 int leaveSignalsAlone(const Host& host);

@@ -16,8 +16,6 @@ int main(int argc, char** argv) {
       {"endWithEventsInFlight", endWithEventsInFlight},
       {"trackEvents", trackEvents},
       {"trackEventsUntilKilled", trackEventsUntilKilled},
-      {"writeFromSeveralThreads", writeFromSeveralThreads},
-      {"writeToClosedOutput", writeToClosedOutput},
       {"configureAThousandTimes", configureAThousandTimes},
       {"idle", idle},
       {"leaveSignalsAlone", leaveSignalsAlone},
