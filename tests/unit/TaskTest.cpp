@@ -4,14 +4,18 @@
 
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
+#include "async/BackgroundExecutor.h"
 #include "async/BackgroundTask.h"
 #include "async/BackgroundThread.h"
 #include "corvane/CorvaneCancellationError.h"
 #include "corvane/CorvaneError.h"
 #include "corvane/CorvaneMainQueue.h"
+#include "support/Await.h"
 #include "support/DetachedCoroutine.h"
 #include "support/FakeBackground.h"
+#include "support/Gate.h"
 #include "support/ManualExecutor.h"
 
 namespace corvane::test {
@@ -164,25 +168,109 @@ TEST_F(CorvaneTaskOnTheMainQueue, WaitingRunsTheQueueAndIsWokenByAnotherThread) 
 
 TEST_F(CorvaneTaskOnTheMainQueue, AnExceptionOfACallbackIsThrownByTheWaitAndTheTaskStaysUsable) {
   queue->post([] { throw std::runtime_error("host"); });
+  queue->post([] {});
   queue->post([&] { state->complete(attributed); });
   EXPECT_THROW(task.get(), std::runtime_error);
+  EXPECT_TRUE(task.waitFor(std::chrono::nanoseconds::max()));
   EXPECT_EQ(task.get(), attributed);
 }
 
-TEST_F(CorvaneTaskOnTheMainQueue, ACallbackMayWaitForTheOperationThatCalledIt) {
-  const auto background = std::make_shared<FakeBackground>();
-  std::function<void()> callback = [&] { EXPECT_TRUE(task.waitFor(30s)) << "it waits for itself"; };
-  start<CorvaneAttribution>(background, state, [&]() -> boost::asio::awaitable<CorvaneAttribution> {
-    co_await MainThread(queue).call(*background, callback);
-    co_return attributed;
+TEST_F(CorvaneTaskOnTheMainQueue, ACallbackMayAssignToTheHandleThatIsWaitedOn) {
+  Task handle = task;
+  queue->post([&] {
+    handle = Task(std::make_shared<State>(MainThread(queue)));
+    state->complete(attributed);
   });
+  EXPECT_EQ(handle.get(), attributed);
+}
+
+TEST_F(CorvaneTaskOnTheMainQueue, ACallbackMayWaitForTheOperationsThatCalledItAndTheCallbackAroundIt) {
+  const auto background = std::make_shared<FakeBackground>();
+  const auto innerState = std::make_shared<State>(MainThread(queue));
+  const Task inner(innerState);
+  const std::function<void()> runTheQueue = [&] { EXPECT_EQ(queue->poll(), 1U); };
+  const std::function<void()> waitForBoth = [&] {
+    EXPECT_TRUE(task.waitFor(30s)) << "it waits for the callback around it";
+    EXPECT_TRUE(inner.waitFor(30s)) << "it waits for itself";
+  };
+  const auto calling = [&](const std::function<void()>& callback) -> Body<CorvaneAttribution> {
+    return [&]() -> boost::asio::awaitable<CorvaneAttribution> {
+      co_await MainThread(queue).call(*background, callback);
+      EXPECT_FALSE(queue->isCurrentThread());
+      co_return attributed;
+    };
+  };
+  start(background, state, calling(runTheQueue));
+  start(background, innerState, calling(waitForBoth));
   background->run();
+  const auto begin = std::chrono::steady_clock::now();
   // The fake background has no thread of its own: what the callback waits for runs in the queue.
   std::thread backgroundThread([&] {
-    while (!task.isDone()) background->run();
+    while (!task.isDone() || !inner.isDone()) background->run();
   });
-  EXPECT_EQ(queue->poll(), 1U);
+  queue->poll();
   backgroundThread.join();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s) << "the completion does not wake the wait";
+}
+
+TEST(BackgroundExecutor, AWaitEndsWhenItsTaskIsCancelledAndASuspensionOnce) {
+  const auto executor = std::make_shared<BackgroundExecutor>();
+  std::promise<void> ended;
+  auto haveEnded = ended.get_future();
+  std::vector<WaitEnd> ends;
+  const auto cancel = spawn(executor, [&]() -> boost::asio::awaitable<void> {
+    ends.push_back(co_await executor->wait(1h));
+    co_await executor->suspend([](const auto& resume) {
+      resume();
+      resume();
+    });
+    ends.push_back(co_await executor->wait(1h));
+    executor->post([&] { ended.set_value(); });
+  });
+  cancel();
+  test::await(haveEnded, "the ends of the waits");
+  EXPECT_EQ(ends, std::vector(2, WaitEnd::cancelled));
+}
+
+TEST(BackgroundExecutor, ShutDownEndsWaitsAndSuspensionsAndRunsAllThatIsAccepted) {
+  const auto executor = std::make_shared<BackgroundExecutor>();
+  std::promise<void> begun;
+  auto hasBegun = begun.get_future();
+  std::vector<WaitEnd> ends;
+  std::function<void()> late;
+  int resumed = 0;
+  spawn(executor, [&]() -> boost::asio::awaitable<void> {
+    for (int i = 0; i < 2; ++i) ends.push_back(co_await executor->wait(1h));
+    co_await executor->suspend([](const auto&) { ADD_FAILURE() << "a suspension began"; });
+    ++resumed;
+  });
+  spawn(executor, [&]() -> boost::asio::awaitable<void> {
+    co_await executor->suspend([&](auto resume) { late = resume; });
+    ++resumed;
+  });
+  executor->post([&] { begun.set_value(); });
+  test::await(hasBegun, "the begin of both tasks");
+  int accepted = 0;
+  int run = 0;
+  std::thread poster([&] {
+    while (executor->post([&] { ++run; })) ++accepted;
+  });
+  executor->shutDown(30s, 60s);
+  poster.join();
+  EXPECT_EQ(run, accepted);
+  EXPECT_EQ(ends, std::vector(2, WaitEnd::exiting));
+  EXPECT_EQ(resumed, 2);
+  late();
+}
+
+TEST(BackgroundExecutor, ShutDownLeavesAThreadBehindThatHostCodeBlocks) {
+  // Never destroyed, because the thread outlives the shutdown. The gate fails when it does not open in time.
+  static auto* const executor = new BackgroundExecutor;
+  static auto* const gate = new Gate;
+  gate->close();
+  executor->post([] { gate->pass(); });
+  executor->shutDown(1ms, 1ms);
+  gate->open();
 }
 
 TEST(CorvaneMainQueue, RunsInOrderUntilItIsStoppedAndKeepsTheRest) {
@@ -194,15 +282,18 @@ TEST(CorvaneMainQueue, RunsInOrderUntilItIsStoppedAndKeepsTheRest) {
     queue.post([&] { order += "d"; });
     queue.stop();
   });
-  queue.post([&] { order += "c"; });
+  queue.post([&] {
+    order += "c";
+    queue.post([&] { order += "e"; });
+  });
   queue.run();
   EXPECT_EQ(order, "ab");
   EXPECT_GE(queue.poll(), 2U);
   EXPECT_EQ(order, "abcd");
-  queue.post([&] { order += "e"; });
+  queue.post([&] { order += "f"; });
   queue.post([&] { queue.stop(); });
   queue.run();
-  EXPECT_EQ(order, "abcde") << "the earlier stop does not end a later run";
+  EXPECT_EQ(order, "abcdef") << "the earlier stop does not end a later run";
   EXPECT_TRUE(queue.isCurrentThread());
   std::thread([&] {
     queue.adoptCurrentThread();
