@@ -31,8 +31,8 @@ class ATTManager {
   using Answer = std::function<void(bool)>;
 
   /// Calls `answer` once, on any thread, also within this call. A provider that throws, or destroys its
-  /// completion without a call, counts as restricted or denied. If it keeps the completion and never calls it,
-  /// `answer` is not called.
+  /// completion without a call, counts as restricted or denied. If it keeps the completion and never calls
+  /// it, `answer` is not called.
   void request(Answer answer) const;
   CorvaneTrackingAuthorizationStatus status() const;
 
