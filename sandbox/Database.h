@@ -34,7 +34,7 @@ class Database {
   std::unique_ptr<sqlite3, Closer> connection_;
 };
 
-/// All that is written while it lives is kept by `commit`, or else none of it.
+/// The writes made during its lifetime take effect together in `commit`, or not at all.
 class Transaction {
  public:
   explicit Transaction(Database& database);

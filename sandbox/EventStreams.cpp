@@ -48,7 +48,7 @@ void EventStreams::publish(const std::string& text) {
 }
 
 void EventStreams::serve(Connection& connection, Reader& reader) {
-  // A reader sends nothing more: whatever arrives is the end.
+  // The peer sends nothing more, so that readable data means that it has closed the connection.
   std::array<pollfd, 2> events{{{connection.socket(), POLLIN, 0}, {reader.changed.number(), POLLIN, 0}}};
   while (::poll(events.data(), events.size(), -1) > 0 && events[0].revents == 0) {
     const std::string text = take(reader);

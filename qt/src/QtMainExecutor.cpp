@@ -60,7 +60,7 @@ class QtMainExecutor::Receiver : public QObject {
   bool event(QEvent* event) override {
     if (event->type() != callEvent) return QObject::event(event);
     const auto function = std::move(static_cast<Call*>(event)->function);
-    if (!isAttached()) return true;  // refused: `function` dies here
+    if (!isAttached()) return true;  // refused: `function` is destroyed here
     // If the function opens a nested loop, that loop processes earlier events only after a wake-up.
     QAbstractEventDispatcher::instance()->wakeUp();
     run(function);

@@ -72,7 +72,7 @@ void Browser::end() {
   process_->awaitEnd();
   // The browser's child processes may run a little longer and still write there.
   std::error_code error;
-  for (int tries = 0; tries == 0 || (error && tries < 100); ++tries)
+  for (int attempts = 0; attempts == 0 || (error && attempts < 100); ++attempts)
     std::filesystem::remove_all(profile_, error);
 }
 
@@ -122,7 +122,7 @@ void Browser::awaitTrue(const std::string& expression) {
 
 void Browser::press(const std::string& selector) {
   // While the page is still loading, the element may move between finding its place and the press.
-  for (int tries = 0; tries < 100; ++tries) {
+  for (int attempts = 0; attempts < 100; ++attempts) {
     const json middle = evaluate("(() => { const element = document.querySelector(" + quoted(selector) +
                                  ");"
                                  " element.scrollIntoView({block: 'center', behavior: 'instant'});"

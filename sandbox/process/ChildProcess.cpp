@@ -35,7 +35,7 @@ Stream makeOutput() {
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-/// A socket: writing to a pipe that nobody reads raises SIGPIPE here.
+/// A socket: writing to a pipe without a reader raises SIGPIPE.
 Stream makeInput() {
   int ends[2];
   require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "no socket pair");

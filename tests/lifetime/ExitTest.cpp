@@ -56,7 +56,7 @@ struct Ending {
 };
 
 /// g++ 12's AddressSanitizer forks while other threads hold its own locks, and about one child in ten waits
-/// for the lock of its store of stacks for ever. Without stacks it does not take that lock.
+/// without end for the lock of its store of stacks. Without stacks it does not take that lock.
 void forkWithoutAddressSanitizersStacks() {
   if (!underAddressSanitizer) return;
   const char* const given = std::getenv("ASAN_OPTIONS");

@@ -28,7 +28,7 @@ std::vector<std::string> Device::queuedEvents() const {
 }
 
 bool Device::awaitEmptyQueue() const {
-  for (int tries = 0; tries < 250 && !queuedEvents().empty(); ++tries)
+  for (int attempts = 0; attempts < 250 && !queuedEvents().empty(); ++attempts)
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   return queuedEvents().empty();
 }

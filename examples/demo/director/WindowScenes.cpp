@@ -38,8 +38,8 @@ std::string clipboard() {
 void savePicture(const std::string& window, const std::filesystem::path& file) {
   run("xdotool", {"windowactivate", "--sync", window});
   std::string last, current;
-  for (int tries = 0; current.empty() || current != last; ++tries) {
-    if (tries == 100) throw std::runtime_error("the window keeps changing");
+  for (int attempts = 0; current.empty() || current != last; ++attempts) {
+    if (attempts == 100) throw std::runtime_error("the window keeps changing");
     last = current;
     run("import", {"-window", window, file});
     current = run("identify", {"-format", "%#", file});

@@ -85,7 +85,7 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::mill
   Options options(easy_.get());
   setRequest(options, request);
   setTimeouts(options, timeout, request.timeoutInterval);
-  setAuthorities(options, authorityFile);
+  setTLS(options, authorityFile);
   options.set(CURLOPT_NOSIGNAL, 1L);
   options.set(CURLOPT_QUICK_EXIT, 1L);  // or removing a transfer waits for its name look-up
   options.set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
@@ -124,7 +124,7 @@ void TransportTransfer::setTimeouts(Options& options, std::chrono::milliseconds 
   options.set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(silence.count()));
 }
 
-void TransportTransfer::setAuthorities(Options& options, const std::string& authorityFile) {
+void TransportTransfer::setTLS(Options& options, const std::string& authorityFile) {
   options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   if (!authorityFile.empty()) options.set(CURLOPT_CAINFO, authorityFile.c_str());
   if (authorityFile.empty() && curl_version_info(CURLVERSION_NOW)->cainfo == nullptr) return;

@@ -73,7 +73,7 @@ class TransportTransfer {
   void setRequest(Options& options, const URLRequest& request) const;
   static void setTimeouts(Options& options, std::chrono::milliseconds timeout,
                           std::chrono::seconds silenceTimeout);
-  static void setAuthorities(Options& options, const std::string& authorityFile);
+  static void setTLS(Options& options, const std::string& authorityFile);
 
   bool appendHeader(const std::string& line);
   bool setHeaders(const URLRequest& request);
