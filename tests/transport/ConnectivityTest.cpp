@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <linux/if_tun.h>
 #include <net/if.h>
+#include <net/route.h>
 #include <netinet/in.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -38,7 +39,7 @@ std::string enterOwnNetwork() {
 }
 const std::string networkForbidden = enterOwnNetwork();
 
-void control(unsigned long operation, ifreq& request) {
+void control(unsigned long operation, auto& request) {
   const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const int code = ::ioctl(socket, operation, &request);
   ::close(socket);
@@ -65,6 +66,18 @@ void setAddress(const char* device, unsigned long operation, const char* text) {
   inet_pton(AF_INET, text, &address.sin_addr);
   std::memcpy(&request.ifr_addr, &address, sizeof address);
   control(operation, request);
+}
+
+void addHostRoute(const char* device, const char* text) {
+  std::string name(device);
+  rtentry route{};
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  inet_pton(AF_INET, text, &address.sin_addr);
+  std::memcpy(&route.rt_dst, &address, sizeof address);
+  route.rt_flags = RTF_UP | RTF_HOST;
+  route.rt_dev = name.data();
+  control(SIOCADDRT, route);
 }
 
 /// The state of a new namespace. A loopback device that only went down keeps its address, and packets to it
@@ -189,6 +202,7 @@ TEST_F(Connectivity, ARefusedConnectionFailsAtOnceWhicheverAddressIsTriedLast) {
 
 TEST_F(Connectivity, AFailedLookUpWithoutARouteIsRepeatedAtEachNetworkChange) {
   bring("lo", true);
+  addHostRoute("lo", "10.78.0.1");
   EXPECT_FALSE(ConnectivityMonitor::hasRouteBeyondLoopback());
   Exchange exchange = begin(waiting(600), {.url = server_->url("/", "late.test")});
   // The first attempt, and the one after the subscription.
