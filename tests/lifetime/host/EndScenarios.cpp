@@ -4,9 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <thread>
 
 #include "api/transport/Transport.h"
@@ -65,19 +68,31 @@ void useLibcurl(const std::string& url, const std::string& authorityFile) {
   curl_global_cleanup();
 }
 
-/// Whether a forked child that prints and calls `exit` ends with its own status.
+/// Whether a fork waits for the work of the transport's thread, and a forked child that prints and calls
+/// `exit` ends with its own status.
 bool forkedChildEnds() {
+  std::promise<void> begun;
+  std::atomic<bool> works = true;
+  platform::Transport::shared().begin({.url = "http://127.0.0.1/\n"},
+                                      platform::URLSessionConfiguration::default_(),
+                                      [&](const platform::URLSessionResult&) {
+                                        begun.set_value();
+                                        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                                        works = false;
+                                      });
+  begun.get_future().wait();
   const pid_t child = ::fork();
+  const bool forkedTooEarly = works;
   if (child == 0) {
     isForkedChild = true;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::alarm(4);  // The exit hook of the parent would wait 5 s here for a thread that does not exist.
+    ::alarm(5);  // The exit hook of the parent would take 5.2 s here, for threads that do not exist.
     std::puts("the forked child ends");
     std::exit(3);
   }
   int status = 0;
   ::waitpid(child, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 3;
+  return !forkedTooEarly && WIFEXITED(status) && WEXITSTATUS(status) == 3;
 }
 
 bool has(const Host& host, const std::string& argument) {
