@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -251,9 +252,13 @@ TEST(BackgroundExecutor, ShutDownEndsWaitsAndSuspensionsAndRunsAllThatIsAccepted
   executor->post([&] { begun.set_value(); });
   test::await(hasBegun, "the begin of both tasks");
   int accepted = 0;
-  int run = 0;
+  std::atomic<int> run = 0;
   std::thread poster([&] {
-    while (executor->post([&] { ++run; })) ++accepted;
+    // One at a time: a poster that outruns the background thread would keep it from ending.
+    while (executor->post([&] { ++run; })) {
+      ++accepted;
+      awaitByPolling("an accepted function", [&] { return run == accepted; });
+    }
   });
   executor->shutDown(30s, 60s);
   poster.join();
