@@ -10,6 +10,8 @@ struct HTTPResponse {
   /// The HTTP status; -1 where the response is not HTTP.
   int statusCode = -1;
   std::string body{};
+  /// The body was longer than the transport keeps; `body` is its beginning.
+  bool bodyIsTruncated = false;
   /// Names in lower case. Of two equal names the later one is kept.
   std::map<std::string, std::string> headers{};
 };

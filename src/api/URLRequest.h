@@ -8,6 +8,13 @@
 
 namespace corvane {
 
+/// What a request is for, which decides over which connections it goes.
+enum class Traffic {
+  interactive,  ///< Somebody waits for the response: installs, opens and resolves.
+  event,        ///< One of several events.
+  loneEvent,    ///< No other event waits or is in flight, so it may take an idle connection of `interactive`.
+};
+
 /// One HTTP request as it goes to the transport, which sends it unchanged.
 struct URLRequest {
   using Header = std::pair<std::string, std::string>;
@@ -21,6 +28,7 @@ struct URLRequest {
   /// The longest time that may pass without a byte in either direction. The whole exchange is bounded by the
   /// session's own limits.
   std::chrono::seconds timeoutInterval{60};
+  Traffic traffic = Traffic::interactive;
 };
 
 }  // namespace corvane
