@@ -187,7 +187,8 @@ TEST(EventPersistence, KeepsTheEventsOfSeveralProgramsOnOneFile) {
   for (const char* prefix : {"a", "b", "c"}) {
     for (int i = 0; i < 20; ++i) {
       const std::string name = std::string(prefix) + "-" + std::to_string(i);
-      EXPECT_EQ(queued.contains(name) + (recorded.contains(name) ? 1 : 0), 1) << name;
+      // Both where the program that delivered it ended before it got the response.
+      EXPECT_TRUE(queued.contains(name) || recorded.contains(name)) << name;
     }
   }
   for (const auto& [name, keys] : recorded) EXPECT_EQ(keys.size(), 1U) << name;
