@@ -1,0 +1,40 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <utility>
+
+namespace corvane {
+
+/// A clock for time-outs. Time in which the process did not run (it was stopped, frozen or the device was
+/// suspended) hardly counts, so that no time-out fires for it.
+///
+/// It advances only when it is read: by the time since the reading before, but by `longestStep` at most. So
+/// whoever waits for a deadline reads it at least that often, and whoever sets a deadline reads it first.
+/// A value; one thread at a time.
+class RunningClock {
+ public:
+  using Source = std::function<std::chrono::steady_clock::time_point()>;
+  using duration = std::chrono::steady_clock::duration;
+  using time_point = std::chrono::time_point<RunningClock, duration>;
+
+  static constexpr std::chrono::seconds longestStep{2};
+
+  explicit RunningClock(Source source = std::chrono::steady_clock::now)
+      : source_(std::move(source)), latest_(source_()) {}
+
+  time_point now() {
+    const auto reading = source_();
+    elapsed_ += std::clamp<duration>(reading - latest_, duration::zero(), longestStep);
+    latest_ = reading;
+    return time_point(elapsed_);
+  }
+
+ private:
+  Source source_;
+  std::chrono::steady_clock::time_point latest_;
+  duration elapsed_{};
+};
+
+}  // namespace corvane
