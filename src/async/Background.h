@@ -18,6 +18,9 @@ class Background {
 
   virtual boost::asio::any_io_executor executor() const = 0;
 
+  /// The steady clock, by which `wait` measures.
+  virtual std::chrono::steady_clock::time_point now() const { return std::chrono::steady_clock::now(); }
+
   /// Runs `function` later on the background thread, never inside this call. Any thread; the caller holds no
   /// lock. Returns false after the shutdown at the end of the process: `function` is destroyed without a run.
   virtual bool post(std::function<void()> function) = 0;

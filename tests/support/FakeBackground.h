@@ -20,6 +20,10 @@ class FakeBackground : public Background {
  public:
   boost::asio::any_io_executor executor() const override { return context_.get_executor(); }
 
+  std::chrono::steady_clock::time_point now() const override {
+    return std::chrono::steady_clock::time_point(now_);
+  }
+
   bool post(std::function<void()> function) override {
     if (refusing) return false;
     boost::asio::post(context_, std::move(function));
