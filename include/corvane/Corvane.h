@@ -186,7 +186,12 @@ class CORVANE_API Corvane {
   /// MiB is not stored. An event without a JSON form (the amount is not finite, or a text is not UTF-8) fails
   /// and is not stored. While consent is required and not given, events are dropped. Events in flight when
   /// the process exits are stored. When the process is killed, only the events that had failed by then are
-  /// stored.
+  /// stored, and those that `storeUnsentEvents` stored.
+  ///
+  /// At most eight events are sent at once over HTTP/1.1, and 100 over HTTP/2; the others wait in line, in
+  /// their order, for as long as the backend responds to any request. When it responds to none for
+  /// `CorvaneOptions::requestTimeout`, the events that have waited that long fail. Links and installs never
+  /// wait behind events.
   void trackEvent(std::string_view name, std::optional<double> value = std::nullopt,
                   std::optional<std::string_view> currency = std::nullopt);
 
@@ -195,6 +200,18 @@ class CORVANE_API Corvane {
   CorvaneTask<CorvaneEventResult> trackEventAsync(std::string_view name,
                                                   std::optional<double> value = std::nullopt,
                                                   std::optional<std::string_view> currency = std::nullopt);
+
+  /// Stores the events that are not delivered yet, for a host that is about to be suspended or stopped
+  /// without an exit: the newest 100 of those that wait in line, wait between two attempts, or are in flight.
+  /// They are sent as before, and leave the preferences file when they are delivered. After the process was
+  /// killed, the next `configure` sends what is left, with the same keys, so the backend records each event
+  /// once.
+  ///
+  /// Call it from any thread, for example when the application moves to the background. The call waits for
+  /// one write of the file, and returns within 250 ms. Returns true when every event that was tracked before
+  /// is delivered or stored (or is older than the newest 100), and false when the file could not be written
+  /// or the time was over; the events are then written as soon as possible.
+  bool storeUnsentEvents();
 
   /// Asks for permission to track, through `CorvanePlatform::trackingAuthorization`. Calls `completion` once,
   /// on the main thread, never inside this call, with true when permission is given. The user is asked only

@@ -1,7 +1,10 @@
 #include "api/CorvaneAPI.h"
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
+#include "api/Backoff.h"
 #include "api/RetryLoop.h"
 #include "corvane/CorvaneError.h"
 #include "foundation/text/Unicode.h"
@@ -44,6 +47,21 @@ DTO interpret(HTTPResponse response, DTO (*decode)(std::string_view)) {
   }
 }
 
+template <class Failed>
+EventEnd interpretEvent(Failed failed) {
+  return failed;
+}
+
+template <>
+EventEnd interpretEvent(HTTPResponse response) {
+  try {
+    return interpret(std::move(response), decodeEventAck);
+  } catch (const CorvaneError& error) {
+    if (error.case_() == CorvaneError::Case::emptyResponse) return EventAckDTO{};
+    return error;
+  }
+}
+
 }  // namespace
 
 template <class Request>
@@ -51,11 +69,16 @@ URLRequest CorvaneAPI::makeRequest(std::string_view path, const Request& body,
                                    std::optional<std::string> idempotencyKey) const {
   URLRequest request{.url = baseURL + std::string(path), .method = "POST", .headers = {}, .body = {}};
   if (!isURL(request.url)) throw CorvaneError::invalidURL(request.url);
-  request.headers.emplace_back("Content-Type", "application/json");
-  if (apiKey) request.headers.emplace_back("X-Api-Key", *apiKey);
+  request.headers = postHeaders();
   if (idempotencyKey) request.headers.emplace_back("Idempotency-Key", *std::move(idempotencyKey));
   request.body = encodeBody(body);
   return request;
+}
+
+std::vector<URLRequest::Header> CorvaneAPI::postHeaders() const {
+  std::vector<URLRequest::Header> headers{{"Content-Type", "application/json"}};
+  if (apiKey) headers.emplace_back("X-Api-Key", *apiKey);
+  return headers;
 }
 
 URLRequest CorvaneAPI::makeGetRequest(std::string_view path, const std::vector<QueryItem>& items) const {
@@ -67,7 +90,7 @@ URLRequest CorvaneAPI::makeGetRequest(std::string_view path, const std::vector<Q
 
 template <class DTO>
 asio::awaitable<DTO> CorvaneAPI::perform(URLRequest request, DTO (*decode)(std::string_view)) const {
-  const RetryLoop loop{*http, *background, logger, retryPolicy};
+  const RetryLoop loop{*http, lines->interactive, *background, logger, retryPolicy};
   HTTPResponse response = co_await loop.send(std::move(request));
   co_return interpret(std::move(response), decode);
 }
@@ -98,16 +121,27 @@ asio::awaitable<EventResultDTO> CorvaneAPI::sendInstall(InstallRequest body,
   co_return co_await perform(std::move(request), decodeEventResult);
 }
 
-asio::awaitable<EventAckDTO> CorvaneAPI::sendEvent(EventRequest body,
-                                                   std::optional<std::string> idempotencyKey) const {
+std::shared_ptr<const EventRoute> CorvaneAPI::makeEventRoute(const void* queue) const {
+  constexpr std::chrono::nanoseconds shortest = std::chrono::milliseconds(1);
+  return std::make_shared<const EventRoute>(
+      EventRoute{.http = http,
+                 .url = baseURL + std::string(eventPath),
+                 .headers = postHeaders(),
+                 .retryPolicy = retryPolicy,
+                 .requestTimeout = std::max(waitDuration(requestTimeout), shortest),
+                 .logger = logger,
+                 .queue = queue});
+}
+
+EventLine::ID CorvaneAPI::sendEvent(std::shared_ptr<const EventRoute> route, const EventRequest& request,
+                                    std::string idempotencyKey, EventLine::Kind kind, EventDone done) const {
   logger.debug([] { return "POST " + std::string(eventPath); });
-  URLRequest request = makeRequest(eventPath, body, std::move(idempotencyKey));
-  try {
-    co_return co_await perform(std::move(request), decodeEventAck);
-  } catch (const CorvaneError& error) {
-    if (error.case_() != CorvaneError::Case::emptyResponse) throw;
-    co_return EventAckDTO{};
-  }
+  if (!isURL(route->url)) throw CorvaneError::invalidURL(route->url);
+  OutgoingEvent event{.key = std::move(idempotencyKey), .body = encodeBody(request)};
+  auto whenDone = [done = std::move(done)](OutgoingEvent sent, EventLine::End end) {
+    done(std::move(sent), std::visit([](auto& value) { return interpretEvent(std::move(value)); }, end));
+  };
+  return lines->events->add(std::move(route), std::move(event), kind, std::move(whenDone));
 }
 
 }  // namespace corvane

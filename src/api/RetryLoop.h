@@ -3,13 +3,15 @@
 #include <boost/asio/awaitable.hpp>
 
 #include "api/HTTPClient.h"
+#include "api/InteractiveExchanges.h"
 #include "async/Background.h"
 #include "corvane/CorvaneRetryPolicy.h"
 #include "foundation/CorvaneLogger.h"
 
 namespace corvane {
 
-/// Sends one request until a response is final.
+/// Sends one request that somebody waits for until a response is final. Events have a line of their own
+/// (`EventLine`), with the same rules.
 ///
 /// Retried, up to `maxAttempts` attempts in all and never fewer than one: transport failures, 429, and 500 to
 /// 599. All other responses are final. No state is kept from one call to the next. Every attempt sends the
@@ -22,20 +24,16 @@ namespace corvane {
 /// once and the last outcome is final.
 struct RetryLoop {
   HTTPClient& http;
+  InteractiveExchanges& exchanges;
   Background& background;
   CorvaneLogger logger;
   CorvaneRetryPolicy policy;
 
-  /// The final response. Throws `CorvaneError::transport` or `CorvaneCancellationError`, and passes on
-  /// unchanged any other exception of the transport.
+  /// The final response. Throws the final failure: `CorvaneError::transport`, `CorvaneCancellationError`, or
+  /// unchanged any other `CorvaneError` of the transport.
   boost::asio::awaitable<HTTPResponse> send(URLRequest request) const;
 
  private:
-  struct Attempt;
-
-  boost::asio::awaitable<Attempt> attempt(const URLRequest& request) const;
-  double delayAfter(const Attempt& tried, std::int64_t number) const;
-  void logRetry(const Attempt& tried, const URLRequest& request, std::int64_t number, double delay) const;
   boost::asio::awaitable<bool> waitBeforeRetry(double delay) const;
 };
 

@@ -30,10 +30,12 @@ std::shared_ptr<HTTPClient> makeHTTPClient(double requestTimeout) {
 CorvaneAPI makeAPI(std::string apiKey, const CorvaneOptions& options, CorvaneLogger logger) {
   return {.baseURL = defaultAPIBaseURL(),
           .http = makeHTTPClient(options.requestTimeout),
+          .lines = processLines(),
           .background = processBackground(),
           .logger = logger,
           .apiKey = std::move(apiKey),
-          .retryPolicy = options.retryPolicy};
+          .retryPolicy = options.retryPolicy,
+          .requestTimeout = options.requestTimeout};
 }
 
 /// The attribution result of an earlier launch; none where it cannot be read.

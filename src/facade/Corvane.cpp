@@ -1,5 +1,6 @@
 #include "corvane/Corvane.h"
 
+#include <chrono>
 #include <utility>
 
 #include "facade/ClientBuilder.h"
@@ -86,6 +87,7 @@ void Corvane::setConsent(bool isGranted) {
   if (!isGranted) {
     client_->logger.info([] { return "Consent denied — dropping queued events"; });
     client_->eventQueue->clear();
+    client_->eventTracking->dropUnsentEvents();
     return;
   }
   client_->logger.info([] { return "Consent granted"; });
@@ -126,6 +128,10 @@ CorvaneTask<CorvaneEventResult> Corvane::trackEventAsync(std::string_view name, 
                                                          std::optional<std::string_view> currency) {
   return client_->eventTracking->trackEventAsync(
       {std::string(name), value, std::optional<std::string>(currency)});
+}
+
+bool Corvane::storeUnsentEvents() {
+  return client_->eventTracking->storeUnsentEvents(std::chrono::milliseconds(240));
 }
 
 void Corvane::requestTrackingAuthorization(std::function<void(bool isAuthorized)> completion) {

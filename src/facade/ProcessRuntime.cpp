@@ -20,6 +20,7 @@ struct ProcessRuntime {
   pid_t process;
   std::shared_ptr<BackgroundExecutor> executor;
   std::shared_ptr<Background> background;
+  std::shared_ptr<ExchangeLines> lines;
   std::mutex mutex{};
   /// Guarded by `mutex`.
   std::vector<std::function<void()>> atExit{};
@@ -33,6 +34,7 @@ void endAtExit() {
   // The transport runs no code of the host, so it always ends soon; on a busy machine it may first have to
   // read the certificate authorities of each handshake. It must have ended: OpenSSL's own exit hook is next.
   platform::Transport::shared().shutDown(5s);
+  runtime->background->post([] { runtime->lines->events->close("the process is exiting"); });
   // The background thread may be inside host code that does not return. Otherwise it has events to queue,
   // thousands of them perhaps.
   runtime->executor->shutDown(200ms, 2s);
@@ -49,7 +51,7 @@ ProcessRuntime* makeRuntime() {
   // after it and so runs before it.
   platform::Transport::shared();
   auto executor = std::make_shared<BackgroundExecutor>();
-  runtime = new ProcessRuntime{getpid(), executor, executor};
+  runtime = new ProcessRuntime{getpid(), executor, executor, std::make_shared<ExchangeLines>(executor)};
   std::atexit(endAtExit);
   return runtime;
 }
@@ -59,6 +61,11 @@ ProcessRuntime* makeRuntime() {
 const std::shared_ptr<Background>& processBackground() {
   static const ProcessRuntime* const made = makeRuntime();
   return made->background;
+}
+
+const std::shared_ptr<ExchangeLines>& processLines() {
+  processBackground();
+  return runtime->lines;
 }
 
 void runAtExit(std::function<void()> last) {

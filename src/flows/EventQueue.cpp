@@ -1,13 +1,28 @@
 #include "flows/EventQueue.h"
 
-#include <optional>
 #include <utility>
+#include <variant>
 
 #include "async/BackgroundTask.h"
+#include "async/Suspend.h"
+#include "model/EventStoreCodec.h"
 
 namespace corvane {
 
 namespace asio = boost::asio;
+
+namespace {
+
+/// An event without a body has no JSON form.
+StoredEvents storedFormsOf(const std::vector<OutgoingEvent>& events) {
+  StoredEvents stored;
+  for (const OutgoingEvent& event : events) {
+    if (!event.body.empty()) stored.push_back({.id = event.key, .json = encodeEntry(event.key, event.body)});
+  }
+  return stored;
+}
+
+}  // namespace
 
 EventQueue::EventQueue(std::shared_ptr<EventStore> events, CorvaneLogger logger)
     : events_(std::move(events)), logger_(logger) {}
@@ -24,8 +39,9 @@ void EventQueue::flush(const CorvaneAPI& api) {
 }
 
 asio::awaitable<void> EventQueue::resend(std::shared_ptr<const Claim> snapshot, CorvaneAPI api) {
+  const std::shared_ptr<const EventRoute> route = makeRoute(api);
   for (const Entry& entry : snapshot->entries()) {
-    const bool delivered = co_await deliver(entry, api);
+    const bool delivered = co_await deliver(entry, api, route);
     if (delivered) {
       events_->remove(entry.id);
     } else {
@@ -36,19 +52,43 @@ asio::awaitable<void> EventQueue::resend(std::shared_ptr<const Claim> snapshot, 
   if (snapshot->release()) flush(api);
 }
 
-asio::awaitable<bool> EventQueue::deliver(const Entry& entry, const CorvaneAPI& api) const {
-  try {
-    EventRequest request = entry.request;
-    std::optional<std::string> id = entry.id;
-    co_await api.sendEvent(std::move(request), std::move(id));
-    co_return true;
-  } catch (const std::exception&) {
-    co_return false;
-  }
+asio::awaitable<bool> EventQueue::deliver(const Entry& entry, const CorvaneAPI& api,
+                                          std::shared_ptr<const EventRoute> route) {
+  const auto delivered = std::make_shared<bool>(false);
+  std::function<void(std::function<void()>)> send = [&](std::function<void()> resume) {
+    const EventDone done = [delivered, resume](const OutgoingEvent&, const EventEnd& end) {
+      *delivered = std::holds_alternative<EventAckDTO>(end);
+      resume();
+    };
+    try {
+      api.sendEvent(route, entry.request, entry.id, EventLine::Kind::resend, done);
+    } catch (const CorvaneError&) {
+      resume();
+    }
+  };
+  co_await suspendUntil(std::move(send));
+  co_return *delivered;
 }
 
-asio::awaitable<void> EventQueue::enqueue(Entry entry, Background& background) {
-  co_await events_->enqueue(std::move(entry), background);
+std::shared_ptr<const EventRoute> EventQueue::makeRoute(const CorvaneAPI& api) const {
+  return api.makeEventRoute(events_.get());
+}
+
+void EventQueue::enqueue(const std::vector<OutgoingEvent>& failed, Background& background,
+                         std::function<void()> stored) {
+  events_->store(storedFormsOf(failed), background, std::move(stored));
+}
+
+bool EventQueue::storeUnsent(const EventLine& line) {
+  return events_->storeUnsent(storedFormsOf(line.newest(events_.get(), EventStore::maxItems)));
+}
+
+void EventQueue::settle(const std::string& key) {
+  events_->settle(key);
+}
+
+void EventQueue::dropUnsent(EventLine& line) {
+  line.dropUnsent(events_.get());
 }
 
 void EventQueue::clear() {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <boost/asio/awaitable.hpp>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "api/CorvaneAPI.h"
 #include "flows/EventStore.h"
@@ -26,8 +28,21 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
   /// had failed already when they were left out: docs/adr/0008-an-entry-is-sent-by-one-flush.md.
   void flush(const CorvaneAPI& api);
 
-  /// Adds one entry; completes when it is stored. To be awaited on the background thread.
-  boost::asio::awaitable<void> enqueue(Entry entry, Background& background);
+  /// How the events of a client are sent that go into this queue when they fail.
+  std::shared_ptr<const EventRoute> makeRoute(const CorvaneAPI& api) const;
+
+  /// Adds events that failed; calls `stored` when they are stored. On the background thread.
+  void enqueue(const std::vector<OutgoingEvent>& failed, Background& background,
+               std::function<void()> stored);
+
+  /// Adds the newest events of the line, which are still to be sent. Returns whether they are in the file. On
+  /// the background thread.
+  bool storeUnsent(const EventLine& line);
+  /// An event has left the line without a failure: removes it if `storeUnsent` has added it.
+  void settle(const std::string& key);
+
+  /// Removes the events of the line of which nothing was sent yet. On the background thread.
+  void dropUnsent(EventLine& line);
 
   /// Removes every entry.
   void clear();
@@ -36,7 +51,8 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
   using Claim = EventStore::Claim;
 
   boost::asio::awaitable<void> resend(std::shared_ptr<const Claim> snapshot, CorvaneAPI api);
-  boost::asio::awaitable<bool> deliver(const Entry& entry, const CorvaneAPI& api) const;
+  static boost::asio::awaitable<bool> deliver(const Entry& entry, const CorvaneAPI& api,
+                                              std::shared_ptr<const EventRoute> route);
 
   const std::shared_ptr<EventStore> events_;
   const CorvaneLogger logger_;

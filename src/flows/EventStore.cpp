@@ -2,13 +2,10 @@
 
 #include <utility>
 
-#include "async/Suspend.h"
 #include "model/CodecFailure.h"
 #include "model/EventStoreCodec.h"
 
 namespace corvane {
-
-namespace asio = boost::asio;
 
 namespace {
 
@@ -87,33 +84,46 @@ bool EventStore::isBeingSent(const std::string& id) {
   return true;
 }
 
-asio::awaitable<void> EventStore::enqueue(EventQueueEntry entry, Background& background) {
-  auto event = storedFormOf(entry);
-  if (!event) co_return;
-  // `resume` continues this task; `storeAndResume` calls it, with those of all entries added before the
-  // write.
-  std::function<void(std::function<void()>)> start = [&](std::function<void()> resume) {
-    bool first = false;
-    {
-      const std::lock_guard lock(mutex_);
-      pending_.add(*std::move(event));
-      first = waitingToBeStored_.empty();
-      waitingToBeStored_.push_back(std::move(resume));
+void EventStore::store(StoredEvents events, Background& background, std::function<void()> stored) {
+  bool first = false;
+  {
+    const std::lock_guard lock(mutex_);
+    for (StoredEvent& event : events) {
+      beingSent_.erase(event.id);
+      pending_.add(std::move(event));
     }
-    // Other events that fail in this turn of the background thread are added before the write begins.
-    if (first && !background.post([self = shared_from_this()] { self->storeAndResume(); })) storeAndResume();
-  };
-  co_await suspendUntil(std::move(start));
+    first = waitingToBeStored_.empty();
+    waitingToBeStored_.push_back(std::move(stored));
+  }
+  // Other events that fail in this turn of the background thread are added before the write begins.
+  if (first && !background.post([self = shared_from_this()] { self->writeAndReport(); })) writeAndReport();
 }
 
-void EventStore::storeAndResume() {
+void EventStore::writeAndReport() {
   std::vector<std::function<void()>> stored;
   {
     const std::lock_guard lock(mutex_);
     save();
     stored.swap(waitingToBeStored_);
   }
-  for (const auto& resume : stored) resume();
+  for (const auto& report : stored) report();
+}
+
+bool EventStore::storeUnsent(StoredEvents events) {
+  const std::lock_guard lock(mutex_);
+  for (StoredEvent& event : events) {
+    beingSent_.emplace(event.id, Attempt());
+    pending_.add(std::move(event));
+  }
+  if (!pending_.isEmpty()) save();
+  return pending_.isEmpty();
+}
+
+void EventStore::settle(const std::string& id) {
+  const std::lock_guard lock(mutex_);
+  if (beingSent_.erase(id) == 0) return;
+  pending_.remove(id);
+  save();
 }
 
 void EventStore::remove(const std::string& id) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <boost/asio/awaitable.hpp>
 #include <functional>
 #include <map>
 #include <memory>
@@ -66,11 +65,18 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   /// Every entry that no other flush is sending.
   std::shared_ptr<const Claim> claim();
 
-  /// Adds the entry behind all others and, beyond `maxItems`, pushes out the oldest. Completes when it is
-  /// stored, or waits in memory. Entries that come at the same time share one transaction. To be awaited on
-  /// the background thread.
-  boost::asio::awaitable<void> enqueue(EventQueueEntry entry, Background& background);
+  /// Adds the events behind all others and, beyond `maxItems`, pushes out the oldest. Calls `stored` when
+  /// they are stored, or wait in memory. Events that come at the same time share one transaction. On the
+  /// background thread.
+  void store(StoredEvents events, Background& background, std::function<void()> stored);
   void remove(const std::string& id);
+
+  /// Adds events that are still to be sent, so that they survive the end of the process. Until `store` or
+  /// `settle` is called for them, no flush of this process is given them. Returns whether they are in the
+  /// file.
+  bool storeUnsent(StoredEvents events);
+  /// Removes the event if `storeUnsent` has added it.
+  void settle(const std::string& id);
   void clear();
 
   /// Writes the pending changes, if that is possible.
@@ -83,7 +89,7 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   void save();
 
   StoredEvents read(const std::optional<std::string>& bytes) const;
-  void storeAndResume();
+  void writeAndReport();
 
   const std::shared_ptr<FlagStore> store_;
   const std::shared_ptr<DataUpdates> updates_;

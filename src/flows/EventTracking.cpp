@@ -1,64 +1,134 @@
 #include "flows/EventTracking.h"
 
+#include <algorithm>
+#include <future>
 #include <utility>
+#include <variant>
 
-#include "async/BackgroundTask.h"
+#include "async/BackgroundThread.h"
 #include "foundation/text/UUID.h"
 #include "foundation/text/Unicode.h"
 
 namespace corvane {
 
-namespace asio = boost::asio;
+EventTracking::EventTracking(Collaborators collaborators)
+    : parts_(std::move(collaborators)),
+      route_(parts_.eventQueue->makeRoute(parts_.api)),
+      tracked_(std::make_shared<BackgroundQueue>(parts_.api.background)) {}
 
 void EventTracking::trackEvent(Event event) {
-  spawn(parts_.api.background, [weak = weak_from_this(), event = std::move(event)]() mutable {
-    return runDetached(weak, std::move(event));
+  tracked_->post([weak = weak_from_this(), event = std::move(event)]() mutable {
+    if (const auto self = weak.lock()) self->begin(std::move(event), nullptr, nullptr);
   });
-}
-
-/// `track` has logged, queued and reported a failure; the result has no receiver here.
-asio::awaitable<void> EventTracking::runDetached(Weak weak, Event event) {
-  const auto self = weak.lock();
-  if (!self) co_return;
-  try {
-    co_await self->track(std::move(event));
-  } catch (const std::exception&) {
-  }
 }
 
 CorvaneTask<CorvaneEventResult> EventTracking::trackEventAsync(Event event) {
   auto state = std::make_shared<TaskState<CorvaneEventResult>>(parts_.core->mainThread());
-  Body<CorvaneEventResult> body = [self = shared_from_this(),
-                                   event = std::move(event)]() -> asio::awaitable<CorvaneEventResult> {
-    co_return co_await self->track(event);
-  };
-  start(parts_.api.background, state, std::move(body));
+  const auto handle = std::make_shared<Handle>();
+  state->setCanceller([weak = weak_from_this(), handle] {
+    const auto self = weak.lock();
+    if (self) self->parts_.api.background->post([self, handle] { self->cancel(handle); });
+  });
+  auto completion = std::make_shared<Completion<CorvaneEventResult>>(state, std::function<void()>());
+  tracked_->post([self = shared_from_this(), event = std::move(event), completion = std::move(completion),
+                  handle]() mutable { self->begin(std::move(event), completion, handle); });
   return CorvaneTask<CorvaneEventResult>(state);
 }
 
-asio::awaitable<CorvaneEventResult> EventTracking::track(Event event) {
+void EventTracking::begin(Event event, const EventCompletion& completion,
+                          const std::shared_ptr<Handle>& handle) {
   const std::string name = event.name;
-  if (!parts_.consent.hasConsent()) {
-    parts_.logger.debug([&] { return "Event '" + name + "' dropped — consent not granted"; });
-    co_return CorvaneEventResult(std::nullopt, false);
-  }
-  const EventQueue::Entry entry{.id = randomUUIDText(), .request = makeRequest(std::move(event))};
-  std::optional<Failure> failure;
+  if (!parts_.consent.hasConsent()) return drop(name, completion);
+  const std::string key = randomUUIDText();
+  EventDone done = [self = shared_from_this(), name, completion](OutgoingEvent sent, EventEnd end) {
+    self->finish(name, completion, std::move(sent), std::move(end));
+  };
   try {
-    EventRequest request = entry.request;
-    std::optional<std::string> id = entry.id;
-    const EventAckDTO ack = co_await parts_.api.sendEvent(std::move(request), std::move(id));
-    parts_.eventQueue->flush(parts_.api);
-    co_return CorvaneEventResult(ack.id, ack.attributed);
+    const EventRequest request = makeRequest(std::move(event));
+    const auto id = parts_.api.sendEvent(route_, request, key, EventLine::Kind::first, std::move(done));
+    if (!handle) return;
+    handle->id = id;
+    if (handle->isCancelled) cancel(handle);
   } catch (...) {
-    failure = currentFailure();
+    fail(name, {{.key = key, .body = {}}, currentFailure(), completion});
   }
+}
+
+void EventTracking::cancel(const std::shared_ptr<Handle>& handle) {
+  handle->isCancelled = true;
+  if (handle->id) parts_.api.lines->events->cancel(*handle->id);
+}
+
+void EventTracking::finish(const std::string& name, const EventCompletion& completion, OutgoingEvent event,
+                           EventEnd end) {
+  if (const auto* error = std::get_if<CorvaneError>(&end)) {
+    fail(name, {std::move(event), *error, completion});
+  } else if (std::holds_alternative<CorvaneCancellationError>(end)) {
+    fail(name, {std::move(event), CorvaneCancellationError(), completion});
+  } else {
+    parts_.eventQueue->settle(event.key);
+    const auto* ack = std::get_if<EventAckDTO>(&end);
+    if (ack == nullptr) return drop(name, completion);
+    parts_.eventQueue->flush(parts_.api);
+    if (completion) completion->complete(CorvaneEventResult(ack->id, ack->attributed));
+  }
+}
+
+void EventTracking::drop(const std::string& name, const EventCompletion& completion) const {
+  parts_.logger.debug([&] { return "Event '" + name + "' dropped — consent not granted"; });
+  if (completion) completion->complete(CorvaneEventResult(std::nullopt, false));
+}
+
+void EventTracking::fail(const std::string& name, Failed failed) {
   parts_.logger.warning(
-      [&] { return "Event '" + name + "' failed; queued for retry: " + descriptionOf(*failure); });
-  // Persist before reporting, so that a reported event is never lost.
-  co_await parts_.eventQueue->enqueue(entry, *parts_.api.background);
-  parts_.core->deliverError(*failure);
-  throwFailure(*failure);
+      [&] { return "Event '" + name + "' failed; queued for retry: " + descriptionOf(failed.failure); });
+  failed_.push_back(std::move(failed));
+  if (failed_.size() > 1) return;
+  const bool posted = parts_.api.background->post([self = shared_from_this()] { self->storeFailed(); });
+  if (!posted) storeFailed();
+}
+
+/// Persists before it reports, so that a reported event is never lost.
+void EventTracking::storeFailed() {
+  if (failed_.empty()) return;
+  const auto batch = std::make_shared<const std::vector<Failed>>(std::exchange(failed_, {}));
+  std::vector<OutgoingEvent> events;
+  for (const Failed& failed : *batch) events.push_back(failed.event);
+  parts_.eventQueue->enqueue(events, *parts_.api.background,
+                             [self = shared_from_this(), batch] { self->report(batch, 0); });
+}
+
+void EventTracking::report(const std::shared_ptr<const std::vector<Failed>>& batch, std::size_t first) {
+  const std::size_t end = std::min(first + portion, batch->size());
+  for (std::size_t i = first; i < end; ++i) {
+    const Failed& failed = (*batch)[i];
+    parts_.core->deliverError(failed.failure);
+    if (failed.completion) failed.completion->complete(outcomeOf<CorvaneEventResult>(failed.failure));
+  }
+  if (end == batch->size()) return;
+  const bool posted =
+      parts_.api.background->post([self = shared_from_this(), batch, end] { self->report(batch, end); });
+  if (!posted) report(batch, end);
+}
+
+bool EventTracking::storeUnsentEvents(std::chrono::milliseconds timeout) {
+  if (isBackgroundThread()) return storeUnsentNow();
+  const auto stored = std::make_shared<std::promise<bool>>();
+  auto result = stored->get_future();
+  const bool posted = parts_.api.background->post(
+      [self = shared_from_this(), stored] { stored->set_value(self->storeUnsentNow()); });
+  return posted && result.wait_for(timeout) == std::future_status::ready && result.get();
+}
+
+bool EventTracking::storeUnsentNow() {
+  tracked_->runAll();
+  storeFailed();
+  return parts_.eventQueue->storeUnsent(*parts_.api.lines->events);
+}
+
+void EventTracking::dropUnsentEvents() {
+  tracked_->post(
+      [self = shared_from_this()] { self->parts_.eventQueue->dropUnsent(*self->parts_.api.lines->events); });
 }
 
 EventRequest EventTracking::makeRequest(Event event) const {

@@ -1,10 +1,15 @@
 #pragma once
 
-#include <boost/asio/awaitable.hpp>
+#include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "async/BackgroundQueue.h"
+#include "async/BackgroundTask.h"
+#include "async/Failure.h"
 #include "corvane/CorvaneEventResult.h"
 #include "flows/ClientParts.h"
 #include "flows/EventQueue.h"
@@ -12,11 +17,12 @@
 namespace corvane {
 
 /// Sends the host's events. An event that fails, for any reason, goes into the queue with the idempotency key
-/// that it was sent with; every success starts a flush of the queue. Without consent an event is dropped.
+/// that it was sent with, and is reported when it is stored; every success starts a flush of the queue.
+/// Without consent an event is dropped.
 ///
 /// The public forms are called from any thread and return at once; everything else runs on the background
-/// executor. Background work holds this object, and with it the client, weakly until it runs and strongly
-/// while it does.
+/// thread. An event's first step reads the consent and fixes the request and its key. Before it, an event
+/// holds this object, and with it the client, weakly unless it is awaited; from then on strongly.
 class EventTracking : public std::enable_shared_from_this<EventTracking> {
  public:
   struct Collaborators : ClientParts {
@@ -30,19 +36,51 @@ class EventTracking : public std::enable_shared_from_this<EventTracking> {
     std::optional<std::string> currency;
   };
 
-  explicit EventTracking(Collaborators collaborators) : parts_(std::move(collaborators)) {}
+  explicit EventTracking(Collaborators collaborators);
 
   void trackEvent(Event event);
   CorvaneTask<CorvaneEventResult> trackEventAsync(Event event);
 
- private:
-  using Weak = std::weak_ptr<EventTracking>;
+  /// Stores every event that has not ended. Waits for that, but at most `timeout`, and returns whether they
+  /// are in the file. From any thread; on the background thread without a wait.
+  bool storeUnsentEvents(std::chrono::milliseconds timeout);
 
-  static boost::asio::awaitable<void> runDetached(Weak weak, Event event);
-  boost::asio::awaitable<CorvaneEventResult> track(Event event);
+  /// Removes the events of which nothing was sent yet, after a denial. Those that are tracked later stay.
+  /// From any thread.
+  void dropUnsentEvents();
+
+ private:
+  using EventCompletion = std::shared_ptr<Completion<CorvaneEventResult>>;
+
+  /// An awaited event as its task cancels it. Used on the background thread.
+  struct Handle {
+    std::optional<EventLine::ID> id;
+    bool isCancelled = false;
+  };
+  struct Failed {
+    OutgoingEvent event;
+    Failure failure;
+    EventCompletion completion;
+  };
+
+  /// How many failures are reported before other background work gets its turn.
+  static constexpr std::size_t portion = 64;
+
+  void begin(Event event, const EventCompletion& completion, const std::shared_ptr<Handle>& handle);
+  void cancel(const std::shared_ptr<Handle>& handle);
+  void finish(const std::string& name, const EventCompletion& completion, OutgoingEvent event, EventEnd end);
+  void drop(const std::string& name, const EventCompletion& completion) const;
+  void fail(const std::string& name, Failed failed);
+  void storeFailed();
+  void report(const std::shared_ptr<const std::vector<Failed>>& batch, std::size_t first);
+  bool storeUnsentNow();
   EventRequest makeRequest(Event event) const;
 
   const Collaborators parts_;
+  const std::shared_ptr<const EventRoute> route_;
+  const std::shared_ptr<BackgroundQueue> tracked_;
+  /// Waits to be stored with the others of this turn. Used on the background thread.
+  std::vector<Failed> failed_;
 };
 
 }  // namespace corvane

@@ -12,6 +12,10 @@ std::string encodeEntry(const EventQueueEntry& entry) {
   return json::write(object);
 }
 
+std::string encodeEntry(const std::string& id, std::string_view request) {
+  return R"({"id":)" + json::write(json::Value(id)) + R"(,"request":)" + std::string(request) + '}';
+}
+
 std::string joinEntries(const std::vector<std::string_view>& objects) {
   std::string array = "[";
   for (const std::string_view object : objects) {

@@ -19,6 +19,9 @@ namespace corvane {
 /// The JSON object of one entry. Throws `EncodingFailure` for an event without a JSON form.
 std::string encodeEntry(const EventQueueEntry& entry);
 
+/// The same from the JSON of the event's request.
+std::string encodeEntry(const std::string& id, std::string_view request);
+
 /// The array of the entries with these JSON objects.
 std::string joinEntries(const std::vector<std::string_view>& objects);
 

@@ -65,9 +65,11 @@ struct FlowFixture : ::testing::Test {
   std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
   std::shared_ptr<ManualExecutor> main = std::make_shared<ManualExecutor>();
   std::shared_ptr<MemoryFlagStore> flags = std::make_shared<MemoryFlagStore>();
+  std::shared_ptr<ExchangeLines> exchanges = std::make_shared<ExchangeLines>(background);
   CorvaneLogger logger{true, CorvaneLogLevel::debug};
   CorvaneAPI api{.baseURL = "https://api.test",
                  .http = http,
+                 .lines = exchanges,
                  .background = background,
                  .logger = {},
                  .apiKey = "k",

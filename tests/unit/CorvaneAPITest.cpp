@@ -16,56 +16,88 @@ using Waits = std::vector<std::chrono::nanoseconds>;
 
 constexpr const char* ackBody = R"({"id":7,"attributed":true})";
 
+/// Opens have the retry loop, events have the line. Both obey the same rules.
+enum class Way { open, event };
+constexpr Way bothWays[] = {Way::open, Way::event};
+
 struct CorvaneAPI : FlowFixture {
   void SetUp() override {
     api.logger = logger;
     api.retryPolicy = CorvaneRetryPolicy(3, 0.5, 8);
   }
 
-  /// Sends one event in a task of its own.
-  std::function<void()> sendEvent() {
+  std::string path(Way way) const { return way == Way::open ? "/v1/events/open" : "/v1/events"; }
+
+  /// Begins the operation; the result cancels it.
+  std::function<void()> begin(Way way) {
+    succeeded = false;
+    failure.reset();
+    return way == Way::open ? beginOpen() : beginEvent();
+  }
+
+  std::function<void()> beginOpen() {
     return spawn(background, [this]() -> asio::awaitable<void> {
       try {
+        OpenRequest open{"app", {}, {}, {}, {}, {}};
         std::optional<std::string> key = "key-1";
-        ack = co_await api.sendEvent(event, std::move(key));
+        const EventResultDTO result = co_await api.sendOpen(std::move(open), std::move(key));
+        succeeded = result.attributed;
       } catch (...) {
         failure = currentFailure();
       }
     });
   }
 
-  void sendEventToItsEnd() {
-    sendEvent();
+  std::function<void()> beginEvent() {
+    auto done = [this](const OutgoingEvent&, const EventEnd& end) {
+      succeeded = std::holds_alternative<EventAckDTO>(end);
+      if (const auto* error = std::get_if<CorvaneError>(&end)) failure = *error;
+      if (std::holds_alternative<CorvaneCancellationError>(end)) failure = CorvaneCancellationError();
+    };
+    try {
+      const auto id =
+          api.sendEvent(api.makeEventRoute(nullptr), event, "key-1", EventLine::Kind::first, done);
+      return [this, id] { exchanges->events->cancel(id); };
+    } catch (...) {
+      failure = currentFailure();
+      return [] {};
+    }
+  }
+
+  void sendToItsEnd(Way way) {
+    begin(way);
     background->run();
-    while (!ack && !failure && !background->waits.empty() && !http->isWaiting()) background->advance(1h);
+    while (!succeeded && !failure && !background->waits.empty() && !http->isWaiting())
+      background->advance(1h);
   }
 
   EventRequest event{.identifier = "app", .name = "n"};
-  std::optional<EventAckDTO> ack;
+  bool succeeded = false;
   std::optional<Failure> failure;
 };
 
 TEST_F(CorvaneAPI, PostsWithItsKeys) {
   http->respond(200, ackBody);
-  sendEventToItsEnd();
+  sendToItsEnd(Way::event);
   const URLRequest& post = http->sent.at(0);
   EXPECT_EQ(post.method + " " + post.url, "POST https://api.test/v1/events");
   EXPECT_EQ(post.headers,
             (std::vector<URLRequest::Header>{
                 {"Content-Type", "application/json"}, {"X-Api-Key", "k"}, {"Idempotency-Key", "key-1"}}));
   EXPECT_EQ(post.body, R"({"identifier":"app","name":"n"})");
-  EXPECT_EQ(ack->id, 7);
+  EXPECT_TRUE(succeeded);
 }
 
 TEST_F(CorvaneAPI, RefusesBeforeSendingWhatCannotBeSent) {
   event.value = std::nan("");
-  sendEventToItsEnd();
+  sendToItsEnd(Way::event);
   EXPECT_EQ(descriptionOf(failure.value()),
             "Failed to decode response: Failed to encode request: value: not a finite number");
   api.baseURL = "not a url";
-  failure.reset();
-  sendEventToItsEnd();
-  EXPECT_EQ(failure, Failure(CorvaneError::invalidURL("not a url/v1/events")));
+  for (const Way way : bothWays) {
+    sendToItsEnd(way);
+    EXPECT_EQ(failure, Failure(CorvaneError::invalidURL("not a url" + path(way))));
+  }
   EXPECT_TRUE(http->sent.empty());
 }
 
@@ -77,35 +109,40 @@ TEST_F(CorvaneAPI, ReadsTheFinalResponse) {
       {302, "\xFF", CorvaneError::server(302, std::nullopt)},
       {-1, "?", CorvaneError::server(-1, "?")},
       {200, "{}", CorvaneError::decoding("attributed: expected a boolean")}};
-  for (const auto& [status, body, error] : table) {
-    failure.reset();
-    http->respond(status, body);
-    sendEventToItsEnd();
-    EXPECT_EQ(failure, Failure(error)) << status;
+  for (const Way way : bothWays) {
+    for (const auto& [status, body, error] : table) {
+      http->respond(status, body);
+      sendToItsEnd(way);
+      EXPECT_EQ(failure, Failure(error)) << status;
+    }
   }
-  EXPECT_EQ(http->sent.size(), std::size(table));
+  EXPECT_EQ(http->sent.size(), 2 * std::size(table));
   EXPECT_TRUE(background->waits.empty());
 
   http->respond(200, "");
-  sendEventToItsEnd();
-  EXPECT_TRUE(ack && !ack->id && !ack->attributed);
+  sendToItsEnd(Way::event);
+  EXPECT_TRUE(succeeded);
 }
 
 TEST_F(CorvaneAPI, RetriesTheSameBytesAfterTheDelaysOfThePolicy) {
-  CapturedOutput output;
-  http->respond(503, "");
-  http->respond(CorvaneError::transport("reset"));
-  http->respond(200, ackBody);
-  sendEventToItsEnd();
-  EXPECT_EQ(ack->id, 7);
-  EXPECT_EQ(background->waits, (Waits{500ms, 1s}));
-  EXPECT_EQ(output.lines(),
-            (Lines{"[Corvane] [DEBUG] POST /v1/events",
-                   "[Corvane] [DEBUG] Retrying /v1/events after 0.50s (status 503, attempt 1)",
-                   "[Corvane] [DEBUG] Transport error, retrying (attempt 2)"}));
-  for (const URLRequest& request : http->sent) {
-    EXPECT_EQ(request.headers, http->sent[0].headers);
-    EXPECT_EQ(request.body, http->sent[0].body);
+  for (const Way way : bothWays) {
+    CapturedOutput output;
+    http->sent.clear();
+    background->waits.clear();
+    http->respond(503, "");
+    http->respond(CorvaneError::transport("reset"));
+    http->respond(200, ackBody);
+    sendToItsEnd(way);
+    EXPECT_TRUE(succeeded);
+    EXPECT_EQ(background->waits, (Waits{500ms, 1s}));
+    EXPECT_EQ(output.lines(),
+              (Lines{"[Corvane] [DEBUG] POST " + path(way),
+                     "[Corvane] [DEBUG] Retrying " + path(way) + " after 0.50s (status 503, attempt 1)",
+                     "[Corvane] [DEBUG] Transport error, retrying (attempt 2)"}));
+    for (const URLRequest& request : http->sent) {
+      EXPECT_EQ(request.headers, http->sent[0].headers);
+      EXPECT_EQ(request.body, http->sent[0].body);
+    }
   }
 }
 
@@ -119,34 +156,36 @@ TEST_F(CorvaneAPI, RespectsRetryAfterUpToTheLongestDelay) {
   for (const auto& [status, retryAfter, waits, line] : table) {
     CapturedOutput output;
     background->waits.clear();
-    ack.reset();
     http->respond(status, "", {{"retry-after", retryAfter}});
     http->respond(200, ackBody);
-    sendEventToItsEnd();
-    EXPECT_TRUE(ack) << retryAfter;
+    sendToItsEnd(Way::open);
+    EXPECT_TRUE(succeeded) << retryAfter;
     EXPECT_EQ(background->waits, waits) << retryAfter;
     EXPECT_EQ(output.lines().at(1),
-              "[Corvane] [DEBUG] Retrying /v1/events after " + std::string(line) + ", attempt 1)");
+              "[Corvane] [DEBUG] Retrying /v1/events/open after " + std::string(line) + ", attempt 1)");
   }
 }
 
 TEST_F(CorvaneAPI, TheLastAttemptIsFinal) {
-  for (int i = 0; i < 3; ++i) http->respond(503, "busy");
-  sendEventToItsEnd();
-  EXPECT_EQ(failure, Failure(CorvaneError::server(503, "busy")));
-  EXPECT_EQ(http->sent.size(), 3U);
+  for (const Way way : bothWays) {
+    api.retryPolicy.maxAttempts = 3;
+    http->sent.clear();
+    for (int i = 0; i < 3; ++i) http->respond(503, "busy");
+    sendToItsEnd(way);
+    EXPECT_EQ(failure, Failure(CorvaneError::server(503, "busy")));
+    EXPECT_EQ(http->sent.size(), 3U);
 
-  http->respond(CorvaneError::invalidURL("not a transport failure"));
-  failure.reset();
-  sendEventToItsEnd();
-  EXPECT_EQ(failure, Failure(CorvaneError::invalidURL("not a transport failure")));
-  EXPECT_EQ(http->sent.size(), 4U);
+    http->respond(CorvaneError::invalidURL("not a transport failure"));
+    sendToItsEnd(way);
+    EXPECT_EQ(failure, Failure(CorvaneError::invalidURL("not a transport failure")));
+    EXPECT_EQ(http->sent.size(), 4U);
 
-  api.retryPolicy.maxAttempts = 0;
-  http->respond(CorvaneError::transport("down"));
-  sendEventToItsEnd();
-  EXPECT_EQ(failure, Failure(CorvaneError::transport("down")));
-  EXPECT_EQ(http->sent.size(), 5U);
+    api.retryPolicy.maxAttempts = 0;
+    http->respond(CorvaneError::transport("down"));
+    sendToItsEnd(way);
+    EXPECT_EQ(failure, Failure(CorvaneError::transport("down")));
+    EXPECT_EQ(http->sent.size(), 5U);
+  }
 }
 
 TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAgain) {
@@ -158,25 +197,26 @@ TEST_F(CorvaneAPI, ACancelledRequestFailsAtTheStepThatItHasReachedAndIsNotSentAg
                {CorvaneRetryPolicy(3, 0.5, 8), {}, CorvaneCancellationError()},
                {CorvaneRetryPolicy(3, 0, 8), {}, CorvaneCancellationError()},
                {CorvaneRetryPolicy::disabled, {}, CorvaneError::transport("cancelled")}};
-  for (const auto& row : table) {
-    api.retryPolicy = row.policy;
-    failure.reset();
-    http->sent.clear();
-    if (row.answered) http->respond(*row.answered, "");
-    const auto cancel = sendEvent();
+  for (const Way way : bothWays) {
+    for (const auto& row : table) {
+      api.retryPolicy = row.policy;
+      http->sent.clear();
+      if (row.answered) http->respond(*row.answered, "");
+      const auto cancel = begin(way);
+      background->run();
+      cancel();
+      background->run();
+      EXPECT_EQ(failure, row.expected);
+      EXPECT_EQ(http->sent.size(), 1U);
+    }
+    const auto cancel = begin(way);
     background->run();
+    http->respond(200, ackBody);
+    cancel();
     cancel();
     background->run();
-    EXPECT_EQ(failure, row.expected);
-    EXPECT_EQ(http->sent.size(), 1U);
+    EXPECT_TRUE(succeeded) << "the response came before the cancellation";
   }
-  const auto cancel = sendEvent();
-  background->run();
-  http->respond(200, ackBody);
-  cancel();
-  cancel();
-  background->run();
-  EXPECT_TRUE(ack) << "the response came before the cancellation";
 }
 
 }  // namespace

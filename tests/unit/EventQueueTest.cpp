@@ -1,6 +1,5 @@
 #include "flows/EventQueue.h"
 
-#include "async/BackgroundTask.h"
 #include "model/EventStoreCodec.h"
 #include "support/CapturedOutput.h"
 #include "support/FlowFixture.h"
@@ -18,11 +17,9 @@ constexpr const char* storedQueue =
 
 struct EventQueue : FlowFixture {
   void enqueue(const std::string& id, const std::string& name = "n", bool refusing = false) {
-    spawn(background, [this, id, name, refusing]() -> boost::asio::awaitable<void> {
-      background->refusing = refusing;
-      EventQueueEntry entry{.id = id, .request = {.identifier = "app", .name = name}};
-      co_await queue->enqueue(std::move(entry), *background);
-    });
+    background->refusing = refusing;
+    const EventRequest request{.identifier = "app", .name = name};
+    queue->enqueue({{.key = id, .body = encode(request)}}, *background, [] {});
     background->run();
   }
 

@@ -114,6 +114,7 @@ TEST_F(EventTracking, EventsThatAreCancelledOrEndedByTheExitAreQueued) {
   EXPECT_THROW(cancelled.get(), CorvaneCancellationError);
   EXPECT_EQ(delivered, Lines{CorvaneCancellationError().what()});
   flags->updates = 0;
+  exchanges->events->close("the process is exiting");
   background->exit();
   main->run();
   EXPECT_THROW(cutOff.get(), CorvaneError);
