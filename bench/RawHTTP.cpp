@@ -1,9 +1,12 @@
 #include "RawHTTP.h"
 
 #include <curl/curl.h>
+#include <unistd.h>
 
-#include <memory>
-#include <vector>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
 
 #include "Server.h"
 
@@ -15,24 +18,18 @@ std::size_t take(char* bytes, std::size_t, std::size_t count, void* response) {
   return count;
 }
 
-curl_slist* eventHeaders() {
-  curl_slist* list = nullptr;
-  for (const char* header : {"Content-Type: application/json", "X-Api-Key: cv_bench",
-                             "Idempotency-Key: 5D0AC8B0-60B9-4B0F-9C6A-3F3B0C2C2B1E"})
-    list = curl_slist_append(list, header);
-  return list;
+/// No two requests of any process have the same key.
+std::string newKey() {
+  static unsigned count = 0;
+  char key[64];
+  std::snprintf(key, sizeof key, "Idempotency-Key: %08X-60B9-4B0F-9C6A-%012X", unsigned(::getpid()), ++count);
+  return key;
 }
 
-CURL* eventHandle(const std::string& body, curl_slist* headers, std::string& response) {
-  CURL* const handle = curl_easy_init();
-  curl_easy_setopt(handle, CURLOPT_URL, (serverURL() + "/v1/events").c_str());
-  curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
-  curl_easy_setopt(handle, CURLOPT_POSTFIELDS, body.c_str());
-  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
-  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, take);
-  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &response);
-  return handle;
+void require(CURLcode code) {
+  if (code == CURLE_OK) return;
+  std::fprintf(stderr, "corvane_bench: libcurl: %s\n", curl_easy_strerror(code));
+  std::_Exit(1);
 }
 
 }  // namespace
@@ -42,18 +39,51 @@ std::string eventBody() {
          R"("identifier":"com.example.bench","name":"purchase","platform":"iOS","value":9.99})";
 }
 
-EasyLoop::EasyLoop() : headers_(eventHeaders()) {
-  handle_ = eventHandle(body_, static_cast<curl_slist*>(headers_), response_);
+std::string installBody() {
+  return R"({"consent":true,"deviceId":"5D0AC8B0-60B9-4B0F-9C6A-3F3B0C2C2B1E",)"
+         R"("identifier":"com.example.bench","platform":"iOS"})";
 }
 
-EasyLoop::~EasyLoop() {
+double connectMilliseconds() {
+  CURL* const handle = curl_easy_init();
+  curl_easy_setopt(handle, CURLOPT_URL, serverURL().c_str());
+  curl_easy_setopt(handle, CURLOPT_CONNECT_ONLY, 1L);
+  require(curl_easy_perform(handle));
+  curl_off_t microseconds = 0;
+  curl_easy_getinfo(handle, CURLINFO_CONNECT_TIME_T, &microseconds);
+  curl_easy_cleanup(handle);
+  return double(microseconds) / 1e3;
+}
+
+RawPost::RawPost(const std::string& path, std::string body)
+    : handle_(curl_easy_init()), body_(std::move(body)) {
+  curl_easy_setopt(handle_, CURLOPT_URL, (serverURL() + path).c_str());
+  curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, body_.c_str());
+  curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle_, CURLOPT_FAILONERROR, 1L);
+  curl_easy_setopt(handle_, CURLOPT_ACCEPT_ENCODING, "");
+  curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, take);
+  curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &response_);
+}
+
+RawPost::~RawPost() {
   curl_easy_cleanup(handle_);
   curl_slist_free_all(static_cast<curl_slist*>(headers_));
 }
 
-void EasyLoop::post() {
+void RawPost::renew() {
   response_.clear();
-  curl_easy_perform(handle_);
+  curl_slist* list = nullptr;
+  for (const char* header : {"Content-Type: application/json", "X-Api-Key: cv_bench"})
+    list = curl_slist_append(list, header);
+  list = curl_slist_append(list, newKey().c_str());
+  curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, list);
+  curl_slist_free_all(static_cast<curl_slist*>(std::exchange(headers_, list)));
+}
+
+void EasyLoop::post() {
+  post_.renew();
+  require(curl_easy_perform(post_.handle()));
 }
 
 EasyThread::EasyThread() : thread_([this] { work(); }) {}
@@ -91,29 +121,43 @@ void EasyThread::work() {
   }
 }
 
-void postOnMulti(int count, int width) {
-  // Kept between batches, as the library keeps its connections.
-  static CURLM* const multi = curl_multi_init();
-  static curl_slist* const headers = eventHeaders();
-  static const std::string body = eventBody();
-  static std::vector<std::string> responses(static_cast<std::size_t>(width));
-  static std::vector<CURL*> handles = [] {
-    std::vector<CURL*> made;
-    for (std::string& response : responses) made.push_back(eventHandle(body, headers, response));
-    return made;
-  }();
+MultiLoop::MultiLoop(int width, Connections connections) : multi_(curl_multi_init()) {
+  const bool isShared = connections == Connections::one;
+  if (isShared) curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS, 1L);
+  for (int i = 0; i < width; ++i) {
+    posts_.push_back(std::make_unique<RawPost>("/v1/events", eventBody()));
+    curl_easy_setopt(posts_.back()->handle(), CURLOPT_PRIVATE, posts_.back().get());
+    if (isShared) curl_easy_setopt(posts_.back()->handle(), CURLOPT_PIPEWAIT, 1L);
+  }
+}
+
+MultiLoop::~MultiLoop() {
+  posts_.clear();
+  curl_multi_cleanup(multi_);
+}
+
+void MultiLoop::begin(RawPost& post) {
+  post.renew();
+  curl_multi_add_handle(multi_, post.handle());
+}
+
+void MultiLoop::post(int count) {
   int begun = 0, done = 0;
-  for (; begun < width; ++begun) curl_multi_add_handle(multi, handles[static_cast<std::size_t>(begun)]);
+  const auto width = std::min(count, static_cast<int>(posts_.size()));
+  for (; begun < width; ++begun) begin(*posts_[static_cast<std::size_t>(begun)]);
   while (done < count) {
     int running = 0, left = 0;
-    curl_multi_perform(multi, &running);
-    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+    curl_multi_perform(multi_, &running);
+    while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
       CURL* const handle = message->easy_handle;
-      curl_multi_remove_handle(multi, handle);
+      require(message->data.result);
+      curl_multi_remove_handle(multi_, handle);
       ++done;
-      if (begun++ < count) curl_multi_add_handle(multi, handle);
+      RawPost* free = nullptr;
+      curl_easy_getinfo(handle, CURLINFO_PRIVATE, &free);
+      if (begun++ < count) begin(*free);
     }
-    if (done < count) curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+    if (done < count) curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
   }
 }
 
