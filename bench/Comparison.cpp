@@ -84,8 +84,9 @@ Target none() {
   return {"", [](const Samples&, double) { return true; }};
 }
 
-void Comparisons::say(const std::string& what, const std::string& figure, const std::string& target) {
-  lines_.push_back({what, figure, target});
+void Comparisons::say(const std::string& what, const std::string& figure, const std::string& target,
+                      bool isMet) {
+  lines_.push_back({what, figure + (isMet ? "" : " (missed)"), target});
 }
 
 void Comparisons::run() {

@@ -63,7 +63,7 @@ class Comparisons {
  public:
   void add(Comparison comparison) { all_.push_back(std::move(comparison)); }
   /// Adds a row without a floor.
-  void say(const std::string& what, const std::string& figure, const std::string& target);
+  void say(const std::string& what, const std::string& figure, const std::string& target, bool isMet = true);
   void run();
   void print() const;
 

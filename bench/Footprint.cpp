@@ -1,37 +1,32 @@
-#include <unistd.h>
-
+#include <algorithm>
 #include <chrono>
-#include <cstdio>
+#include <cmath>
+#include <cstdlib>
 #include <deque>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
 #include <string>
-#include <string_view>
 #include <thread>
 
 #include "Groups.h"
 #include "Host.h"
 #include "RawHTTP.h"
-#include "process/ChildProcess.h"
+#include "Server.h"
+#include "ThisProcess.h"
+#include "Work.h"
+#include "process/SandboxProcess.h"
 
 namespace corvane::bench {
 namespace {
 
-constexpr const char* libraryMode = "--footprint";
-constexpr const char* bareMode = "--bare-footprint";
+constexpr int eventsInLineCount = 100'000, burstCount = 10'000;
 
-long residentKilobytes() {
-  long pages = 0, ignored = 0;
-  std::ifstream("/proc/self/statm") >> ignored >> pages;
-  return pages * (::sysconf(_SC_PAGESIZE) / 1024);
+CorvaneTask<CorvaneEventResult> trackOne(Corvane& client) {
+  return client.trackEventAsync("purchase", 9.99, "EUR");
 }
 
 void track(Corvane& client, int count) {
   std::deque<CorvaneTask<CorvaneEventResult>> flying;
   for (int i = 0; i < count; ++i) {
-    flying.push_back(client.trackEventAsync("purchase", 9.99, "EUR"));
+    flying.push_back(trackOne(client));
     if (flying.size() < 64) continue;
     flying.front().get();
     flying.pop_front();
@@ -39,71 +34,106 @@ void track(Corvane& client, int count) {
   for (const auto& task : flying) task.get();
 }
 
-/// The context switches of every thread but the calling one.
-long switchesOfOthers() {
-  long sum = 0;
-  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-    if (thread.path().filename() == std::to_string(::gettid())) continue;
-    std::ifstream status(thread.path() / "status");
-    for (std::string word; status >> word;) {
-      long count = 0;
-      if (word.ends_with("ctxt_switches:") && status >> count) sum += count;
-    }
-  }
-  return sum;
+/// Prints the memory that `count` calls of `trackOnce` add, and ends this process without waiting for the
+/// events.
+template <class TrackOnce>
+void printLine(const Work& work, const TrackOnce& trackOnce) {
+  const auto client = configure({}, work.file.c_str());
+  letItSleep();
+  const long before = residentKilobytes();
+  for (int i = 0; i < work.count; ++i) trackOnce(*client);
+  letItSleep();
+  print("added", double(residentKilobytes() - before));
+  std::_Exit(0);
 }
 
-int runLibrary() {
-  const auto client = configure({.retryPolicy = CorvaneRetryPolicy::disabled}, "footprint.sqlite");
+std::string kilobytes(double value) {
+  return std::to_string(std::lround(value)) + " KB";
+}
+
+void sayLine(Comparisons& comparisons) {
+  const auto added = [](const char* work) {
+    return measure(
+               {.name = work, .url = silentServerURL(), .file = folder() / work, .count = eventsInLineCount})
+        .at("added")
+        .front();
+  };
+  const double plain = added("eventsInLine"), withHandles = added("tasksInLine");
+  comparisons.say("100,000 events to a backend that never responds: added resident memory", kilobytes(plain),
+                  "112,640 KB", plain <= 112'640);
+  const auto each = [](double all) { return std::to_string(std::lround(all * 1024 / eventsInLineCount)); };
+  comparisons.say("one such event, without and with a task handle",
+                  each(plain) + " and " + each(withHandles) + " bytes", "1,024 bytes",
+                  std::max(plain, withHandles) * 1024 / eventsInLineCount <= 1'024);
+}
+
+void sayBurst(Comparisons& comparisons) {
+  const test::SandboxProcess sandbox;
+  auto figures =
+      measure({.name = "burst", .url = sandbox.baseURL(), .file = folder() / "burst", .count = burstCount});
+  const double peak = figures["peak"].front(), later = figures["later"].front();
+  comparisons.say("burst of 10,000 events: added at the peak", kilobytes(peak), "12,288 KB", peak <= 12'288);
+  comparisons.say("the same, 10 s later", kilobytes(later), "4,096 KB", later <= 4'096);
+}
+
+}  // namespace
+
+void footprint(const Work& work) {
+  const auto client = configure({.retryPolicy = CorvaneRetryPolicy::disabled}, work.file.c_str());
   track(*client, 1'000);
   const long before = residentKilobytes();
   track(*client, 100'000);
   const long after = residentKilobytes();
   letItSleep();
-  const long switches = switchesOfOthers();
+  const long switches = switchesOfOthers(Switches::all);
   std::this_thread::sleep_for(std::chrono::seconds(10));
-  std::printf("resident %ld\ngrowth %ld\nswitches %ld\n", before, after - before,
-              switchesOfOthers() - switches);
-  return 0;
+  print("resident", double(before));
+  print("growth", double(after - before));
+  print("switches", double(switchesOfOthers(Switches::all) - switches));
 }
 
-int runBare() {
+void bareFootprint(const Work&) {
   EasyLoop loop;
   for (int i = 0; i < 1'000; ++i) loop.post();
-  std::printf("resident %ld\n", residentKilobytes());
-  return 0;
+  print("resident", double(residentKilobytes()));
 }
 
-std::map<std::string, long> figuresOf(const char* program, const char* option) {
-  std::map<std::string, long> figures;
-  std::istringstream output(test::runProgram(program, {option}, std::chrono::minutes(10)).output);
-  std::string name;
-  for (long value = 0; output >> name >> value;) figures[name] = value;
-  return figures;
+void eventsInLine(const Work& work) {
+  printLine(work, [](Corvane& client) { client.trackEvent("purchase", 9.99, "EUR"); });
 }
 
-}  // namespace
-
-bool isFootprintOption(const char* option) {
-  return std::string_view(option) == libraryMode || std::string_view(option) == bareMode;
+void tasksInLine(const Work& work) {
+  std::deque<CorvaneTask<CorvaneEventResult>> tasks;
+  printLine(work, [&](Corvane& client) { tasks.push_back(trackOne(client)); });
 }
 
-int runFootprint(const char* option) {
-  return std::string_view(option) == bareMode ? runBare() : runLibrary();
+void burst(const Work& work) {
+  const auto client = configure({}, work.file.c_str());
+  trackOne(*client).get();
+  letItSleep();
+  const long before = residentKilobytes();
+  forgetPeak();
+  for (int i = 1; i < work.count; ++i) client->trackEvent("purchase", 9.99, "EUR");
+  trackOne(*client).get();  // events leave the line in order
+  print("peak", double(peakKilobytes() - before));
+  std::this_thread::sleep_for(std::chrono::seconds(10));
+  print("later", double(residentKilobytes() - before));
 }
 
-void sayFootprint(Comparisons& comparisons, const char* program) {
-  auto library = figuresOf(program, libraryMode);
-  auto bare = figuresOf(program, bareMode);
+void sayFootprint(Comparisons& comparisons) {
+  auto library = measure({.name = "footprint", .file = folder() / "footprint"});
+  auto bare = measure({.name = "bareFootprint"});
+  const double resident = library["resident"].front(), bareResident = bare["resident"].front();
   comparisons.say("resident memory after `configure` and 1,000 events",
-                  std::to_string(library["resident"]) + " KB; a bare libcurl program " +
-                      std::to_string(bare["resident"]) + " KB; " +
-                      std::to_string(library["resident"] - bare["resident"]) + " KB more",
-                  "4,096 KB more");
-  comparisons.say("its growth over the next 100,000 events", std::to_string(library["growth"]) + " KB",
-                  "none");
+                  kilobytes(resident) + "; a bare libcurl program " + kilobytes(bareResident) + "; " +
+                      kilobytes(resident - bareResident) + " more",
+                  "4,096 KB more", resident - bareResident <= 4'096);
+  comparisons.say("its growth over the next 100,000 events", kilobytes(library["growth"].front()), "none");
   comparisons.say("context switches of library threads, idle for 10 s after that",
-                  std::to_string(library["switches"]), "0");
+                  std::to_string(std::lround(library["switches"].front())), "0",
+                  library["switches"].front() == 0);
+  sayLine(comparisons);
+  sayBurst(comparisons);
 }
 
 }  // namespace corvane::bench

@@ -11,10 +11,15 @@ void addStorage(Comparisons& comparisons);
 /// Requests of events.
 void addNetwork(Comparisons& comparisons);
 
-/// Memory and wake-ups, each measured in a separate process (`program` with one of the options below).
-void sayFootprint(Comparisons& comparisons, const char* program);
-/// Such a process has one of these options; it prints its figures and exits.
-bool isFootprintOption(const char* option);
-int runFootprint(const char* option);
+/// Each of these is measured in separate processes, while this one is idle: memory and wake-ups,
+void sayFootprint(Comparisons& comparisons);
+/// the first `configure` of a process,
+void sayFirstConfigure(Comparisons& comparisons);
+/// and links behind events to a backend that never responds.
+void sayLinkLatency(Comparisons& comparisons);
+
+/// Prints the table of `bench/run --network`: its part without losses, or with `isLossy` the rest. The
+/// programs of bench/network must run. `log` is the web server's.
+void printRoundTrips(bool isLossy, const std::string& log);
 
 }  // namespace corvane::bench
