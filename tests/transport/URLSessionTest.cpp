@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Exchange.h"
+#include "api/transport/ResponseReader.h"
 #include "api/transport/TransportLoop.h"
 #include "support/Gate.h"
 #include "support/LoopbackServer.h"
@@ -49,12 +50,13 @@ TEST(URLSession, SendsTheRequestUnchanged) {
 TEST(URLSession, ReturnsTheHeadersOfTheFinalResponseOnly) {
   LoopbackServer server(LoopbackResponse::raw(
       "HTTP/1.1 103 Early Hints\r\nLink: early\r\n\r\n"
-      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nX-Final: first\r\nx-final: last\r\nX-Blank: \r\n\r\n"
-      "2\r\nok\r\n0\r\nX-Trailer: late\r\n\r\n"));
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nX-Final: first\r\nx-final: last\r\nX-Blank: \r\n"
+      "X-Folded :\tone \r\n \t two \r\n  \r\n\r\n2\r\nok\r\n0\r\nX-Trailer: late\r\nX-Final: later\r\n\r\n"));
   const auto result = response(run(URLSession(within(30)), {.url = server.url()}));
   EXPECT_EQ(result.body, "ok");
   EXPECT_EQ(result.headers.at("x-final"), "last");
   EXPECT_EQ(result.headers.at("x-blank"), "");
+  EXPECT_EQ(result.headers.at("x-folded "), "one two");
   EXPECT_FALSE(result.headers.contains("link"));
   EXPECT_FALSE(result.headers.contains("x-trailer"));
 }
@@ -79,6 +81,22 @@ TEST(URLSession, AnInvalidResponseIsAFailure) {
     LoopbackServer server(LoopbackResponse::raw(bytes));
     EXPECT_NE(failure(run(URLSession(within(30)), {.url = server.url()})), "") << bytes;
   }
+  for (const char* cut :
+       {"HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n", "HTTP/1.1 204 No Content\r\n",
+        "HTTP/1.0 200 OK\r\nA: b\r\n", "HTTP/1.1 103 Early\r\n\r\nHTTP/1.1 200 OK\r\n"}) {
+    LoopbackServer server(LoopbackResponse::raw(cut));
+    EXPECT_EQ(failure(run(URLSession(within(30)), {.url = server.url()})),
+              "the connection was closed before the end of the answer's headers")
+        << cut;
+  }
+}
+
+TEST(URLSession, NoFieldContinuesOneOfAnEarlierResponse) {
+  const URLSession session(within(30));
+  LoopbackServer first(LoopbackResponse::of(200, "", {{"A", "b"}}));
+  LoopbackServer folded(LoopbackResponse::raw("HTTP/1.1 200 OK\r\n c\r\nX: y\r\n\r\n"));
+  EXPECT_EQ(response(run(session, {.url = first.url()})).statusCode, 200);
+  EXPECT_NE(failure(run(session, {.url = folded.url()})), "");
 }
 
 TEST(URLSession, RefusesAnInvalidRequestBeforeItSendsAnything) {
@@ -101,13 +119,18 @@ TEST(URLSession, RefusesAnInvalidRequestBeforeItSendsAnything) {
 
 // Limits
 
-TEST(URLSession, LimitsTheBodyToOneMiB) {
+TEST(URLSession, EndsABodyOverEightMiBAndKeepsTheStatus) {
   LoopbackServer server([](const LoopbackRequest& request) {
-    return LoopbackResponse::of(200, std::string(std::stoul(request.target.substr(1)), 'x'));
+    return LoopbackResponse::of(429, std::string(std::stoul(request.target.substr(1)), 'x'), {{"A", "b"}});
   });
   const URLSession session(within(30));
-  EXPECT_EQ(response(run(session, {.url = server.url("/1048576")})).body.size(), 1048576U);
-  EXPECT_EQ(failure(run(session, {.url = server.url("/1048577")})), "the answer's body is larger than 1 MiB");
+  for (const int excess : {0, 1, 100'000}) {
+    const auto result = response(run(session, {.url = server.url("/" + std::to_string(8388608 + excess))}));
+    EXPECT_EQ(result.statusCode, 429);
+    EXPECT_EQ(result.headers.at("a"), "b");
+    EXPECT_EQ(result.body.size(), 8388608U);
+    EXPECT_EQ(result.bodyIsTruncated, excess > 0);
+  }
 }
 
 /// The beginning of a gzip stream: zeros, more than 2 KB of them for each repetition of its last 13 bytes.
@@ -123,21 +146,40 @@ TEST(URLSession, LimitsTheBodyAfterDecompression) {
       "\050\112\055\056\116\115\001\000\012\210\336\005\014\000\000\000",
       32);
   LoopbackServer server([&](const LoopbackRequest& request) {
-    return LoopbackResponse::of(200, request.target == "/small" ? gzip : gzipBomb(1000),
+    return LoopbackResponse::of(200, request.target == "/small" ? gzip : gzipBomb(5000),
                                 {{"Content-Encoding", "gzip"}});
   });
   const URLSession session(within(30));
   EXPECT_EQ(response(run(session, {.url = server.url("/small")})).body, "decompressed");
-  EXPECT_EQ(failure(run(session, {.url = server.url("/bomb")})), "the answer's body is larger than 1 MiB");
+  const auto bomb = response(run(session, {.url = server.url("/bomb")}));
+  EXPECT_EQ(bomb.body.size(), platform::ResponseReader::maxBodySize);
+  EXPECT_TRUE(bomb.bodyIsTruncated);
   EXPECT_NE(server.requests().front().header("Accept-Encoding").find("gzip"), std::string::npos);
 }
 
-TEST(URLSession, LimitsTheHeadersTo256KiB) {
-  std::string many = "HTTP/1.1 200 OK\r\n";
-  for (int i = 0; i < 300; ++i) many += "X-" + std::to_string(i) + ": " + std::string(1000, 'x') + "\r\n";
-  LoopbackServer server(LoopbackResponse::raw(many));
-  EXPECT_EQ(failure(run(URLSession(within(30)), {.url = server.url()})),
-            "the answer's headers are larger than 256 KiB");
+/// Header lines: `prefix`, a number and `value`.
+std::string lines(int count, const std::string& prefix, const std::string& value) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += prefix + std::to_string(i) + ": " + value + "\r\n";
+  return text;
+}
+
+TEST(URLSession, LimitsTheHeadersInSizeAndNumberWithATextForEach) {
+  const std::string start = "HTTP/1.1 200 OK\r\n";
+  const std::string chunked = start + "Transfer-Encoding: chunked\r\n\r\n0\r\n";
+  const std::pair<std::string, const char*> table[] = {
+      {start + lines(300, "X-", std::string(1000, 'x')), "the answer's headers are larger than 256 KiB"},
+      {start + "X-Long: " + std::string(110'000, 'x'), "a header line of the answer is too long"},
+      {start + lines(60'000, "", ""), "the answer has more than 1,000 header lines"},
+      {"HTTP/1.1 103 Early\r\n" + lines(600, "", "") + "\r\n" + start + lines(600, "", "") + "\r\n",
+       "the answer has more than 1,000 header lines"},
+      {chunked + lines(1000, "", "") + "\r\n", "the answer has more than 1,000 header lines"}};
+  for (const auto& [bytes, text] : table) {
+    LoopbackServer server(LoopbackResponse::raw(bytes));
+    EXPECT_EQ(failure(run(URLSession(within(30)), {.url = server.url()})), text);
+  }
+  LoopbackServer server(LoopbackResponse::raw(start + lines(997, "", "") + "\r\n"));
+  EXPECT_EQ(response(run(URLSession(within(30)), {.url = server.url()})).headers.size(), 997U);
 }
 
 // Time-outs

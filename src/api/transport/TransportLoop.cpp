@@ -93,7 +93,8 @@ void TransportLoop::startRequest(TransportExchange& exchange) {
 }
 
 void TransportLoop::finishRequest(TransportExchange& exchange, CURLcode code) {
-  if (code == CURLE_OK) return handleResponse(exchange, exchange.transfer->takeResponse());
+  if (auto response = exchange.transfer->takeResponse(code))
+    return handleResponse(exchange, std::move(*response));
   exchange.latestFailure = exchange.transfer->failureText(code);
   if (lacksConnectivity(exchange, code) && waitForConnectivity(exchange)) return;
   complete(exchange, exchange.latestFailure);

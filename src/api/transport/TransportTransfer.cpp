@@ -5,31 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string_view>
 #include <utility>
+
+#include "api/transport/HeaderText.h"
 
 namespace corvane::platform {
 
 namespace {
-
-bool containsLineBreakOrNUL(std::string_view text) {
-  return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
-}
-
-bool isToken(std::string_view name) {
-  constexpr std::string_view tokenCharacters =
-      "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-  return !name.empty() && name.find_first_not_of(tokenCharacters) == std::string_view::npos;
-}
-
-// Not std::tolower, which depends on the host's locale.
-std::string lowerCased(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
 
 /// Whether the kernel has a route to the address. Connecting a datagram socket checks that and sends nothing.
 bool hasRouteTo(const curl_sockaddr& address) {
@@ -38,12 +20,6 @@ bool hasRouteTo(const curl_sockaddr& address) {
   const bool connected = ::connect(probe, &address.addr, address.addrlen) == 0;
   ::close(probe);
   return connected;
-}
-
-/// Without white space at the end. libcurl leaves the CR of the line break in a value that is otherwise
-/// blank.
-std::string trimmedEnd(std::string_view value) {
-  return std::string(value.substr(0, value.find_last_not_of(" \t\r\n") + 1));
 }
 
 }  // namespace
@@ -74,12 +50,14 @@ class TransportTransfer::Options {
   CURLcode code_ = CURLE_OK;
 };
 
-TransportTransfer::TransportTransfer() : easy_(curl_easy_init()) {}
-
 CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::milliseconds timeout,
                                     const std::string& authorityFile) {
-  if (!easy_) return CURLE_FAILED_INIT;
   reset();
+  // A new handle for each request: to libcurl 7.88 a reused one still points at a header field of the
+  // response before, which is freed, and a first header line that begins with a blank would be appended to
+  // it.
+  easy_.reset(curl_easy_init());
+  if (!easy_) return CURLE_FAILED_INIT;
   if (!setHeaders(request)) return CURLE_OUT_OF_MEMORY;
 
   Options options(easy_.get());
@@ -94,11 +72,7 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::mill
   options.set(CURLOPT_ERRORBUFFER, detail_.data());
   options.set(CURLOPT_OPENSOCKETFUNCTION, &TransportTransfer::openSocket);
   options.set(CURLOPT_OPENSOCKETDATA, this);
-  options.set(CURLOPT_WRITEFUNCTION, &TransportTransfer::receiveBody);
-  options.set(CURLOPT_WRITEDATA, this);
-  options.set(CURLOPT_HEADERFUNCTION, &TransportTransfer::receiveHeader);
-  options.set(CURLOPT_HEADERDATA, this);
-  return options.code();
+  return options.code() == CURLE_OK ? response_.attach(easy_.get()) : options.code();
 }
 
 void TransportTransfer::setRequest(Options& options, const URLRequest& request) const {
@@ -134,12 +108,10 @@ void TransportTransfer::setTLS(Options& options, const std::string& authorityFil
 }
 
 void TransportTransfer::reset() {
-  if (easy_) curl_easy_reset(easy_.get());
+  easy_.reset();
   headers_.reset();
   detail_.front() = '\0';
-  body_ = std::string();
-  headerBytes_ = 0;
-  exceededLimit_ = nullptr;
+  response_.reset();
   addressesTried_ = 0;
   hadRoute_ = false;
 }
@@ -166,26 +138,6 @@ bool TransportTransfer::setHeaders(const URLRequest& request) {
   return appended;
 }
 
-std::size_t TransportTransfer::receiveBody(char* data, std::size_t, std::size_t size, void* self) noexcept {
-  auto& transfer = *static_cast<TransportTransfer*>(self);
-  if (size > maxBodySize - transfer.body_.size()) {
-    transfer.exceededLimit_ = "the answer's body is larger than 1 MiB";
-    return CURL_WRITEFUNC_ERROR;
-  }
-  transfer.body_.append(data, size);
-  return size;
-}
-
-std::size_t TransportTransfer::receiveHeader(char*, std::size_t, std::size_t size, void* self) noexcept {
-  auto& transfer = *static_cast<TransportTransfer*>(self);
-  transfer.headerBytes_ += size;
-  if (transfer.headerBytes_ > maxHeaderSize) {
-    transfer.exceededLimit_ = "the answer's headers are larger than 256 KiB";
-    return CURL_WRITEFUNC_ERROR;
-  }
-  return size;
-}
-
 curl_socket_t TransportTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
   auto& transfer = *static_cast<TransportTransfer*>(self);
   ++transfer.addressesTried_;
@@ -193,22 +145,8 @@ curl_socket_t TransportTransfer::openSocket(void* self, curlsocktype, curl_socka
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-HTTPResponse TransportTransfer::takeResponse() {
-  HTTPResponse response;
-  long status = -1;
-  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  response.statusCode = static_cast<int>(status);
-  response.body = std::exchange(body_, {});
-  constexpr int lastRequest = -1;
-  for (curl_header* field = nullptr;
-       (field = curl_easy_nextheader(handle(), CURLH_HEADER, lastRequest, field)) != nullptr;) {
-    response.headers[lowerCased(field->name)] = trimmedEnd(field->value);
-  }
-  return response;
-}
-
 std::string TransportTransfer::failureText(CURLcode code) const {
-  if (exceededLimit_) return exceededLimit_;
+  if (const char* text = response_.failureText(code)) return text;
   if (detail_.front() != '\0') return detail_.data();
   return curl_easy_strerror(code);
 }

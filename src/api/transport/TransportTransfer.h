@@ -4,13 +4,13 @@
 
 #include <array>
 #include <chrono>
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "api/HTTPResponse.h"
 #include "api/URLRequest.h"
+#include "api/transport/ResponseReader.h"
 
 namespace corvane::platform {
 
@@ -22,16 +22,14 @@ std::optional<std::string> validationError(const URLRequest& request);
 /// redirects and for other exchanges. Transport thread only. Must not move: libcurl holds its address.
 class TransportTransfer {
  public:
-  static constexpr std::size_t maxBodySize = 1024 * 1024;
-  static constexpr std::size_t maxHeaderSize = 256 * 1024;
-
-  TransportTransfer();
+  TransportTransfer() = default;
   TransportTransfer(const TransportTransfer&) = delete;
   TransportTransfer& operator=(const TransportTransfer&) = delete;
 
+  /// Null before `prepare` and after `reset`.
   CURL* handle() const { return easy_.get(); }
 
-  /// Sets up the handle for one request. libcurl returns redirects as responses. `request` must not move or
+  /// Makes the handle for one request. libcurl returns redirects as responses. `request` must not move or
   /// change until the end, because its body is not copied. `authorityFile`: see `URLSessionConfiguration`.
   CURLcode prepare(const URLRequest& request, std::chrono::milliseconds timeout,
                    const std::string& authorityFile);
@@ -40,10 +38,10 @@ class TransportTransfer {
   /// handle and stay open.
   void reset();
 
-  /// The response after success: status, body, and the header fields of the final response.
-  HTTPResponse takeResponse();
+  /// The response of a request that ended with `code`, or nothing (`ResponseReader::take`).
+  std::optional<HTTPResponse> takeResponse(CURLcode code) { return response_.take(code); }
 
-  /// The limit of this class that was exceeded, or libcurl's description of the failure.
+  /// Why there is no response: the limit of `ResponseReader` that was exceeded, or libcurl's description.
   std::string failureText(CURLcode code) const;
 
   /// Whether the request failed because no address of the server is reachable. libcurl reports the error of
@@ -56,7 +54,8 @@ class TransportTransfer {
 
   struct FreeEasy {
     void operator()(CURL* easy) const {
-      // A reset handle has lost this option, and its clean-up would change the process's SIGPIPE handler.
+      // Without this option, which `prepare` may not have set, the clean-up changes the process's SIGPIPE
+      // handler.
       curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
       curl_easy_cleanup(easy);
     }
@@ -64,9 +63,6 @@ class TransportTransfer {
   struct FreeList {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
-
-  static std::size_t receiveBody(char* data, std::size_t, std::size_t size, void* self) noexcept;
-  static std::size_t receiveHeader(char* data, std::size_t, std::size_t size, void* self) noexcept;
 
   static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept;
 
@@ -81,9 +77,7 @@ class TransportTransfer {
   std::unique_ptr<CURL, FreeEasy> easy_;
   std::unique_ptr<curl_slist, FreeList> headers_;
   std::array<char, CURL_ERROR_SIZE> detail_{};
-  std::string body_;
-  std::size_t headerBytes_ = 0;
-  const char* exceededLimit_ = nullptr;
+  ResponseReader response_;
   int addressesTried_ = 0;
   bool hadRoute_ = false;
 };
