@@ -30,15 +30,19 @@ std::string encodeBody(const Request& body) {
   }
 }
 
+/// The body where it is UTF-8. A truncated one ends with its last complete character.
+std::optional<std::string> textBody(HTTPResponse response) {
+  if (response.bodyIsTruncated) removeIncompleteCharacter(response.body);
+  return isValidUTF8(response.body) ? std::optional(std::move(response.body)) : std::nullopt;
+}
+
 /// Decodes a final response, or throws the error that it stands for.
 template <class DTO>
 DTO interpret(HTTPResponse response, DTO (*decode)(std::string_view)) {
   if (response.statusCode == 401) throw CorvaneError::invalidAPIKey();
-  if (response.statusCode < 200 || response.statusCode > 299) {
-    std::optional<std::string> body;
-    if (isValidUTF8(response.body)) body = std::move(response.body);
-    throw CorvaneError::server(response.statusCode, std::move(body));
-  }
+  const int status = response.statusCode;
+  if (status < 200 || status > 299) throw CorvaneError::server(status, textBody(std::move(response)));
+  if (response.bodyIsTruncated) throw CorvaneError::decoding("the body is too large");
   if (response.body.empty()) throw CorvaneError::emptyResponse();
   try {
     return decode(response.body);

@@ -114,7 +114,10 @@ void EventLine::concludeAttempt(Node node, Attempt tried) {
 void EventLine::backOff(Node node, Attempt tried, std::chrono::nanoseconds delay) {
   if (auto* response = std::get_if<HTTPResponse>(&tried.outcome)) {
     response->headers.clear();
-    if (response->body.size() > keptBody) response->body = response->body.substr(0, keptBody);
+    if (response->body.size() > keptBody) {
+      response->body = response->body.substr(0, keptBody);
+      response->bodyIsTruncated = true;
+    }
   }
   Event& event = node.mapped();
   event.latest = std::make_unique<Attempt>(std::move(tried));

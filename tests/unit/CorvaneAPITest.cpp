@@ -102,18 +102,23 @@ TEST_F(CorvaneAPI, RefusesBeforeSendingWhatCannotBeSent) {
 }
 
 TEST_F(CorvaneAPI, ReadsTheFinalResponse) {
-  const std::tuple<int, std::string, CorvaneError> table[] = {
-      {401, "x", CorvaneError::invalidAPIKey()},
-      {403, "no", CorvaneError::server(403, "no")},
-      {404, "", CorvaneError::server(404, "")},
-      {302, "\xFF", CorvaneError::server(302, std::nullopt)},
-      {-1, "?", CorvaneError::server(-1, "?")},
-      {200, "{}", CorvaneError::decoding("attributed: expected a boolean")}};
+  const std::pair<HTTPResponse, CorvaneError> table[] = {
+      {{401, "x"}, CorvaneError::invalidAPIKey()},
+      {{403, "no"}, CorvaneError::server(403, "no")},
+      {{404, ""}, CorvaneError::server(404, "")},
+      {{302, "\xFF"}, CorvaneError::server(302, std::nullopt)},
+      {{-1, "?"}, CorvaneError::server(-1, "?")},
+      {{200, "{}"}, CorvaneError::decoding("attributed: expected a boolean")},
+      // Truncated.
+      {{401, "x", true}, CorvaneError::invalidAPIKey()},
+      {{400, "a\u00e9\xE2\x82", true}, CorvaneError::server(400, "a\u00e9")},
+      {{400, "a\xC3", false}, CorvaneError::server(400, std::nullopt)},
+      {{200, R"({"attributed":true})", true}, CorvaneError::decoding("the body is too large")}};
   for (const Way way : bothWays) {
-    for (const auto& [status, body, error] : table) {
-      http->respond(status, body);
+    for (const auto& [answer, error] : table) {
+      http->respond(answer);
       sendToItsEnd(way);
-      EXPECT_EQ(failure, Failure(error)) << status;
+      EXPECT_EQ(failure, Failure(error)) << answer.statusCode << answer.body;
     }
   }
   EXPECT_EQ(http->sent.size(), 2 * std::size(table));

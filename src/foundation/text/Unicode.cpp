@@ -92,6 +92,12 @@ bool isValidUTF8(std::string_view bytes) {
   return true;
 }
 
+void removeIncompleteCharacter(std::string& bytes) {
+  std::size_t length = bytes.size();
+  U8_TRUNCATE_IF_INCOMPLETE(bytes.data(), 0, length);
+  bytes.resize(length);
+}
+
 std::string uppercased(std::string_view text) {
   return mapped(text, toUpperASCII, &icu::CaseMap::utf8ToUpper);
 }

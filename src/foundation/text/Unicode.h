@@ -11,6 +11,9 @@ std::string_view trimmed(std::string_view text);
 
 bool isValidUTF8(std::string_view bytes);
 
+/// Removes the bytes at the end that begin a character of UTF-8 and do not complete it.
+void removeIncompleteCharacter(std::string& bytes);
+
 /// The UTF-8 text in upper or lower case by Unicode's full mapping ("straße" gives "STRASSE"), the same in
 /// every locale. Bytes that are not UTF-8 come back as they are.
 std::string uppercased(std::string_view text);
