@@ -31,8 +31,15 @@ HTTPResponse redirect(int status, std::string location) {
   return {.statusCode = status, .headers = {{"location", std::move(location)}}};
 }
 
+URLRequest get(std::string url = startURL) {
+  URLRequest request = post(std::move(url));
+  request.method = "GET";
+  request.body.reset();
+  return request;
+}
+
 std::string target(const std::string& location, const std::string& from = startURL) {
-  const auto next = redirectedRequest(post(from), redirect(307, location));
+  const auto next = redirectedRequest(get(from), redirect(307, location));
   return next ? next->url : "refused";
 }
 
@@ -40,18 +47,17 @@ bool carries(const URLRequest& request, const std::string& name) {
   return std::ranges::any_of(request.headers, [&](const auto& header) { return header.first == name; });
 }
 
-TEST(TransportRedirect, ChoosesMethodAndBodyByRFC9110) {
-  for (const int status : {301, 302, 303, 307, 308}) {
-    const bool keeps = status > 303;
+TEST(TransportRedirect, APostFollows307And308OnlyAndAGetAllFive) {
+  for (const int status : {200, 300, 301, 302, 303, 304, 305, 306, 307, 308, 404}) {
+    const bool keepsMethod = status == 307 || status == 308;
+    const bool isRedirect = keepsMethod || status == 301 || status == 302 || status == 303;
+    EXPECT_EQ(redirectedRequest(get(), redirect(status, "/x")).has_value(), isRedirect) << status;
     const auto next = redirectedRequest(post(), redirect(status, "/x"));
-    ASSERT_TRUE(next) << status;
-    EXPECT_EQ(next->method, keeps ? "POST" : "GET") << status;
-    EXPECT_EQ(next->body, keeps ? std::optional<std::string>("{}") : std::nullopt) << status;
-    EXPECT_EQ(carries(*next, "Content-Type"), keeps) << status;
-    EXPECT_TRUE(carries(*next, "X-Api-Key")) << status;
-  }
-  for (const int status : {200, 300, 304, 305, 306, 404}) {
-    EXPECT_FALSE(redirectedRequest(post(), redirect(status, "/x"))) << status;
+    ASSERT_EQ(next.has_value(), keepsMethod) << status;
+    if (!next) continue;
+    EXPECT_EQ(next->method, "POST");
+    EXPECT_EQ(next->body, "{}");
+    EXPECT_EQ(next->headers, post().headers);
   }
 }
 
@@ -73,47 +79,61 @@ TEST(TransportRedirect, RefusesOtherSchemesDowngradesAndInvalidLocations) {
     EXPECT_EQ(target(location), "refused") << location;
   }
   EXPECT_EQ(target("https://api.example.com/y", "http://api.example.com/"), "https://api.example.com/y");
-  EXPECT_FALSE(redirectedRequest(post(), {.statusCode = 302}));
+  EXPECT_FALSE(redirectedRequest(get(), {.statusCode = 302}));
 }
 
-TEST(TransportRedirect, RemovesSecretHeadersForAnotherOrigin) {
+TEST(TransportRedirect, KeepsAPostAndTheSecretsOfAGetWithinTheOrigin) {
   for (const char* same : {"/y", "https://api.example.com:443/y", "https://API.example.com/y"}) {
-    const auto next = redirectedRequest(post(), redirect(307, same));
+    EXPECT_TRUE(redirectedRequest(post(), redirect(307, same))) << same;
+    const auto next = redirectedRequest(get(), redirect(307, same));
     EXPECT_TRUE(carries(*next, "X-Api-Key") && carries(*next, "Idempotency-Key")) << same;
   }
   for (const char* elsewhere :
        {"https://other.example/y", "https://api.example.com:8443/y", "https://api.example.com.evil.example/",
         "https://api.example.com@evil.example/"}) {
-    const auto next = redirectedRequest(post(), redirect(307, elsewhere));
+    EXPECT_FALSE(redirectedRequest(post(), redirect(307, elsewhere))) << elsewhere;
+    const auto next = redirectedRequest(get(), redirect(307, elsewhere));
     EXPECT_FALSE(carries(*next, "X-Api-Key") || carries(*next, "Idempotency-Key")) << elsewhere;
     EXPECT_TRUE(carries(*next, "Content-Type") && carries(*next, "Accept")) << elsewhere;
   }
-  const auto upgraded =
-      redirectedRequest(post("http://api.example.com/"), redirect(307, "https://api.example.com/"));
-  EXPECT_FALSE(carries(*upgraded, "X-Api-Key"));
+  const std::string plain = "http://api.example.com/";
+  EXPECT_FALSE(redirectedRequest(post(plain), redirect(307, "https://api.example.com/")));
+  EXPECT_FALSE(
+      carries(*redirectedRequest(get(plain), redirect(307, "https://api.example.com/")), "X-Api-Key"));
+}
+
+TEST(URLSession, SendsAPostAgainWithinItsOriginOnly) {
+  LoopbackServer other(LoopbackResponse::of(200));
+  LoopbackServer home([&](const LoopbackRequest& request) {
+    if (request.target == "/start") return LoopbackResponse::redirect(307, "/next");
+    return LoopbackResponse::redirect(request.target == "/next" ? 308 : 303, other.url("/away"));
+  });
+  const URLSession session(within(30));
+  EXPECT_EQ(response(run(session, post(home.url("/start")))).statusCode, 308);
+  EXPECT_EQ(response(run(session, post(home.url("/event")))).statusCode, 303);
+  const auto seen = home.requests();
+  ASSERT_EQ(seen.size(), 3U);
+  EXPECT_EQ(seen[1].header("X-Api-Key"), "cv_live_1");
+  EXPECT_EQ(seen[1].body, "{}");
+  EXPECT_TRUE(other.requests().empty());
 }
 
 TEST(URLSession, SendsNoSecretsToAnotherOriginNorAfterARedirectBack) {
   std::string elsewhere;
   LoopbackServer home([&](const LoopbackRequest& request) {
-    if (request.target == "/start") return LoopbackResponse::redirect(307, "/next");
-    if (request.target == "/next") return LoopbackResponse::redirect(308, elsewhere);
-    return LoopbackResponse::of(200, "arrived");
+    return request.target == "/start" ? LoopbackResponse::redirect(303, elsewhere)
+                                      : LoopbackResponse::of(200, "arrived");
   });
   LoopbackServer other(
-      [&](const LoopbackRequest&) { return LoopbackResponse::redirect(307, home.url("/back")); });
+      [&](const LoopbackRequest&) { return LoopbackResponse::redirect(302, home.url("/back")); });
   elsewhere = other.url("/away");
-  const auto result = response(run(URLSession(within(30)), post(home.url("/start"))));
+  const auto result = response(run(URLSession(within(30)), get(home.url("/start"))));
   EXPECT_EQ(result.body, "arrived");
   EXPECT_FALSE(result.headers.contains("location"));
-  const auto seen = home.requests();
-  ASSERT_EQ(seen.size(), 3U);
-  EXPECT_EQ(seen[1].header("X-Api-Key"), "cv_live_1");
-  EXPECT_EQ(seen[1].body, "{}");
+  EXPECT_TRUE(home.requests().at(0).has("X-Api-Key"));
   EXPECT_FALSE(other.requests().at(0).has("X-Api-Key"));
   EXPECT_FALSE(other.requests().at(0).has("Idempotency-Key"));
-  EXPECT_EQ(other.requests().at(0).body, "{}");
-  EXPECT_FALSE(seen[2].has("X-Api-Key"));
+  EXPECT_FALSE(home.requests().at(1).has("X-Api-Key"));
 }
 
 TEST(URLSession, FollowsTenRedirectsAndFailsAtTheEleventh) {

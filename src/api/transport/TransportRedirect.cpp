@@ -46,32 +46,32 @@ struct Origin {
   std::string port;
 };
 
+/// RFC 9110, section 15.4: after the other statuses a POST may continue as GET, which delivers nothing.
+bool keepsMethod(int status) {
+  return status == 307 || status == 308;
+}
+
 bool isRedirect(int status) {
-  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
-bool continuesAsGet(int status, const std::string& method) {
-  return status == 303 || ((status == 301 || status == 302) && method == "POST");
-}
-
-bool describesBody(const std::string& header) {
-  return strncasecmp(header.c_str(), "Content-", 8) == 0;
+  return status == 301 || status == 302 || status == 303 || keepsMethod(status);
 }
 
 bool mayLeaveOrigin(const std::string& header) {
   return equalIgnoringCase(header, "Accept") || equalIgnoringCase(header, "Content-Type");
 }
 
-bool allowed(const Origin& from, const Origin& to) {
+/// A GET may leave its origin; a POST contains identifiers.
+bool allowed(const std::string& method, const Origin& from, const Origin& to) {
+  if (method != "GET") return to == from;
   return to.scheme == "https" || (to.scheme == "http" && from.scheme == "http");
 }
 
 }  // namespace
 
 std::optional<URLRequest> redirectedRequest(const URLRequest& request, const HTTPResponse& response) {
+  const bool follows =
+      request.method == "GET" ? isRedirect(response.statusCode) : keepsMethod(response.statusCode);
   const auto location = response.headers.find("location");
-  if (!isRedirect(response.statusCode) || location == response.headers.end() || location->second.empty())
-    return {};
+  if (!follows || location == response.headers.end() || location->second.empty()) return {};
 
   const URL url(curl_url());
   if (!url || curl_url_set(url.get(), CURLUPART_URL, request.url.c_str(), 0) != CURLUE_OK) return {};
@@ -82,16 +82,11 @@ std::optional<URLRequest> redirectedRequest(const URLRequest& request, const HTT
   curl_url_set(url.get(), CURLUPART_USER, nullptr, 0);
   curl_url_set(url.get(), CURLUPART_PASSWORD, nullptr, 0);
   const Origin to(url);
-  if (!allowed(from, to)) return {};
+  if (!allowed(request.method, from, to)) return {};
 
   URLRequest next = request;
   next.url = part(url, CURLUPART_URL);
   if (next.url.empty()) return {};
-  if (continuesAsGet(response.statusCode, request.method)) {
-    next.method = "GET";
-    next.body.reset();
-    std::erase_if(next.headers, [](const auto& header) { return describesBody(header.first); });
-  }
   if (to != from) {
     std::erase_if(next.headers, [](const auto& header) { return !mayLeaveOrigin(header.first); });
   }
