@@ -1,11 +1,17 @@
 #include "flows/EventStore.h"
 
+#include <algorithm>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <iterator>
 #include <utility>
 
 #include "model/CodecFailure.h"
 #include "model/EventStoreCodec.h"
 
 namespace corvane {
+
+namespace asio = boost::asio;
 
 namespace {
 
@@ -92,21 +98,48 @@ void EventStore::store(StoredEvents events, Background& background, std::functio
       beingSent_.erase(event.id);
       pending_.add(std::move(event));
     }
-    first = waitingToBeStored_.empty();
-    waitingToBeStored_.push_back(std::move(stored));
+    first = reports_.empty();
+    reports_.push_back({.stored = std::move(stored)});
   }
+  if (!first) return;
   // Other events that fail in this turn of the background thread are added before the write begins.
-  if (first && !background.post([self = shared_from_this()] { self->writeAndReport(); })) writeAndReport();
+  const bool posted = background.post([self = shared_from_this(), &background] {
+    asio::co_spawn(background.executor(), writeAndReport(self, background), asio::detached);
+  });
+  if (!posted) writeOnceAndReport(true);
 }
 
-void EventStore::writeAndReport() {
-  std::vector<std::function<void()>> stored;
+/// Waits between the attempts, so that the background thread has other work done meanwhile.
+asio::awaitable<void> EventStore::writeAndReport(std::shared_ptr<EventStore> self, Background& background) {
+  auto waited = WaitEnd::elapsed;
+  while (!self->writeOnceAndReport(waited == WaitEnd::exiting)) {
+    waited = co_await background.wait(retryInterval);
+  }
+}
+
+/// False when some entries are still to be written and reported. At the end of the process, what cannot be
+/// written is left to the last write of all.
+bool EventStore::writeOnceAndReport(bool isExiting) {
+  std::vector<Report> due;
+  bool isDone = true;
   {
     const std::lock_guard lock(mutex_);
-    save();
-    stored.swap(waitingToBeStored_);
+    const bool isLastRetry = !reports_.empty() && reports_.front().retriesLeft == 0;
+    // The last retry reports the problem to the host.
+    const auto wait = isLastRetry ? DataUpdates::Wait::usual : DataUpdates::Wait::brief;
+    const bool isBusy = !pending_.isEmpty() && save(wait) == DataUpdates::Result::busy;
+    // In the order in which they came, so that those with the fewest retries left are in front.
+    auto firstKept = reports_.end();
+    if (isBusy && !isExiting) {
+      firstKept = std::ranges::find_if(reports_, [](const Report& report) { return report.retriesLeft > 0; });
+      std::for_each(firstKept, reports_.end(), [](Report& report) { --report.retriesLeft; });
+    }
+    due.assign(std::move_iterator(reports_.begin()), std::move_iterator(firstKept));
+    reports_.erase(reports_.begin(), firstKept);
+    isDone = reports_.empty();
   }
-  for (const auto& report : stored) report();
+  for (const Report& report : due) report.stored();
+  return isDone;
 }
 
 bool EventStore::storeUnsent(StoredEvents events) {
@@ -115,7 +148,7 @@ bool EventStore::storeUnsent(StoredEvents events) {
     beingSent_.emplace(event.id, Attempt());
     pending_.add(std::move(event));
   }
-  if (!pending_.isEmpty()) save();
+  if (!pending_.isEmpty()) save(DataUpdates::Wait::usual);
   return pending_.isEmpty();
 }
 
@@ -123,24 +156,25 @@ void EventStore::settle(const std::string& id) {
   const std::lock_guard lock(mutex_);
   if (beingSent_.erase(id) == 0) return;
   pending_.remove(id);
-  save();
+  save(DataUpdates::Wait::brief);
 }
 
 void EventStore::remove(const std::string& id) {
   const std::lock_guard lock(mutex_);
   pending_.remove(id);
-  save();
+  // An entry that could not be removed is sent again at worst, under the same key.
+  save(DataUpdates::Wait::brief);
 }
 
 void EventStore::clear() {
   const std::lock_guard lock(mutex_);
   pending_.clear();
-  save();
+  save(DataUpdates::Wait::usual);
 }
 
 void EventStore::writePending() {
   const std::lock_guard lock(mutex_);
-  if (!pending_.isEmpty()) save();
+  if (!pending_.isEmpty()) save(DataUpdates::Wait::usual);
 }
 
 EventQueueEntries EventStore::load() const {
@@ -150,17 +184,19 @@ EventQueueEntries EventStore::load() const {
 }
 
 /// Applies `pending_` to the stored queue. Where that fails, it stays pending in memory.
-void EventStore::save() {
+DataUpdates::Result EventStore::save(DataUpdates::Wait wait) {
   StoredEvents events;
   std::optional<std::string> bytes;
-  const bool written = updates_->updateData(key_, [&](const std::optional<std::string>& before) {
+  const auto change = [&](const std::optional<std::string>& before) {
     events = pending_.appliedTo(read(before));
     return bytes = bytesOf(events);
-  });
-  if (!written) return;
+  };
+  const DataUpdates::Result result = updates_->updateData(key_, change, wait);
+  if (result != DataUpdates::Result::done) return result;
   pending_ = EventStoreChanges({.items = maxItems, .bytes = maxBytes});
   lastBytes_ = std::move(bytes);
   lastEvents_ = std::move(events);
+  return result;
 }
 
 StoredEvents EventStore::read(const std::optional<std::string>& bytes) const {

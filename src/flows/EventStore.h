@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <boost/asio/awaitable.hpp>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -32,6 +34,10 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
  public:
   static constexpr std::size_t maxItems = 100;
   static constexpr std::size_t maxBytes = std::size_t{4} << 20;
+  /// How often, and how long after one another, the write to a file that another process holds is tried
+  /// again.
+  static constexpr int maxRetries = 40;
+  static constexpr auto retryInterval = std::chrono::milliseconds(100);
 
   /// Entries that one flush is sending. Until it is released or destroyed, no other flush of this process is
   /// given them.
@@ -65,9 +71,14 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   /// Every entry that no other flush is sending.
   std::shared_ptr<const Claim> claim();
 
-  /// Adds the events behind all others and, beyond `maxItems`, pushes out the oldest. Calls `stored` when
-  /// they are stored, or wait in memory. Events that come at the same time share one transaction. On the
-  /// background thread.
+  /// Adds the events behind all others and, beyond `maxItems`, pushes out the oldest. Calls `stored` once,
+  /// on the background thread and never inside this call, when they are in the file. Events that come in the
+  /// same turn of that thread share one transaction. Any thread; `background` outlives the call of `stored`.
+  ///
+  /// While another process holds the file, the write is tried again each 100 ms. After 40 times, 4 to 5 s,
+  /// and at the end of the process, `stored` is called although the events only wait in memory; where the
+  /// file cannot be written at all, it is called at once. Once `background` takes no more work, it is called
+  /// inside this call.
   void store(StoredEvents events, Background& background, std::function<void()> stored);
   void remove(const std::string& id);
 
@@ -86,10 +97,12 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   // The caller holds `mutex_`.
   EventQueueEntries load() const;
   bool isBeingSent(const std::string& id);
-  void save();
+  DataUpdates::Result save(DataUpdates::Wait wait);
 
   StoredEvents read(const std::optional<std::string>& bytes) const;
-  void writeAndReport();
+  static boost::asio::awaitable<void> writeAndReport(std::shared_ptr<EventStore> self,
+                                                     Background& background);
+  bool writeOnceAndReport(bool isExiting);
 
   const std::shared_ptr<FlagStore> store_;
   const std::shared_ptr<DataUpdates> updates_;
@@ -97,7 +110,13 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
 
   std::mutex mutex_;
   EventStoreChanges pending_{{.items = maxItems, .bytes = maxBytes}};
-  std::vector<std::function<void()>> waitingToBeStored_;
+  /// Who is to be told when the entries in `pending_` are stored. One `writeAndReport` runs while there are
+  /// any.
+  struct Report {
+    std::function<void()> stored;
+    int retriesLeft = maxRetries;
+  };
+  std::vector<Report> reports_;
   struct Attempt {
     bool failed = false;
     bool wantedAgain = false;

@@ -14,12 +14,24 @@ class DataUpdates {
   /// The bytes that are to be stored in place of those given; none stands for an absent key.
   using Change = std::function<std::optional<std::string>(const std::optional<std::string>&)>;
 
+  /// How long an update waits for another process that holds the store.
+  enum class Wait {
+    usual,  ///< as long as other accesses do
+    brief,  ///< 25 ms at most, for a caller that tries again: being busy is no problem to report then
+  };
+
+  /// What became of an update. Nothing is changed unless it is done.
+  enum class Result {
+    done,
+    busy,    ///< another process held the store for the whole wait; a later call may succeed
+    failed,  ///< the store cannot be written: a full disk, a read-only place, …
+  };
+
   virtual ~DataUpdates() = default;
 
-  /// Replaces the bytes of `key` by what `change` makes of them. False when that was not possible within a
-  /// bounded time: nothing is changed then. `change` may be called more than once, must not throw, and must
-  /// not touch the store.
-  virtual bool updateData(std::string_view key, const Change& change) = 0;
+  /// Replaces the bytes of `key` by what `change` makes of them. `change` may be called more than once, must
+  /// not throw, and must not touch the store.
+  virtual Result updateData(std::string_view key, const Change& change, Wait wait) = 0;
 };
 
 }  // namespace corvane

@@ -73,10 +73,11 @@ TEST_F(SharedFile, IsNotHeldByAChildThatWasForkedDuringAWriteAndLivesOn) {
     return defaults->synchronize() ? 0 : 1;
   });
   std::optional<ChildProcess> survivor;
-  EXPECT_TRUE(open()->updateData("data", [&](const auto&) {
+  open()->updateData("data", [&](const auto&) {
     survivor.emplace([] { return ::pause(); });
     return "written";
-  }));
+  });
+  ASSERT_TRUE(survivor);
   writer.writeLine("written");
   EXPECT_EQ(writer.awaitEnd().status, 0) << "the child keeps the lock";
 }
@@ -99,13 +100,19 @@ class HeldFile : public SharedFile, public ::testing::WithParamInterface<bool> {
     if (!GetParam()) shell_.run("ROLLBACK");
   }
 
+  DataUpdates::Result update(DataUpdates::Wait wait) {
+    return defaults_->updateData("data", [](const auto&) { return "data"; }, wait);
+  }
+
   std::shared_ptr<UserDefaults> defaults_ = open();
   Shell shell_{file_};
   std::optional<AdvisoryLock> lock_;
 };
 
-TEST_P(HeldFile, IsWaitedForOnceAndThenNotForASecondUnlessAskedFor) {
+TEST_P(HeldFile, IsWaitedForOnceAndThenForAShareOfTheTimeUnlessAskedFor) {
   hold();
+  EXPECT_EQ(update(DataUpdates::Wait::brief), DataUpdates::Result::busy);
+  EXPECT_TRUE(problems_.empty()) << "who waits briefly tries again";
   const auto write = [&] { defaults_->setString("during", "text"); };
   const auto first = timeOf(write);
   EXPECT_GE(first, 190ms);
@@ -114,6 +121,9 @@ TEST_P(HeldFile, IsWaitedForOnceAndThenNotForASecondUnlessAskedFor) {
     for (int round = 0; round < 20; ++round) defaults_->setBool(true, "key" + std::to_string(round));
   });
   EXPECT_LT(others, 2s) << "20 waits would be 4 s";
+  const auto later = Clock::now() + 400ms;
+  while (Clock::now() < later) defaults_->boolForKey("key0");
+  EXPECT_GE(timeOf(write), 90ms) << "it is not given up for long";
   EXPECT_GE(timeOf([&] { EXPECT_FALSE(defaults_->synchronize()); }), 190ms);
   defaults_->waitForHoldersUntil(Clock::now() + 400ms);
   EXPECT_GE(timeOf(write), 390ms);
@@ -122,7 +132,7 @@ TEST_P(HeldFile, IsWaitedForOnceAndThenNotForASecondUnlessAskedFor) {
   release();
   // The threads that waited for earlier calls have their turns first.
   defaults_->waitForHoldersUntil(Clock::now() + 10s);
-  EXPECT_TRUE(defaults_->updateData("data", [](const auto&) { return "takes the others along"; }));
+  EXPECT_EQ(update(DataUpdates::Wait::usual), DataUpdates::Result::done) << "takes the others along";
   EXPECT_EQ(shell_.run("SELECT value FROM preferences WHERE key = 'text'"), "during");
   EXPECT_EQ(shell_.run("SELECT count(*) FROM preferences"), "22");
   shell_.run("UPDATE preferences SET value = 'newer' WHERE key = 'text'");
@@ -148,7 +158,7 @@ TEST_P(HeldFile, BlocksNoReadAndManyWritersNoLongerThanOne) {
       threads.emplace_back([&, key = "key" + std::to_string(number)] {
         defaults_->setBool(true, key);
         EXPECT_TRUE(defaults_->boolForKey(key));
-        EXPECT_FALSE(defaults_->updateData("data", [](const auto&) { return "data"; }));
+        EXPECT_EQ(update(DataUpdates::Wait::usual), DataUpdates::Result::busy);
       });
     }
     threads.clear();

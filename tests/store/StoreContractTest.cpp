@@ -64,10 +64,11 @@ TEST_P(StoreContract, AnyValueWrittenLastIsReadAndWhatIsAbsentIsFalseOrNone) {
 
 TEST_P(StoreContract, AnUpdateReplacesTheBytesThatItIsGivenAndAValueOfAnotherTypeIsAbsent) {
   const auto update = [this](std::optional<std::string> expected, std::optional<std::string> after) {
-    EXPECT_TRUE(stores_.updates->updateData("a", [&](const auto& before) {
+    const auto change = [&](const auto& before) {
       EXPECT_EQ(before, expected);
       return after;
-    }));
+    };
+    EXPECT_EQ(stores_.updates->updateData("a", change, DataUpdates::Wait::usual), DataUpdates::Result::done);
     EXPECT_EQ(flags_->dataForKey("a"), after);
   };
   flags_->setData("1", "a");

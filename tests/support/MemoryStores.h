@@ -45,15 +45,15 @@ class MemoryFlagStore : public FlagStore, public DataUpdates {
     forget(key);
   }
 
-  bool updateData(std::string_view key, const Change& change) override {
+  Result updateData(std::string_view key, const Change& change, Wait) override {
     const std::lock_guard lock(mutex_);
-    if (held) return false;
+    if (held) return Result::busy;
     const auto found = data_.find(key);
     const auto after = change(found == data_.end() ? std::nullopt : std::optional(found->second));
     forget(key);
     if (after) data_.emplace(key, *after);
     ++updates;
-    return true;
+    return Result::done;
   }
 
   /// As if another process held the file: no update succeeds.

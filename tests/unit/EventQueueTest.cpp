@@ -133,7 +133,7 @@ TEST_F(EventQueue, WritesWhatWaitsWhenItsStoreIsDestroyed) {
   EXPECT_EQ(storedIds(), Lines());
   http->respond(500, "");
   queue->flush(api);
-  background->run();
+  background->exit();
   EXPECT_EQ(sentKeys(), Lines{"A"}) << "what waits in memory is part of the queue";
   flags->held = false;
   queue.reset();
@@ -166,7 +166,33 @@ TEST_F(EventQueue, ChangesWaitWhileTheFileIsHeldAndApplyOnceToWhatAnotherProcess
   EXPECT_EQ(storedIds(), (Lines{"C", "D"}));
   neighbour->remove("D");
   enqueue("E");
+  background->advance(EventStore::retryInterval);
   EXPECT_EQ(storedIds(), (Lines{"C", "E"}));
+}
+
+TEST_F(EventQueue, ReportsAnEventOnceItIsStoredOrWhenTheFileWasHeldForTooLong) {
+  Lines reported;
+  const auto store = [&](const std::string& id) {
+    storage->store({{.id = id, .request = {.identifier = "app", .name = "n"}}}, *background,
+                   [&reported, id] { reported.push_back(id); });
+    background->run();
+  };
+  flags->held = true;
+  store("A");
+  for (int retry = 1; retry < EventStore::maxRetries; ++retry) background->advance(EventStore::retryInterval);
+  EXPECT_EQ(reported, Lines());
+  store("B");
+  background->advance(EventStore::retryInterval);
+  EXPECT_EQ(reported, Lines{"A"});
+  flags->held = false;
+  background->advance(EventStore::retryInterval);
+  EXPECT_EQ(reported, (Lines{"A", "B"}));
+  EXPECT_EQ(storedIds(), (Lines{"A", "B"}));
+  flags->held = true;
+  store("C");
+  EXPECT_EQ(reported.size(), 2U);
+  background->exit();
+  EXPECT_EQ(reported.size(), 3U) << "the last write of the process stores it";
 }
 
 }  // namespace

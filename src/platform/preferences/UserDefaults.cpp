@@ -14,8 +14,11 @@ using Clock = std::chrono::steady_clock;
 /// A call may take 250 ms. This part of it may be spent waiting for another process.
 constexpr auto longestWait = std::chrono::milliseconds(200);
 
-/// How long after a wait that timed out the calls do not wait.
-constexpr auto timeWithoutWaits = std::chrono::seconds(1);
+/// The part of the time since a wait that timed out which a call may wait: one in so many.
+constexpr int waitingShare = 4;
+
+/// For callers that try again, on a thread with other work to do.
+constexpr auto briefWait = std::chrono::milliseconds(25);
 
 /// The same name for every spelling of a path, whether the file exists or not.
 std::filesystem::path canonicalNameOf(const std::filesystem::path& file) {
@@ -31,6 +34,18 @@ std::size_t sizeOf(const PreferenceValue& value) {
   if (const auto* text = std::get_if<std::string>(&value)) return text->size();
   if (const auto* data = std::get_if<PreferenceBytes>(&value)) return data->bytes.size();
   return 0;
+}
+
+DataUpdates::Result resultOf(PreferencesDatabase::Result result) {
+  switch (result) {
+    case PreferencesDatabase::Result::done:
+      return DataUpdates::Result::done;
+    case PreferencesDatabase::Result::busy:
+      return DataUpdates::Result::busy;
+    case PreferencesDatabase::Result::failed:
+      break;
+  }
+  return DataUpdates::Result::failed;
 }
 
 /// Every object that is alive, by its file.
@@ -100,7 +115,8 @@ void UserDefaults::removeObjectForKey(std::string_view key) {
   store(key, std::nullopt);
 }
 
-bool UserDefaults::updateData(std::string_view key, const DataChange& change) {
+DataUpdates::Result UserDefaults::updateData(std::string_view key, const DataUpdates::Change& change,
+                                             DataUpdates::Wait wait) {
   const auto entered = Clock::now();
   std::unique_lock updating(updateMutex_);
   std::unique_lock lock(mutex_);
@@ -108,7 +124,7 @@ bool UserDefaults::updateData(std::string_view key, const DataChange& change) {
   const bool underMutex = !pending_.empty();
   PreferencesDatabase& database = underMutex ? database_ : updates_;
   const PreferenceChanges none;
-  const TimePoint until = waitUntil(entered);
+  const TimePoint until = wait == DataUpdates::Wait::brief ? entered + briefWait : waitUntil(entered);
   if (!underMutex) lock.unlock();
 
   std::optional<std::string> bytes;
@@ -119,14 +135,14 @@ bool UserDefaults::updateData(std::string_view key, const DataChange& change) {
   });
 
   if (!underMutex) lock.lock();
-  noteResult(result, database);
+  noteResult(result, database, wait);
   const bool done = result == PreferencesDatabase::Result::done;
   if (done && underMutex) notePendingWritten();
   if (done)
     known_[std::string(key)] = bytes ? std::optional(PreferenceBytes{*std::move(bytes)}) : std::nullopt;
   updating.unlock();
   unlockAndReport(std::move(lock));
-  return done;
+  return resultOf(result);
 }
 
 void UserDefaults::waitForHoldersUntil(TimePoint time) {
@@ -137,7 +153,7 @@ void UserDefaults::waitForHoldersUntil(TimePoint time) {
 bool UserDefaults::synchronize() {
   const auto entered = Clock::now();
   std::unique_lock lock(mutex_);
-  noWaitUntil_ = {};
+  lastTimeOut_ = {};
   writePending(waitUntil(entered));
   const bool done = pending_.empty() && tooLarge_.empty();
   unlockAndReport(std::move(lock));
@@ -196,15 +212,17 @@ void UserDefaults::notePendingWritten() {
 }
 
 UserDefaults::TimePoint UserDefaults::waitUntil(TimePoint entered) const {
-  return std::max(entered < noWaitUntil_ ? entered : entered + longestWait, holdersUntil_);
+  const auto share = std::max((entered - lastTimeOut_) / waitingShare, Clock::duration::zero());
+  return std::max(entered + std::min<Clock::duration>(share, longestWait), holdersUntil_);
 }
 
-void UserDefaults::noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database) const {
-  if (result == PreferencesDatabase::Result::busy) {
-    // A call that did not wait does not extend it.
-    if (const auto now = Clock::now(); now >= noWaitUntil_) noWaitUntil_ = now + timeWithoutWaits;
-  }
+void UserDefaults::noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database,
+                              DataUpdates::Wait wait) const {
   std::string problem = database.takeProblem();
+  if (result == PreferencesDatabase::Result::busy) {
+    if (wait == DataUpdates::Wait::brief) return;
+    lastTimeOut_ = Clock::now();
+  }
   if (problem_.empty()) problem_ = std::move(problem);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/DataUpdates.h"
 #include "foundation/StoreMaintenance.h"
 #include "platform/preferences/PreferencesDatabase.h"
 
@@ -22,8 +23,8 @@ namespace corvane::platform {
 /// Threads: any. One mutex serialises the accesses to the one connection, and another the updates, which have
 /// a connection of their own so that reads go on while an update waits for its turn. A call waits at most
 /// 200 ms for another process that holds the file, counted from the start of the call, so that the waits of
-/// callers on several threads do not add up. After a wait that timed out, the calls of the next second do not
-/// wait.
+/// callers on several threads do not add up. After a wait that timed out, a call waits at most a quarter of
+/// the time that has passed since then, so that many calls do not block their callers one after the other.
 ///
 /// Forks: not to be used in a forked child. If the file was open at the fork, the child reads from memory
 /// what was read or written before, writes to memory only, and leaves the parent's connection as it is.
@@ -50,11 +51,10 @@ class UserDefaults final : public StoreMaintenance {
   void removeObjectForKey(std::string_view key);
 
   /// Replaces the bytes of `key` by what `change` returns for them; none stands for an absent value. Reading
-  /// and writing are one transaction, which also writes the values that are kept in memory. False when the
-  /// file could not be written: then nothing has changed. `change` may be called more than once and must not
-  /// use this object.
-  using DataChange = std::function<std::optional<std::string>(const std::optional<std::string>&)>;
-  bool updateData(std::string_view key, const DataChange& change);
+  /// and writing are one transaction, which also writes the values that are kept in memory. Unless it is
+  /// done, nothing has changed. `change` may be called more than once and must not use this object.
+  DataUpdates::Result updateData(std::string_view key, const DataUpdates::Change& change,
+                                 DataUpdates::Wait wait = DataUpdates::Wait::usual);
 
   bool synchronize() override;
   void waitForHoldersUntil(TimePoint time) override;
@@ -68,7 +68,8 @@ class UserDefaults final : public StoreMaintenance {
   void writePending(TimePoint waitUntil);
   void notePendingWritten();
   TimePoint waitUntil(TimePoint entered) const;
-  void noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database) const;
+  void noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database,
+                  DataUpdates::Wait wait = DataUpdates::Wait::usual) const;
   void unlockAndReport(std::unique_lock<std::mutex> lock) const;
 
   // Mutable because a read may connect, and may find the file unreadable.
@@ -77,7 +78,7 @@ class UserDefaults final : public StoreMaintenance {
   PreferenceChanges pending_;        // newer than the file; empty on a healthy disk
   PreferenceChanges tooLarge_;       // newer than the file, and never written
   mutable PreferenceChanges known_;  // as last read or written; used only when the file cannot be read
-  mutable TimePoint noWaitUntil_{};
+  mutable TimePoint lastTimeOut_{};  // of a wait of the usual length
   TimePoint holdersUntil_{};
   mutable std::string problem_;
   mutable bool reported_ = false;

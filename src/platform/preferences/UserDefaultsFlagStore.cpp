@@ -27,8 +27,8 @@ void UserDefaultsFlagStore::removeValue(std::string_view key) {
   defaults_->removeObjectForKey(fullKey(key));
 }
 
-bool UserDefaultsFlagStore::updateData(std::string_view key, const Change& change) {
-  return defaults_->updateData(fullKey(key), change);
+DataUpdates::Result UserDefaultsFlagStore::updateData(std::string_view key, const Change& change, Wait wait) {
+  return defaults_->updateData(fullKey(key), change, wait);
 }
 
 std::string UserDefaultsFlagStore::fullKey(std::string_view key) const {

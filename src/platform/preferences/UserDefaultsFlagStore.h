@@ -19,7 +19,7 @@ class UserDefaultsFlagStore : public FlagStore, public DataUpdates {
   std::optional<std::string> dataForKey(std::string_view key) const override;
   void setData(const std::optional<std::string>& value, std::string_view key) override;
   void removeValue(std::string_view key) override;
-  bool updateData(std::string_view key, const Change& change) override;
+  Result updateData(std::string_view key, const Change& change, Wait wait) override;
 
  private:
   std::string fullKey(std::string_view key) const;
