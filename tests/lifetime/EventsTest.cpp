@@ -143,6 +143,34 @@ TEST(EventPersistence, NeitherLosesNorDoublesAnEventWhenTheProcessIsKilled) {
               recordedKeys(sandbox).size(), app.queued().size());
 }
 
+/// Does `work` while this process is in a write transaction on the file.
+void whileHeld(const Installation& app, const std::function<void()>& work) {
+  platform::UserDefaults::open(app.file)->updateData("other", [&](const auto& before) {
+    work();
+    return before;
+  });
+}
+
+TEST(EventPersistence, ReportsNoFailureOfAnEventThatOnlyWaitsForAFileThatIsHeld) {
+  const Installation app;
+  ChildEnd end;
+  whileHeld(app, [&] { end = app.run("trackEventsUntilKilled", closedPort, {"e", "3", "1000000"}); });
+  EXPECT_EQ(end.status, -SIGKILL);
+  for (const auto& line : end.lines()) EXPECT_FALSE(line.starts_with("failed ")) << line;
+}
+
+TEST(EventPersistence, KeepsTheEventsOfAProgramThatExitsWhileTheFileIsHeld) {
+  const Installation app;
+  ChildProcess program(LIFETIME_HOST,
+                       {"endWithEventsInFlight", closedPort, app.folder.path(), "e", "20", "0"});
+  whileHeld(app, [&] {
+    for (int failed = 0; failed < 20;)
+      failed += program.readLine().value_or("ended").find("queued for retry") != std::string::npos ? 1 : 0;
+  });
+  EXPECT_EQ(program.awaitEnd().status, 7);
+  EXPECT_EQ(app.queuedNames().size(), 20U);
+}
+
 TEST(EventBurst, IsDeliveredOnceEachToABackendThatIsSlowAtFirst) {
   constexpr std::size_t count = underSanitizer ? 1'000 : 10'000;
   Gate tracked;
