@@ -8,7 +8,7 @@
 
 #include "Exchange.h"
 #include "LookUps.h"
-#include "api/transport/TransportLoop.h"
+#include "api/transport/EventAdmission.h"
 #include "support/Gate.h"
 #include "support/LoopbackServer.h"
 
@@ -17,12 +17,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using platform::Transport;
-using platform::TransportLoop;
 using platform::URLSession;
 
 constexpr const char* exitingText = "the process is exiting";
 
-TEST(Transport, ShutDownEndsActiveQueuedAndLaterExchanges) {
+TEST(Transport, ShutDownEndsActiveHeldAndLaterExchanges) {
   const TLSIdentity identity;
   LoopbackServer plain(LoopbackResponse::silence());
   LoopbackServer secure(LoopbackResponse::silence(), &identity);
@@ -31,11 +30,12 @@ TEST(Transport, ShutDownEndsActiveQueuedAndLaterExchanges) {
   configuration.certificateAuthorityFile = identity.certificateFile();
   const URLSession session(configuration, transport);
   std::vector<Exchange> exchanges;
-  for (std::size_t i = 0; i < TransportLoop::maxExchanges + 5; ++i) {
-    exchanges.push_back(begin(session, {.url = i % 2 == 0 ? plain.url() : secure.url()}));
+  for (std::size_t i = 0; i < platform::EventAdmission::overHTTP1 + 5; ++i) {
+    const std::string url = i % 2 == 0 ? plain.url() : secure.url();
+    exchanges.push_back(begin(session, {.url = url, .traffic = Traffic::event}));
   }
-  plain.awaitRequests(TransportLoop::maxExchanges / 2);
-  secure.awaitRequests(TransportLoop::maxExchanges / 2);
+  plain.awaitRequests(4);
+  secure.awaitRequests(1);
 
   EXPECT_TRUE(transport.shutDown(waitLimit));
   for (Exchange& exchange : exchanges) EXPECT_EQ(failure(exchange.result()), exitingText);

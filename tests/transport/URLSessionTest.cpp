@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "Exchange.h"
+#include "api/transport/EventAdmission.h"
 #include "api/transport/ResponseReader.h"
-#include "api/transport/TransportLoop.h"
 #include "support/Gate.h"
 #include "support/LoopbackServer.h"
 
@@ -19,6 +19,8 @@ namespace {
 
 using platform::URLSession;
 using platform::URLSessionConfiguration;
+
+constexpr int connectionsForEvents = platform::EventAdmission::overHTTP1;
 
 TEST(URLSession, SendsTheRequestUnchanged) {
   LoopbackServer server(LoopbackResponse::of(200));
@@ -215,9 +217,9 @@ TEST(URLSession, LimitsSilenceToTheRequestsOwnIntervalOfAnyLength) {
   EXPECT_EQ(response(run(session, longest)).statusCode, 200);
 }
 
-// The queue
+// Requests that wait for a connection
 
-TEST(URLSession, ABurstUsesEightConnectionsAndSucceeds) {
+TEST(URLSession, BurstsUseFourConnectionsAndEightForEventsAndSucceed) {
   Gate gate;
   gate.close();
   LoopbackServer server([&](const LoopbackRequest&) {
@@ -226,42 +228,57 @@ TEST(URLSession, ABurstUsesEightConnectionsAndSucceeds) {
   });
   const URLSession session(within(60));
   std::vector<Exchange> burst;
-  for (int i = 0; i < 30; ++i) burst.push_back(begin(session, {.url = server.url()}));
-  server.awaitRequests(platform::TransportLoop::maxExchanges);
+  for (int i = 0; i < 60; ++i) {
+    const auto traffic = i % 2 == 0 ? Traffic::interactive : Traffic::event;
+    burst.push_back(begin(session, {.url = server.url(), .traffic = traffic}));
+  }
+  server.awaitRequests(12);
   gate.open();
   for (Exchange& exchange : burst) EXPECT_EQ(response(exchange.result()).statusCode, 200);
-  EXPECT_LE(server.connectionsAccepted(), platform::TransportLoop::maxExchanges);
+  EXPECT_EQ(server.connectionsAccepted(), 12U);
 }
 
-TEST(URLSession, TheTimeoutDoesNotRunInTheQueue) {
+TEST(URLSession, TheTimeoutDoesNotRunWhileARequestWaitsForAConnection) {
+  LoopbackServer silent(LoopbackResponse::silence());
+  const auto begun = [&](double seconds) {
+    return begin(URLSession(within(seconds)), {.url = silent.url(), .traffic = Traffic::event});
+  };
+  std::vector<Exchange> active;
+  for (int i = 2; i < connectionsForEvents; ++i) active.push_back(begun(60));
+  // With the connection of `first`, `held` ends at 0.8 s; with the time before, at 0.5 s.
+  Exchange first = begun(0.3);
+  Exchange between = begun(0.65);
+  Exchange held = begun(0.5);
+  EXPECT_NE(failure(first.result()), "");
+  EXPECT_NE(failure(held.result()), "");
+  EXPECT_TRUE(between.hasEnded());
+  for (const Exchange& exchange : active) exchange.cancel();
+}
+
+TEST(URLSession, ARequestWithoutAConnectionFailsWhenNoOtherOneProgresses) {
   LoopbackServer silent(LoopbackResponse::silence());
   std::vector<Exchange> active;
-  for (std::size_t i = 2; i < platform::TransportLoop::maxExchanges; ++i) {
-    active.push_back(begin(URLSession(within(60)), {.url = silent.url()}));
+  for (int i = 0; i < connectionsForEvents; ++i) {
+    active.push_back(begin(URLSession(within(60)), {.url = silent.url(), .traffic = Traffic::event}));
   }
-  // From the queue, which `first` lets it leave, `queued` ends at 0.8 s; with the time in the queue, at 0.5
-  // s.
-  Exchange first = begin(URLSession(within(0.3)), {.url = silent.url()});
-  Exchange between = begin(URLSession(within(0.65)), {.url = silent.url()});
-  Exchange queued = begin(URLSession(within(0.5)), {.url = silent.url()});
-  EXPECT_NE(failure(first.result()), "");
-  EXPECT_NE(failure(queued.result()), "");
-  EXPECT_TRUE(between.hasEnded());
+  const std::string text =
+      failure(run(URLSession(within(0.2)), {.url = silent.url(), .traffic = Traffic::event}));
+  EXPECT_NE(text.find("without a connection"), std::string::npos) << text;
   for (const Exchange& exchange : active) exchange.cancel();
 }
 
 // Cancelling
 
-TEST(URLSession, ACancelledExchangeClosesItsConnectionAndSendsNothingFromTheQueue) {
+TEST(URLSession, ACancelledExchangeClosesItsConnectionAndSendsNothingThatWasHeld) {
   LoopbackServer silent(LoopbackResponse::silence());
   LoopbackServer server(LoopbackResponse::of(200));
   const URLSession session(within(600));
   std::vector<Exchange> exchanges;
-  for (std::size_t i = 0; i <= platform::TransportLoop::maxExchanges; ++i) {
-    const bool inQueue = i == platform::TransportLoop::maxExchanges;
-    exchanges.push_back(begin(session, {.url = inQueue ? server.url() : silent.url()}));
+  for (int i = 0; i <= connectionsForEvents; ++i) {
+    const std::string url = i == connectionsForEvents ? server.url() : silent.url();
+    exchanges.push_back(begin(session, {.url = url, .traffic = Traffic::event}));
   }
-  silent.awaitRequests(platform::TransportLoop::maxExchanges);
+  silent.awaitRequests(connectionsForEvents);
   for (auto exchange = exchanges.rbegin(); exchange != exchanges.rend(); ++exchange) {
     exchange->cancel();
     EXPECT_EQ(failure(exchange->result()), "cancelled");

@@ -34,13 +34,13 @@ Transport& Transport::shared() {
   return *transport;
 }
 
-Transport::Transport() {
+Transport::Transport(RunningClock::Source time) {
   if (const CURLcode code = initialiseLibcurl(); code != CURLE_OK) {
     refusal_ = curl_easy_strerror(code);
     return;
   }
-  loop_ = std::make_unique<TransportLoop>();
-  if (loop_->isUsable()) {
+  loop_ = std::make_unique<TransportLoop>(wakeUp_, RunningClock(std::move(time)), eventCapacity_);
+  if (wakeUp_.isUsable() && loop_->isUsable()) {
     startThread();
   } else {
     refusal_ = curl_easy_strerror(CURLE_FAILED_INIT);
@@ -52,7 +52,7 @@ Transport::~Transport() {
     const std::lock_guard lock(mutex_);
     if (refusal_.empty()) {
       refusal_ = exitingText;
-      loop_->wake();
+      wakeUp_.wake();
     }
   }
   if (thread_.joinable()) thread_.join();
@@ -97,14 +97,14 @@ void Transport::cancel(ExchangeID exchange) {
 /// Call it under `mutex_`, before a command is added. When commands are pending, the thread has been woken
 /// and has not yet taken them.
 void Transport::wakeForFirstCommand() {
-  if (commands_.begun.empty() && commands_.cancelled.empty()) loop_->wake();
+  if (commands_.begun.empty() && commands_.cancelled.empty()) wakeUp_.wake();
 }
 
 bool Transport::shutDown(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
   if (refusal_.empty()) {
     refusal_ = exitingText;
-    loop_->wake();
+    wakeUp_.wake();
   }
   if (!thread_.joinable()) return true;
   if (!threadEnd_.wait_for(lock, timeout, [this] { return threadEnded_; })) return false;
@@ -125,7 +125,7 @@ void Transport::run() {
       refusal = refusal_;
     }
     std::unique_lock working(working_);
-    for (auto& exchange : commands.begun) loop_->enqueue(std::move(exchange));
+    for (auto& exchange : commands.begun) loop_->begin(std::move(exchange));
     for (const ExchangeID exchange : commands.cancelled) loop_->cancel(exchange);
     if (!refusal.empty()) break;
     loop_->work();

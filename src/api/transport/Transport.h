@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -13,6 +14,8 @@
 #include "api/URLRequest.h"
 #include "api/transport/URLSessionConfiguration.h"
 #include "api/transport/URLSessionResult.h"
+#include "api/transport/WakeUp.h"
+#include "foundation/RunningClock.h"
 
 namespace corvane::platform {
 
@@ -21,10 +24,10 @@ class TransportLoop;
 
 /// The transport thread and its pending commands.
 ///
-/// One thread runs every exchange of the process on one libcurl multi handle (`TransportLoop`, which only
-/// that thread uses). Other threads add commands, which begin or cancel an exchange, under `mutex_` and wake
-/// the thread, which takes them. The mutex is not held while a completion runs or libcurl works. With nothing
-/// to do, the thread sleeps until it is woken.
+/// One thread runs every exchange of the process on libcurl (`TransportLoop`, which only that thread uses).
+/// Other threads add commands, which begin or cancel an exchange, under `mutex_` and wake the thread, which
+/// takes them. The mutex is not held while a completion runs or libcurl works. With nothing to do, the thread
+/// sleeps until it is woken.
 ///
 /// The thread blocks all signals, and so do libcurl's resolver threads, which inherit its mask.
 class Transport {
@@ -36,23 +39,27 @@ class Transport {
   /// that it may be used until the process ends. Any thread.
   static Transport& shared();
 
-  Transport();
+  /// `time`: what time-outs are measured with.
+  explicit Transport(RunningClock::Source time = std::chrono::steady_clock::now);
   /// Shuts down and waits for the thread, without a time limit. No other call may be in progress.
   ~Transport();
   Transport(const Transport&) = delete;
   Transport& operator=(const Transport&) = delete;
 
-  /// Begins an exchange, or queues it while `TransportLoop::maxExchanges` are in progress. Any thread. Does
-  /// not wait for I/O.
+  /// Begins an exchange. Any thread. Does not wait for I/O.
   ///
   /// `completion` runs exactly once and is then destroyed, both on the transport's thread and never inside
   /// `begin`. It must not block or throw. After a shutdown that thread is gone, and the failure is reported
   /// inside `begin`.
   ExchangeID begin(URLRequest request, const URLSessionConfiguration& configuration, Completion completion);
 
-  /// Aborts the exchange, queued or in flight: its completion still runs once, with a failure. Without effect
+  /// Aborts the exchange: its completion still runs once, with a failure. Without effect
   /// when the exchange has ended. Any thread. Does not wait.
   void cancel(ExchangeID exchange);
+
+  /// How many exchanges of events it takes at once, at present. More are performed too, but wait inside
+  /// libcurl, where each costs several KB. Any thread.
+  std::size_t eventCapacity() const { return eventCapacity_; }
 
   /// Ends every exchange, present and future, with the text "the process is exiting", closes all sockets and
   /// ends the thread. Returns whether the thread ended within `timeout`; if not, it still runs and may be
@@ -81,8 +88,9 @@ class Transport {
   std::string refusal_;       // under mutex_: why no exchange is accepted any more; empty while they are
   bool threadEnded_ = false;  // under mutex_
   std::condition_variable threadEnd_;
-  /// Used by the thread only, except for `wake`, which other threads call under `mutex_` while `refusal_` is
-  /// empty: the thread destroys the loop only after it has read a refusal.
+  const WakeUp wakeUp_;
+  std::atomic<std::size_t> eventCapacity_{0};
+  /// Used by the thread only.
   std::unique_ptr<TransportLoop> loop_;
   std::thread thread_;
 };

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "api/URLRequest.h"
+#include "api/transport/ConnectionPool.h"
+#include "api/transport/ExchangeTime.h"
 #include "api/transport/TransportTransfer.h"
 #include "api/transport/URLSessionConfiguration.h"
 #include "api/transport/URLSessionResult.h"
@@ -22,12 +23,17 @@ struct TransportExchange {
   URLSessionConfiguration configuration;
   std::function<void(URLSessionResult)> completion;
 
-  /// Set when the exchange leaves the queue.
-  std::chrono::steady_clock::time_point deadline;
+  /// Limits the whole exchange. Stands still while libcurl holds the request.
+  ExchangeTime time;
   int redirectsFollowed = 0;
-  /// Performs the current request. Held while the exchange is active.
+  /// Performs the current request.
   std::unique_ptr<TransportTransfer> transfer;
-  bool isRunning = false;  // the transfer is in the multi handle
+  /// Where the current request is; null while it waits for a network.
+  ConnectionPool* pool = nullptr;
+  /// When the request was handed to libcurl, its stage changed, or bytes were transferred.
+  RunningClock::time_point latestProgress;
+  TransportTransfer::Stage latestStage = TransportTransfer::Stage::held;
+  curl_off_t latestBytes = 0;
 
   /// An attempt failed for want of connectivity, so network changes matter to this exchange.
   bool lackedConnectivity = false;

@@ -1,7 +1,8 @@
 #include "api/transport/TransportLoop.h"
 
 #include <algorithm>
-#include <limits>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "api/transport/TransportRedirect.h"
@@ -9,92 +10,195 @@
 namespace corvane::platform {
 
 using std::chrono::milliseconds;
+using Stage = TransportTransfer::Stage;
 
-TransportLoop::TransportLoop() : multi_(curl_multi_init()) {
-  if (multi_) curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(maxExchanges));
+namespace {
+
+/// Less than what `RunningClock` counts at most.
+constexpr std::chrono::seconds longestSleepInProgress(1);
+
+bool isHeld(const TransportExchange& exchange) {
+  return exchange.pool && !exchange.time.runs();
 }
 
-void TransportLoop::enqueue(std::unique_ptr<TransportExchange> exchange) {
-  queue_.push_back(std::move(exchange));
+milliseconds silenceLimit(const URLRequest& request) {
+  return std::clamp<std::chrono::seconds>(request.timeoutInterval, std::chrono::seconds(1),
+                                          std::chrono::hours(24));
+}
+
+/// How long libcurl may take to connect.
+milliseconds timeToConnect(const TransportExchange& exchange, RunningClock::time_point now) {
+  const auto left = std::chrono::ceil<milliseconds>(exchange.time.left(now));
+  return std::min(left, silenceLimit(exchange.request));
+}
+
+CURLSH* makeShare() {
+  CURLSH* const share = curl_share_init();
+  if (!share) return nullptr;
+  curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+  return share;
+}
+
+std::string timeoutText(const TransportTransfer& transfer, milliseconds waited) {
+  const std::string after = " timed out after " + std::to_string(waited.count()) + " milliseconds";
+  switch (transfer.stage()) {
+    case Stage::held:
+      return "Operation" + after + " without a connection";
+    case Stage::resolving:
+      return "Resolving" + after;
+    case Stage::connecting:
+      return "Connection" + after;
+    case Stage::sending:
+      break;
+  }
+  return "Operation" + after + " with " + std::to_string(transfer.bodyBytesReceived()) + " bytes received";
+}
+
+std::string silenceText(milliseconds limit) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+  return "Operation too slow. Less than 1 bytes/sec transferred the last " + std::to_string(seconds.count()) +
+         " seconds";
+}
+
+}  // namespace
+
+TransportLoop::TransportLoop(const WakeUp& wakeUp, RunningClock clock,
+                             std::atomic<std::size_t>& eventCapacity)
+    : wakeUp_(wakeUp),
+      clock_(std::move(clock)),
+      now_(clock_.now()),
+      eventCapacity_(eventCapacity),
+      shared_(makeShare()) {
+  if (!isUsable()) return;
+  interactive_.setBounds(interactiveConnections, EventAdmission::overHTTP2);
+  applyAdmission();
+}
+
+void TransportLoop::begin(std::unique_ptr<TransportExchange> exchange) {
+  if (auto malformed = validationError(exchange->request)) {
+    return exchange->completion(std::move(*malformed));
+  }
+  now_ = clock_.now();
+  exchange->time = ExchangeTime(exchange->configuration.exchangeTimeout());
+  if (idleTransfers_.empty()) {
+    exchange->transfer = std::make_unique<TransportTransfer>(shared_.get());
+  } else {
+    exchange->transfer = std::move(idleTransfers_.back());
+    idleTransfers_.pop_back();
+  }
+  active_.push_back(std::move(exchange));
+  startRequest(*active_.back());
 }
 
 void TransportLoop::cancel(std::uint64_t id) {
-  const auto hasID = [id](const auto& exchange) { return exchange->id == id; };
-  if (const auto found = std::ranges::find_if(active_, hasID); found != active_.end()) {
-    complete(**found, "cancelled");
-  } else if (const auto queued = std::ranges::find_if(queue_, hasID); queued != queue_.end()) {
-    const auto exchange = std::move(*queued);
-    queue_.erase(queued);
-    exchange->completion("cancelled");
-  }
+  const auto found = std::ranges::find_if(active_, [id](const auto& each) { return each->id == id; });
+  if (found != active_.end()) complete(**found, "cancelled");
 }
 
 void TransportLoop::work() {
-  int running = 0;
-  if (const CURLMcode code = curl_multi_perform(multi_.get(), &running); code != CURLM_OK) {
-    failActive(curl_multi_strerror(code));
-  }
-  collectFinished();
+  workOn(interactive_);
+  workOn(events_);
+  now_ = clock_.now();
+  noteProgress();
+  observeEvents();
+  collectFinished(interactive_);
+  collectFinished(events_);
   handleNetworkChanges();
   failExpired();
-  startQueued();
 }
 
 void TransportLoop::failAll(const std::string& reason) {
-  failActive(reason);
-  while (!queue_.empty()) {
-    const auto exchange = std::move(queue_.front());
-    queue_.pop_front();
-    exchange->completion(reason);
+  while (!active_.empty()) complete(*active_.back(), reason);
+}
+
+void TransportLoop::workOn(ConnectionPool& pool) {
+  const CURLMcode code = pool.work(polled_);
+  if (code == CURLM_OK) return;
+  for (TransportExchange* exchange :
+       activeWhere([&](const TransportExchange& each) { return each.pool == &pool; })) {
+    complete(*exchange, curl_multi_strerror(code));
   }
 }
 
-void TransportLoop::collectFinished() {
-  int left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
-    if (message->msg != CURLMSG_DONE) continue;
-    const CURLcode code = message->data.result;  // the removal frees the message
+/// Notes which requests have begun or transferred something since the last time.
+void TransportLoop::noteProgress() {
+  for (const auto& exchange : active_) {
+    if (!exchange->pool) continue;
+    const Stage stage = exchange->transfer->stage();
+    const curl_off_t bytes = exchange->transfer->bytesTransferred();
+    if (stage == exchange->latestStage && bytes == exchange->latestBytes) continue;
+    exchange->latestStage = stage;
+    exchange->latestBytes = bytes;
+    exchange->time.run(now_);
+    exchange->latestProgress = exchange->pool->latestProgress = now_;
+  }
+}
+
+void TransportLoop::observeEvents() {
+  if (events_.takeOpened()) admission_.opened();
+  std::size_t begun = 0, held = 0;
+  for (const auto& exchange : active_) {
+    if (exchange->pool == &events_) ++(isHeld(*exchange) ? held : begun);
+  }
+  admission_.observe(begun, held);
+  applyAdmission();
+}
+
+void TransportLoop::applyAdmission() {
+  events_.setBounds(static_cast<long>(admission_.connectionsPerHost()),
+                    static_cast<long>(admission_.streams()));
+  eventCapacity_ = admission_.capacity();
+}
+
+void TransportLoop::collectFinished(ConnectionPool& pool) {
+  while (const auto finished = pool.takeFinished()) {
     TransportExchange* exchange = nullptr;
-    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &exchange);
-    curl_multi_remove_handle(multi_.get(), message->easy_handle);
-    exchange->isRunning = false;
-    finishRequest(*exchange, code);
+    curl_easy_getinfo(finished->request, CURLINFO_PRIVATE, &exchange);
+    exchange->pool = nullptr;
+    pool.latestProgress = now_;
+    if (finished->code == CURLE_OK && &pool == &events_) {
+      admission_.responded(exchange->transfer->isMultiplexed());
+      applyAdmission();
+    }
+    finishRequest(*exchange, finished->code);
   }
 }
 
-void TransportLoop::startQueued() {
-  while (active_.size() < maxExchanges && !queue_.empty()) {
-    auto exchange = std::move(queue_.front());
-    queue_.pop_front();
-    if (auto malformed = validationError(exchange->request)) {
-      exchange->completion(std::move(*malformed));
-      continue;
-    }
-    exchange->deadline = Clock::now() + exchange->configuration.exchangeTimeout();
-    if (idleTransfers_.empty()) idleTransfers_.push_back(std::make_unique<TransportTransfer>());
-    exchange->transfer = std::move(idleTransfers_.back());
-    idleTransfers_.pop_back();
-    active_.push_back(std::move(exchange));
-    startRequest(*active_.back());
-  }
+ConnectionPool& TransportLoop::poolFor(const URLRequest& request) {
+  if (request.traffic == Traffic::interactive) return interactive_;
+  const bool takesIdleOne =
+      request.traffic == Traffic::loneEvent && events_.connections() == 0 && interactive_.hasIdleConnection();
+  return takesIdleOne ? interactive_ : events_;
 }
 
 void TransportLoop::startRequest(TransportExchange& exchange) {
   exchange.waitsForChange = false;
   exchange.changesAtStart = monitor_ ? changeCount_ : 0;
-  const auto left = std::chrono::ceil<milliseconds>(exchange.deadline - Clock::now());
-  CURLcode code = exchange.transfer->prepare(exchange.request, std::max(left, milliseconds(1)),
-                                             exchange.configuration.certificateAuthorityFile);
+  exchange.time.stop(now_);
+  exchange.latestProgress = now_;
+  exchange.latestStage = Stage::held;
+  exchange.latestBytes = 0;
+  ConnectionPool& pool = poolFor(exchange.request);
+  // Later than our own time-out, which comes first unless this process did not run meanwhile.
+  const auto connectTimeout = milliseconds(100) + timeToConnect(exchange, now_);
+  const CURLcode code = exchange.transfer->prepare(exchange.request, pool, connectTimeout,
+                                                   exchange.configuration.certificateAuthorityFile);
   if (code != CURLE_OK) return complete(exchange, exchange.transfer->failureText(code));
   curl_easy_setopt(exchange.transfer->handle(), CURLOPT_PRIVATE, &exchange);
-  const CURLMcode added = curl_multi_add_handle(multi_.get(), exchange.transfer->handle());
+  const CURLMcode added = pool.add(exchange.transfer->handle());
   if (added != CURLM_OK) return complete(exchange, curl_multi_strerror(added));
-  exchange.isRunning = true;
+  exchange.pool = &pool;
 }
 
 void TransportLoop::finishRequest(TransportExchange& exchange, CURLcode code) {
   if (auto response = exchange.transfer->takeResponse(code))
     return handleResponse(exchange, std::move(*response));
+  // libcurl's limit for connecting: the exchange's own time is left, because this process did not run.
+  const bool wasConnecting = code == CURLE_OPERATION_TIMEDOUT && exchange.transfer->stage() != Stage::sending;
+  if (wasConnecting && exchange.time.left(now_) > RunningClock::duration::zero()) {
+    return startRequest(exchange);
+  }
   exchange.latestFailure = exchange.transfer->failureText(code);
   if (lacksConnectivity(exchange, code) && waitForConnectivity(exchange)) return;
   complete(exchange, exchange.latestFailure);
@@ -154,49 +258,97 @@ void TransportLoop::handleNetworkChanges() {
   }
 }
 
-void TransportLoop::failExpired() {
-  const auto now = Clock::now();
-  for (TransportExchange* exchange : waiting()) {
-    if (exchange->deadline <= now) complete(*exchange, exchange->latestFailure);
+/// When the exchange fails unless something happens before.
+RunningClock::time_point TransportLoop::endOf(const TransportExchange& exchange) const {
+  const auto end = now_ + exchange.time.left(now_);
+  if (!exchange.pool) return end;
+  if (!exchange.time.runs()) {
+    return std::max(exchange.latestProgress, exchange.pool->latestProgress) + exchange.time.left(now_);
   }
+  return std::min(end, exchange.latestProgress + silenceLimit(exchange.request));
+}
+
+void TransportLoop::failExpired() {
+  const auto expired = [this](bool held) {
+    return activeWhere(
+        [&](const TransportExchange& each) { return isHeld(each) == held && endOf(each) <= now_; });
+  };
+  // The end of a request is progress for those that its pool holds.
+  for (TransportExchange* exchange : expired(false)) timeOut(*exchange);
+  for (TransportExchange* exchange : expired(true)) timeOut(*exchange);
+}
+
+void TransportLoop::timeOut(TransportExchange& exchange) {
+  if (!exchange.pool) return complete(exchange, exchange.latestFailure);
+  const TransportTransfer& transfer = *exchange.transfer;
+  if (!isHeld(exchange)) exchange.pool->distrustConnections(transfer.handle());
+  const bool isOver = isHeld(exchange) || exchange.time.left(now_) <= RunningClock::duration::zero();
+  if (!isOver && transfer.stage() == Stage::sending) {
+    return complete(exchange, silenceText(silenceLimit(exchange.request)));
+  }
+  complete(exchange, timeoutText(transfer, isOver ? exchange.configuration.exchangeTimeout()
+                                                  : silenceLimit(exchange.request)));
+}
+
+int TransportLoop::longestSleep() const {
+  if (active_.empty() && !interactive_.timer() && !events_.timer()) return -1;
+  const auto now = ConnectionPool::Clock::now();
+  RunningClock::duration longest = longestSleepInProgress;
+  for (const auto& exchange : active_) longest = std::min(longest, endOf(*exchange) - now_);
+  for (const ConnectionPool* pool : {&interactive_, &events_}) {
+    if (pool->timer()) longest = std::min(longest, *pool->timer() - now);
+  }
+  return static_cast<int>(std::max<long long>(0, std::chrono::ceil<milliseconds>(longest).count()));
 }
 
 std::string TransportLoop::sleep() {
-  int longest = std::numeric_limits<int>::max();
-  for (const TransportExchange* exchange : waiting()) {
-    const auto left = std::chrono::ceil<milliseconds>(exchange->deadline - Clock::now()).count();
-    longest = static_cast<int>(std::clamp<long long>(left, 0, longest));
+  polled_.clear();
+  polled_.push_back({.fd = wakeUp_.descriptor(), .events = POLLIN, .revents = 0});
+  if (monitor_) polled_.push_back({.fd = monitor_->descriptor(), .events = POLLIN, .revents = 0});
+  interactive_.appendPolled(polled_);
+  events_.appendPolled(polled_);
+  if (::poll(polled_.data(), polled_.size(), longestSleep()) < 0) {
+    const int reason = errno;
+    polled_.clear();
+    if (reason != EINTR) return std::generic_category().message(reason);
   }
-  curl_waitfd monitored{};
-  monitored.fd = monitor_ ? monitor_->descriptor() : CURL_SOCKET_BAD;
-  monitored.events = CURL_WAIT_POLLIN;
-  const CURLMcode code = curl_multi_poll(multi_.get(), &monitored, monitor_ ? 1 : 0, longest, nullptr);
-  return code == CURLM_OK ? std::string() : curl_multi_strerror(code);
-}
-
-void TransportLoop::failActive(const std::string& reason) {
-  while (!active_.empty()) complete(*active_.back(), reason);
+  wakeUp_.take();
+  return {};
 }
 
 void TransportLoop::complete(TransportExchange& exchange, URLSessionResult result) {
   const auto found = std::ranges::find_if(active_, [&](const auto& each) { return each.get() == &exchange; });
   const auto owner = std::move(*found);
   active_.erase(found);
-  if (owner->isRunning) curl_multi_remove_handle(multi_.get(), owner->transfer->handle());
-  owner->transfer->reset();
-  idleTransfers_.push_back(std::move(owner->transfer));
+  if (owner->pool) {
+    owner->pool->remove(owner->transfer->handle());
+    owner->pool->latestProgress = now_;
+  }
+  keepForReuse(std::move(owner->transfer));
   const bool changesMatter =
       std::ranges::any_of(active_, [](const auto& each) { return each->lackedConnectivity; });
   if (!changesMatter) monitor_.reset();
   owner->completion(std::move(result));
 }
 
-std::vector<TransportExchange*> TransportLoop::waiting() const {
+void TransportLoop::keepForReuse(std::unique_ptr<TransportTransfer> transfer) {
+  transfer->reset();
+  if (idleTransfers_.size() < interactiveConnections + eventConnections) {
+    idleTransfers_.push_back(std::move(transfer));
+  }
+}
+
+std::vector<TransportExchange*> TransportLoop::activeWhere(
+    const std::function<bool(const TransportExchange&)>& condition) const {
   std::vector<TransportExchange*> found;
   for (const auto& exchange : active_) {
-    if (exchange->waitsForChange) found.push_back(exchange.get());
+    if (condition(*exchange)) found.push_back(exchange.get());
   }
   return found;
+}
+
+std::vector<TransportExchange*> TransportLoop::waiting() const {
+  return activeWhere([](const TransportExchange& each) { return each.waitsForChange; });
 }
 
 }  // namespace corvane::platform

@@ -50,7 +50,8 @@ class TransportTransfer::Options {
   CURLcode code_ = CURLE_OK;
 };
 
-CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::milliseconds timeout,
+CURLcode TransportTransfer::prepare(const URLRequest& request, ConnectionPool& pool,
+                                    std::chrono::milliseconds connectTimeout,
                                     const std::string& authorityFile) {
   reset();
   // A new handle for each request: to libcurl 7.88 a reused one still points at a header field of the
@@ -59,19 +60,21 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, std::chrono::mill
   easy_.reset(curl_easy_init());
   if (!easy_) return CURLE_FAILED_INIT;
   if (!setHeaders(request)) return CURLE_OUT_OF_MEMORY;
+  pool_ = &pool;
 
   Options options(easy_.get());
   setRequest(options, request);
-  setTimeouts(options, timeout, request.timeoutInterval);
+  setConnection(options, connectTimeout);
+  // An event waits for a connection in the making, which may turn out to take all of them.
+  const bool waitsToMultiplex = request.traffic != Traffic::interactive && request.url.starts_with("https:");
+  options.set(CURLOPT_PIPEWAIT, waitsToMultiplex ? 1L : 0L);
   setTLS(options, authorityFile);
   options.set(CURLOPT_NOSIGNAL, 1L);
-  options.set(CURLOPT_QUICK_EXIT, 1L);  // or removing a transfer waits for its name look-up
-  options.set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+  options.set(CURLOPT_QUICK_EXIT, 1L);       // or removing a transfer waits for its name look-up
   options.set(CURLOPT_ACCEPT_ENCODING, "");  // every encoding that libcurl can decompress
+  options.set(CURLOPT_SHARE, shared_);
   options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   options.set(CURLOPT_ERRORBUFFER, detail_.data());
-  options.set(CURLOPT_OPENSOCKETFUNCTION, &TransportTransfer::openSocket);
-  options.set(CURLOPT_OPENSOCKETDATA, this);
   return options.code() == CURLE_OK ? response_.attach(easy_.get()) : options.code();
 }
 
@@ -85,17 +88,17 @@ void TransportTransfer::setRequest(Options& options, const URLRequest& request) 
   options.set(CURLOPT_POSTFIELDS, request.body ? request.body->data() : "");
 }
 
-void TransportTransfer::setTimeouts(Options& options, std::chrono::milliseconds timeout,
-                                    std::chrono::seconds silenceTimeout) {
-  // libcurl takes 0 for "no limit", and limits connecting to 300 s by default. The low-speed limit applies
-  // only after the connection is made.
-  const auto silence =
-      std::clamp<std::chrono::seconds>(silenceTimeout, std::chrono::seconds(1), std::chrono::hours(24));
-  options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
-  options.set(CURLOPT_CONNECTTIMEOUT_MS,
-              static_cast<long>(std::min<std::chrono::milliseconds>(timeout, silence).count()));
-  options.set(CURLOPT_LOW_SPEED_LIMIT, 1L);
-  options.set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(silence.count()));
+void TransportTransfer::setConnection(Options& options, std::chrono::milliseconds connectTimeout) {
+  options.set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+  options.set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(connectTimeout.count()));
+  options.set(CURLOPT_RESOLVER_START_FUNCTION, &TransportTransfer::beginResolving);
+  options.set(CURLOPT_RESOLVER_START_DATA, this);
+  options.set(CURLOPT_OPENSOCKETFUNCTION, &TransportTransfer::openSocket);
+  options.set(CURLOPT_OPENSOCKETDATA, this);
+  options.set(CURLOPT_CLOSESOCKETFUNCTION, &ConnectionPool::closeSocket);
+  options.set(CURLOPT_CLOSESOCKETDATA, pool_);  // not this object, which the connection outlives
+  options.set(CURLOPT_PREREQFUNCTION, &TransportTransfer::beginSending);
+  options.set(CURLOPT_PREREQDATA, this);
 }
 
 void TransportTransfer::setTLS(Options& options, const std::string& authorityFile) {
@@ -112,6 +115,8 @@ void TransportTransfer::reset() {
   headers_.reset();
   detail_.front() = '\0';
   response_.reset();
+  pool_ = nullptr;
+  stage_ = Stage::held;
   addressesTried_ = 0;
   hadRoute_ = false;
 }
@@ -138,11 +143,42 @@ bool TransportTransfer::setHeaders(const URLRequest& request) {
   return appended;
 }
 
+int TransportTransfer::beginResolving(void*, void*, void* self) noexcept {
+  static_cast<TransportTransfer*>(self)->stage_ = Stage::resolving;
+  return 0;
+}
+
 curl_socket_t TransportTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
   auto& transfer = *static_cast<TransportTransfer*>(self);
+  transfer.stage_ = Stage::connecting;
   ++transfer.addressesTried_;
   transfer.hadRoute_ = transfer.hadRoute_ || hasRouteTo(*address);
-  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  return transfer.pool_->openSocket(*address);
+}
+
+int TransportTransfer::beginSending(void* self, char*, char*, int, int) noexcept {
+  static_cast<TransportTransfer*>(self)->stage_ = Stage::sending;
+  return CURL_PREREQFUNC_OK;
+}
+
+curl_off_t TransportTransfer::bytesTransferred() const {
+  curl_off_t sent = 0;
+  long headers = 0;
+  curl_easy_getinfo(handle(), CURLINFO_SIZE_UPLOAD_T, &sent);
+  curl_easy_getinfo(handle(), CURLINFO_HEADER_SIZE, &headers);
+  return sent + headers + bodyBytesReceived();
+}
+
+curl_off_t TransportTransfer::bodyBytesReceived() const {
+  curl_off_t received = 0;
+  curl_easy_getinfo(handle(), CURLINFO_SIZE_DOWNLOAD_T, &received);
+  return received;
+}
+
+bool TransportTransfer::isMultiplexed() const {
+  long version = CURL_HTTP_VERSION_NONE;
+  curl_easy_getinfo(handle(), CURLINFO_HTTP_VERSION, &version);
+  return version == CURL_HTTP_VERSION_2_0;
 }
 
 std::string TransportTransfer::failureText(CURLcode code) const {
@@ -155,7 +191,9 @@ bool TransportTransfer::wasUnreachable(CURLcode code) const {
   if (code != CURLE_COULDNT_CONNECT) return false;
   long reason = 0;
   curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &reason);
-  const bool unreachable = reason == ENETUNREACH || reason == EHOSTUNREACH || reason == ENETDOWN;
+  // Without a loopback device its address is not available; with a route, this machine's ports are used up.
+  const bool unreachable = reason == ENETUNREACH || reason == EHOSTUNREACH || reason == ENETDOWN ||
+                           (reason == EADDRNOTAVAIL && !hadRoute_);
   return unreachable && (addressesTried_ == 1 || !hadRoute_);
 }
 

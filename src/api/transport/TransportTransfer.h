@@ -10,6 +10,7 @@
 
 #include "api/HTTPResponse.h"
 #include "api/URLRequest.h"
+#include "api/transport/ConnectionPool.h"
 #include "api/transport/ResponseReader.h"
 
 namespace corvane::platform {
@@ -22,7 +23,16 @@ std::optional<std::string> validationError(const URLRequest& request);
 /// redirects and for other exchanges. Transport thread only. Must not move: libcurl holds its address.
 class TransportTransfer {
  public:
-  TransportTransfer() = default;
+  /// How far the current request has come.
+  enum class Stage {
+    held,  ///< It has not begun: libcurl has no connection for it, or has not looked for one.
+    resolving,
+    connecting,
+    sending,  ///< On a connection: it is sent, or its response is awaited or received.
+  };
+
+  /// `shared`: what the transfers share. It must outlive this object.
+  explicit TransportTransfer(CURLSH* shared) : shared_(shared) {}
   TransportTransfer(const TransportTransfer&) = delete;
   TransportTransfer& operator=(const TransportTransfer&) = delete;
 
@@ -30,8 +40,10 @@ class TransportTransfer {
   CURL* handle() const { return easy_.get(); }
 
   /// Makes the handle for one request. libcurl returns redirects as responses. `request` must not move or
-  /// change until the end, because its body is not copied. `authorityFile`: see `URLSessionConfiguration`.
-  CURLcode prepare(const URLRequest& request, std::chrono::milliseconds timeout,
+  /// change until the end, because its body is not copied. `pool`: where its connections belong.
+  /// libcurl limits the time to connect only, and divides it among the addresses of a host; every other
+  /// time-out is the loop's. `authorityFile`: see `URLSessionConfiguration`.
+  CURLcode prepare(const URLRequest& request, ConnectionPool& pool, std::chrono::milliseconds connectTimeout,
                    const std::string& authorityFile);
 
   /// Frees the data of the request, which may be secret, and of the response. Connections belong to the multi
@@ -40,6 +52,13 @@ class TransportTransfer {
 
   /// The response of a request that ended with `code`, or nothing (`ResponseReader::take`).
   std::optional<HTTPResponse> takeResponse(CURLcode code) { return response_.take(code); }
+
+  Stage stage() const { return stage_; }
+  /// How many bytes were transferred in both directions.
+  curl_off_t bytesTransferred() const;
+  curl_off_t bodyBytesReceived() const;
+  /// Whether the response came over a connection that serves several requests at once.
+  bool isMultiplexed() const;
 
   /// Why there is no response: the limit of `ResponseReader` that was exceeded, or libcurl's description.
   std::string failureText(CURLcode code) const;
@@ -64,11 +83,12 @@ class TransportTransfer {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
 
+  static int beginResolving(void*, void*, void* self) noexcept;
   static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept;
+  static int beginSending(void* self, char*, char*, int, int) noexcept;
 
   void setRequest(Options& options, const URLRequest& request) const;
-  static void setTimeouts(Options& options, std::chrono::milliseconds timeout,
-                          std::chrono::seconds silenceTimeout);
+  void setConnection(Options& options, std::chrono::milliseconds connectTimeout);
   static void setTLS(Options& options, const std::string& authorityFile);
 
   bool appendHeader(const std::string& line);
@@ -78,6 +98,9 @@ class TransportTransfer {
   std::unique_ptr<curl_slist, FreeList> headers_;
   std::array<char, CURL_ERROR_SIZE> detail_{};
   ResponseReader response_;
+  CURLSH* const shared_;
+  ConnectionPool* pool_ = nullptr;
+  Stage stage_ = Stage::held;
   int addressesTried_ = 0;
   bool hadRoute_ = false;
 };

@@ -17,6 +17,7 @@ class URLSessionHTTPClient : public HTTPClient {
   URLSessionHTTPClient(URLSession session, boost::asio::any_io_executor background);
 
   boost::asio::awaitable<HTTPResponse> send(URLRequest request) override;
+  std::size_t eventCapacity() const override { return session_.transport.eventCapacity(); }
 
  private:
   URLSession session_;
