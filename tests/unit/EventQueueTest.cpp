@@ -173,8 +173,9 @@ TEST_F(EventQueue, ChangesWaitWhileTheFileIsHeldAndApplyOnceToWhatAnotherProcess
 TEST_F(EventQueue, ReportsAnEventOnceItIsStoredOrWhenTheFileWasHeldForTooLong) {
   Lines reported;
   const auto store = [&](const std::string& id) {
-    storage->store({{.id = id, .request = {.identifier = "app", .name = "n"}}}, *background,
-                   [&reported, id] { reported.push_back(id); });
+    storage->store(
+        {{.id = id, .json = R"({"id":")" + id + R"(","request":{"identifier":"app","name":"n"}})"}},
+        *background, [&reported, id] { reported.push_back(id); });
     background->run();
   };
   flags->held = true;
