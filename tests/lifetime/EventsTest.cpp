@@ -143,6 +143,42 @@ TEST(EventPersistence, NeitherLosesNorDoublesAnEventWhenTheProcessIsKilled) {
               recordedKeys(sandbox).size(), app.queued().size());
 }
 
+TEST(EventPersistence, KeepsTheEventsThatAreStoredUnsentWhenTheProcessIsKilled) {
+  Draw draw("StoreUnsent");
+  const SandboxProcess sandbox;
+  const auto isStored = [](const ChildEnd& end) {
+    EXPECT_EQ(end.status, -SIGKILL) << end.output;
+    return end.output.find("stored 1 in ") != std::string::npos;
+  };
+  int stored = 0;
+  Names missing;
+  const int runs = repeat(repeatsInFull ? 100 : 10, [&](int run) {
+    const Installation app;
+    const std::string prefix = "run" + std::to_string(run);
+    sandbox.faults(drawFaults(draw));
+    if (!isStored(app.run("storeUnsentEventsAndDie", sandbox.baseURL(),
+                          {prefix, "60", std::to_string(draw.below(30'000))})))
+      return;
+    ++stored;
+    for (int i = 0; i < 60; ++i) missing.insert(prefix + "-" + std::to_string(i));
+    for (const auto& name : app.queuedNames()) missing.erase(name);
+    app.run("trackEvents", sandbox.baseURL(), {prefix + "-after", "1"});
+  });
+  for (const auto& [name, keys] : recordedKeys(sandbox)) {
+    EXPECT_EQ(keys.size(), 1U) << name;
+    missing.erase(name);
+  }
+  EXPECT_EQ(missing, Names());
+  EXPECT_GT(stored, runs / 2) << "the file was written in time";
+
+  const Installation app;
+  LoopbackServer silent(LoopbackResponse::silence());
+  ASSERT_TRUE(isStored(app.run("storeUnsentEventsAndDie", silent.url(""), {"e", "120", "0"})));
+  const Names queued = app.queuedNames();
+  EXPECT_EQ(queued.size(), 100U);
+  EXPECT_TRUE(queued.contains("e-20") && queued.contains("e-119")) << "the newest";
+}
+
 /// Does `work` while this process is in a write transaction on the file.
 void whileHeld(const Installation& app, const std::function<void()>& work) {
   platform::UserDefaults::open(app.file)->updateData("other", [&](const auto& before) {

@@ -72,4 +72,21 @@ int trackEventsUntilKilled(const Host& host) {
   return 0;
 }
 
+/// Tracks events at once, stores what is not delivered, and kills itself. Arguments: their prefix, their
+/// number, and the microseconds until the end.
+int storeUnsentEventsAndDie(const Host& host) {
+  prepare(host);
+  const auto client = configureForEvents(3);
+  for (int i = 0; i < std::stoi(host.arguments.at(1)); ++i) client->trackEvent(nameOf(host, i));
+  const auto begin = std::chrono::steady_clock::now();
+  const bool stored = client->storeUnsentEvents();
+  const auto duration = std::chrono::steady_clock::now() - begin;
+  std::printf(
+      "stored %d in %lld ms\n", stored,
+      static_cast<long long>(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()));
+  std::fflush(stdout);
+  std::this_thread::sleep_for(std::chrono::microseconds(std::stol(host.arguments.at(2))));
+  return ::kill(::getpid(), SIGKILL);
+}
+
 }  // namespace corvane::test

@@ -42,6 +42,7 @@ int useTheLibraryFromStaticDestructors(const Host& host);
 int endWithEventsInFlight(const Host& host);
 int trackEvents(const Host& host);
 int trackEventsUntilKilled(const Host& host);
+int storeUnsentEventsAndDie(const Host& host);
 
 int configureAThousandTimes(const Host& host);
 int idle(const Host& host);

@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
       {"endWithEventsInFlight", endWithEventsInFlight},
       {"trackEvents", trackEvents},
       {"trackEventsUntilKilled", trackEventsUntilKilled},
+      {"storeUnsentEventsAndDie", storeUnsentEventsAndDie},
       {"configureAThousandTimes", configureAThousandTimes},
       {"idle", idle},
       {"leaveSignalsAlone", leaveSignalsAlone},
