@@ -10,10 +10,11 @@
 #include "corvane/CorvanePasteboard.h"
 #include "corvane/CorvaneTrackingAuthorizationProvider.h"
 
-/// The services of the system that the host supplies. Every member has a working default. Pass the structure
-/// to `Corvane::setPlatform` before `Corvane::configure`.
+/// What the library takes from its surroundings: the services of the system that the host supplies, where the
+/// data is stored, and how the network is reached. Every member has a working default. Pass the structure to
+/// `Corvane::setPlatform` before `Corvane::configure`.
 ///
-/// Options of the library itself are in `CorvaneOptions`.
+/// What the library does is configured in `CorvaneOptions`.
 struct CorvanePlatform {
   /// The application's identifier, such as "com.example.shop". It is sent with every report, and it names the
   /// folder of the preferences file. Default: empty; an empty identifier is sent, and the folder takes the
@@ -46,4 +47,21 @@ struct CorvanePlatform {
   /// the first version whose updates take both conversion values, so that a provider receives all values that
   /// the host passes. It does not describe the operating system of this machine.
   CorvaneOSVersion operatingSystemVersion = {16, 1};
+
+  /// The proxy for all requests, as a URL: scheme (http, https, socks4, socks4a, socks5 or socks5h), host,
+  /// port (default 1080; for https 443), and a user and password if the proxy needs them. With socks4a and
+  /// socks5h the proxy looks up names. Default (empty): no proxy; the proxy variables of the environment are
+  /// not read. Loopback (127.0.0.0/8, ::1, localhost and names below it) is always reached without a proxy.
+  /// With any other text each request fails as `transport`, which says so.
+  ///
+  /// A request to a backend over HTTPS passes through the proxy unread.
+  std::string proxy = {};
+
+  /// A PEM file with the certificate authorities that are trusted, and no others, for the backend and for a
+  /// proxy of the scheme https. It is read when a connection is made. Default (empty): the system's
+  /// authorities. When the file cannot be read, each request over HTTPS fails as `transport`.
+  ///
+  /// Public keys cannot be pinned: a released application outlives the keys of its backend, and would no
+  /// longer reach it. A file with the backend's own authority is the narrowest choice.
+  std::filesystem::path certificateAuthorityFile = {};
 };

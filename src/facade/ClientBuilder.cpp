@@ -18,18 +18,21 @@
 namespace corvane {
 namespace {
 
-std::shared_ptr<HTTPClient> makeHTTPClient(double requestTimeout) {
+std::shared_ptr<HTTPClient> makeHTTPClient(double requestTimeout, const CorvanePlatform& platform) {
   platform::URLSession session{.configuration = platform::URLSessionConfiguration::default_()};
   session.configuration.timeoutIntervalForRequest = requestTimeout;
   session.configuration.timeoutIntervalForResource = requestTimeout;
   session.configuration.waitsForConnectivity = true;
+  session.configuration.proxy = platform.proxy;
+  session.configuration.certificateAuthorityFile = platform.certificateAuthorityFile.string();
   return std::make_shared<platform::URLSessionHTTPClient>(std::move(session),
                                                           processBackground()->executor());
 }
 
-CorvaneAPI makeAPI(std::string apiKey, const CorvaneOptions& options, CorvaneLogger logger) {
+CorvaneAPI makeAPI(std::string apiKey, const CorvaneOptions& options, const CorvanePlatform& platform,
+                   CorvaneLogger logger) {
   return {.baseURL = defaultAPIBaseURL(),
-          .http = makeHTTPClient(options.requestTimeout),
+          .http = makeHTTPClient(options.requestTimeout, platform),
           .lines = processLines(),
           .background = processBackground(),
           .logger = logger,
@@ -55,7 +58,7 @@ ClientParts makeParts(std::string apiKey, const CorvaneOptions& options, const C
   const DeviceIdentity identity{.store = stores.strings, .key = std::string(keys::deviceId)};
   return {.core = std::make_shared<ClientCore>(MainThread(mainExecutor(platform)),
                                                storedAttribution(*stores.flags)),
-          .api = makeAPI(std::move(apiKey), options, logger),
+          .api = makeAPI(std::move(apiKey), options, platform, logger),
           .logger = logger,
           .deviceInfo = {.bundleId = platform.applicationIdentifier},
           .deviceId = identity.deviceIdOrCreate(),

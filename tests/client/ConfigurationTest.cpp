@@ -90,6 +90,18 @@ TEST_F(Configuration, ThePlatformIsUsed) {
   EXPECT_EQ(request["deviceId"], stored()->stringForKey("io.corvane.device_id").value());
 }
 
+TEST_F(Configuration, TheProxyAndTheAuthoritiesOfThePlatformAreUsed) {
+  setBaseURL("https" + sandbox.baseURL().substr(4));
+  platform.certificateAuthorityFile = folder.path() / "none.pem";
+  for (const std::string text : {"none.pem", "the proxy is not a URL"}) {
+    Corvane::setPlatform(platform);
+    launch()->trackInstall(false);
+    const std::string error = awaitCalls(1).at(0);
+    EXPECT_NE(error.find(text), std::string::npos) << error;
+    platform.proxy = "proxy.example:3128";
+  }
+}
+
 TEST_F(Configuration, TheClientOwnsItsMainExecutor) {
   const auto client = launch();
   const std::weak_ptr<CorvaneMainQueue> owned = queue;

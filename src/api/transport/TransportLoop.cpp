@@ -182,8 +182,8 @@ void TransportLoop::startRequest(TransportExchange& exchange) {
   ConnectionPool& pool = poolFor(exchange.request);
   // Later than our own time-out, which comes first unless this process did not run meanwhile.
   const auto connectTimeout = milliseconds(100) + timeToConnect(exchange, now_);
-  const CURLcode code = exchange.transfer->prepare(exchange.request, pool, connectTimeout,
-                                                   exchange.configuration.certificateAuthorityFile);
+  const CURLcode code =
+      exchange.transfer->prepare(exchange.request, pool, connectTimeout, exchange.configuration);
   if (code != CURLE_OK) return complete(exchange, exchange.transfer->failureText(code));
   curl_easy_setopt(exchange.transfer->handle(), CURLOPT_PRIVATE, &exchange);
   const CURLMcode added = pool.add(exchange.transfer->handle());

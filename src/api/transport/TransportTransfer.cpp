@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 #include <utility>
 
 #include "api/transport/HeaderText.h"
+#include "api/transport/TransportProxy.h"
 
 namespace corvane::platform {
 
@@ -52,7 +54,7 @@ class TransportTransfer::Options {
 
 CURLcode TransportTransfer::prepare(const URLRequest& request, ConnectionPool& pool,
                                     std::chrono::milliseconds connectTimeout,
-                                    const std::string& authorityFile) {
+                                    const URLSessionConfiguration& configuration) {
   reset();
   // A new handle for each request: to libcurl 7.88 a reused one still points at a header field of the
   // response before, which is freed, and a first header line that begins with a blank would be appended to
@@ -68,7 +70,8 @@ CURLcode TransportTransfer::prepare(const URLRequest& request, ConnectionPool& p
   // An event waits for a connection in the making, which may turn out to take all of them.
   const bool waitsToMultiplex = request.traffic != Traffic::interactive && request.url.starts_with("https:");
   options.set(CURLOPT_PIPEWAIT, waitsToMultiplex ? 1L : 0L);
-  setTLS(options, authorityFile);
+  if (!setProxy(options, configuration.proxy)) return CURLE_COULDNT_RESOLVE_PROXY;
+  setTLS(options, configuration);
   options.set(CURLOPT_NOSIGNAL, 1L);
   options.set(CURLOPT_QUICK_EXIT, 1L);       // or removing a transfer waits for its name look-up
   options.set(CURLOPT_ACCEPT_ENCODING, "");  // every encoding that libcurl can decompress
@@ -101,9 +104,25 @@ void TransportTransfer::setConnection(Options& options, std::chrono::millisecond
   options.set(CURLOPT_PREREQDATA, this);
 }
 
-void TransportTransfer::setTLS(Options& options, const std::string& authorityFile) {
+bool TransportTransfer::setProxy(Options& options, const std::string& proxy) {
+  constexpr std::string_view malformed =
+      "the proxy is not a URL of the scheme http, https, socks4(a) or socks5(h)";
+  if (!proxy.empty() && !isProxyURL(proxy)) {
+    *std::ranges::copy(malformed, detail_.begin()).out = '\0';
+    return false;
+  }
+  // Both are set in every case: libcurl reads an option that is not set from the environment.
+  options.set(CURLOPT_PROXY, proxy.c_str());
+  options.set(CURLOPT_NOPROXY, hostsWithoutProxy);
+  return true;
+}
+
+void TransportTransfer::setTLS(Options& options, const URLSessionConfiguration& configuration) {
+  const std::string& authorityFile = configuration.certificateAuthorityFile;
   options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   if (!authorityFile.empty()) options.set(CURLOPT_CAINFO, authorityFile.c_str());
+  if (!authorityFile.empty() && !configuration.proxy.empty())
+    options.set(CURLOPT_PROXY_CAINFO, authorityFile.c_str());
   if (authorityFile.empty() && curl_version_info(CURLVERSION_NOW)->cainfo == nullptr) return;
   // A file of authorities is complete. With the system's folder as well, libcurl would read the system's file
   // again for each connection, which takes about 30 ms; without the folder, it reads the file once a day.

@@ -12,6 +12,7 @@
 #include "api/URLRequest.h"
 #include "api/transport/ConnectionPool.h"
 #include "api/transport/ResponseReader.h"
+#include "api/transport/URLSessionConfiguration.h"
 
 namespace corvane::platform {
 
@@ -42,9 +43,9 @@ class TransportTransfer {
   /// Makes the handle for one request. libcurl returns redirects as responses. `request` must not move or
   /// change until the end, because its body is not copied. `pool`: where its connections belong.
   /// libcurl limits the time to connect only, and divides it among the addresses of a host; every other
-  /// time-out is the loop's. `authorityFile`: see `URLSessionConfiguration`.
+  /// time-out is the loop's. Of the configuration the proxy and the authorities are used.
   CURLcode prepare(const URLRequest& request, ConnectionPool& pool, std::chrono::milliseconds connectTimeout,
-                   const std::string& authorityFile);
+                   const URLSessionConfiguration& configuration);
 
   /// Frees the data of the request, which may be secret, and of the response. Connections belong to the multi
   /// handle and stay open.
@@ -89,7 +90,8 @@ class TransportTransfer {
 
   void setRequest(Options& options, const URLRequest& request) const;
   void setConnection(Options& options, std::chrono::milliseconds connectTimeout);
-  static void setTLS(Options& options, const std::string& authorityFile);
+  bool setProxy(Options& options, const std::string& proxy);
+  static void setTLS(Options& options, const URLSessionConfiguration& configuration);
 
   bool appendHeader(const std::string& line);
   bool setHeaders(const URLRequest& request);

@@ -14,8 +14,12 @@ struct URLSessionConfiguration {
   double timeoutIntervalForResource = 604800;
   /// Without a network, wait for one until the time-out instead of failing at once.
   bool waitsForConnectivity = false;
-  /// A PEM file with the only certificate authorities to trust. When empty, the system's authorities.
+  /// A PEM file with the only certificate authorities to trust, for servers and for a proxy of the scheme
+  /// https. When empty, the system's authorities.
   std::string certificateAuthorityFile{};
+  /// The URL of a proxy for all hosts but loopback (`TransportProxy.h`). When empty, no proxy. The
+  /// environment has no influence.
+  std::string proxy{};
 
   static URLSessionConfiguration default_() { return {}; }
 
