@@ -1,32 +1,35 @@
 #include "model/CustomDataJSON.h"
 
-#include <limits>
-
 #include "model/JSONScalar.h"
 
 namespace corvane {
 namespace {
 
-JSONScalar readScalar(const json::Value& value) {
-  if (value.is_null()) return nullptr;
-  if (value.is_boolean()) return value.get<bool>();
-  const bool tooLarge = value.is_number_unsigned() &&
-                        value.get<std::uint64_t>() > std::uint64_t{std::numeric_limits<std::int64_t>::max()};
-  if (value.is_number_integer() && !tooLarge) return value.get<std::int64_t>();
-  if (value.is_number()) return value.get<double>();
-  if (value.is_string()) return value.get<std::string>();
-  throw DecodingFailure("Unsupported customData scalar value");
+/// An integer where it is written as one and has 64 bits.
+JSONScalar scalarOf(const json::Node::Number& number) {
+  const bool isInteger = number.text.find_first_of(".eE") == std::string::npos;
+  const auto integer = isInteger ? exactInteger(number.text) : std::nullopt;
+  return integer ? JSONScalar(*integer) : JSONScalar(number.value);
 }
+
+struct ReadScalar {
+  JSONScalar operator()(std::nullptr_t) const { return nullptr; }
+  JSONScalar operator()(bool value) const { return value; }
+  JSONScalar operator()(const json::Node::Number& number) const { return scalarOf(number); }
+  JSONScalar operator()(const std::string& text) const { return text; }
+  JSONScalar operator()(const json::Node::Array&) const { return refuse(); }
+  JSONScalar operator()(const json::Node::Object&) const { return refuse(); }
+
+  [[noreturn]] static JSONScalar refuse() { throw DecodingFailure("Unsupported customData scalar value"); }
+};
 
 }  // namespace
 
-CustomData readCustomData(const json::Value& value) {
+CustomData readCustomData(const json::Node::Object& object) {
   CustomData result;
-  if (value.is_null()) return result;
-  if (!value.is_object()) throw DecodingFailure("expected an object");
-  for (const auto& [name, scalar] : value.items()) {
+  for (const auto& [name, node] : object) {
     try {
-      result.values.emplace(name, textOf(readScalar(scalar)));
+      result.values.emplace(name, textOf(std::visit(ReadScalar{}, node.value)));
     } catch (const DecodingFailure& failure) {
       json::failAt(name, failure.what());
     }

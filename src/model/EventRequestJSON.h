@@ -1,6 +1,7 @@
 #pragma once
 
-#include "model/JSON.h"
+#include "model/JSONReader.h"
+#include "model/JSONWriter.h"
 #include "model/Requests.h"
 
 namespace corvane {
@@ -8,6 +9,6 @@ namespace corvane {
 /// Throws `EncodingFailure` where the value is not finite.
 json::Value toJSON(const EventRequest& request);
 /// Throws `DecodingFailure`.
-EventRequest readEventRequest(const json::Value& object);
+EventRequest readEventRequest(const json::Node::Object& object);
 
 }  // namespace corvane

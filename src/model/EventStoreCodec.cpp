@@ -1,7 +1,6 @@
 #include "model/EventStoreCodec.h"
 
 #include "model/EventRequestJSON.h"
-#include "model/JSON.h"
 
 namespace corvane {
 
@@ -27,11 +26,12 @@ std::string joinEntries(const std::vector<std::string_view>& objects) {
 
 EventQueueEntries decodeQueue(std::string_view bytes) {
   EventQueueEntries entries;
-  for (const json::Value& element : json::parseArray(bytes)) {
-    if (!element.is_object()) throw DecodingFailure("expected an object");
-    const json::Value* request = json::optionalObject(element, "request");
+  for (const json::Node& element : json::parseArray(bytes)) {
+    const auto* entry = element.get<json::Node::Object>();
+    if (entry == nullptr) throw DecodingFailure("expected an object");
+    const json::Node::Object* request = json::optionalObject(*entry, "request");
     if (request == nullptr) json::failAt("request", "expected an object");
-    entries.push_back({.id = json::requiredString(element, "id"), .request = readEventRequest(*request)});
+    entries.push_back({.id = json::requiredString(*entry, "id"), .request = readEventRequest(*request)});
   }
   return entries;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace corvane {
@@ -17,5 +19,9 @@ std::string textOf(const JSONScalar& scalar);
 /// including 2^53; otherwise exponential, with the exponent's sign and at least two exponent digits
 /// (1e-05, 1.5e+20).
 std::string decimalText(double number);
+
+/// The integer that a number in JSON's notation stands for, exactly; none where it has a fraction or more
+/// than 64 bits. 1e3 and 9223372036854775807.0 are integers.
+std::optional<std::int64_t> exactInteger(std::string_view number);
 
 }  // namespace corvane

@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "model/EventRequestJSON.h"
-#include "model/JSON.h"
 
 namespace corvane {
 
@@ -40,7 +39,7 @@ json::Value toJSON(const EventRequest& request) {
   return object;
 }
 
-EventRequest readEventRequest(const json::Value& object) {
+EventRequest readEventRequest(const json::Node::Object& object) {
   return {.identifier = json::requiredString(object, "identifier"),
           .name = json::requiredString(object, "name"),
           .value = json::optionalNumber(object, "value"),

@@ -3,18 +3,18 @@
 #include <utility>
 
 #include "model/CustomDataJSON.h"
-#include "model/JSON.h"
+#include "model/JSONReader.h"
 
 namespace corvane {
 namespace {
 
-std::optional<CustomData> optionalCustomData(const json::Value& object, const char* name) {
-  const json::Value* value = json::optionalObject(object, name);
+std::optional<CustomData> optionalCustomData(const json::Node::Object& object, const char* name) {
+  const json::Node::Object* value = json::optionalObject(object, name);
   if (value == nullptr) return std::nullopt;
   return json::within(name, [&] { return readCustomData(*value); });
 }
 
-DeepLinkDTO readDeepLink(const json::Value& object) {
+DeepLinkDTO readDeepLink(const json::Node::Object& object) {
   return {.slug = json::optionalString(object, "slug"),
           .url = json::optionalString(object, "url"),
           .deepLinkPath = json::optionalString(object, "deepLinkPath"),
@@ -39,17 +39,17 @@ DeepLinkDTO decodeDeepLink(std::string_view bytes) {
 }
 
 EventResultDTO decodeEventResult(std::string_view bytes) {
-  const json::Value object = json::parseObject(bytes);
+  const json::Node::Object object = json::parseObject(bytes);
   EventResultDTO result;
   result.id = json::optionalInteger(object, "id");
   result.attributed = json::requiredBool(object, "attributed");
-  if (const json::Value* link = json::optionalObject(object, "deepLink"))
+  if (const json::Node::Object* link = json::optionalObject(object, "deepLink"))
     result.deepLink = json::within("deepLink", [&] { return readDeepLink(*link); });
   return result;
 }
 
 EventAckDTO decodeEventAck(std::string_view bytes) {
-  const json::Value object = json::parseObject(bytes);
+  const json::Node::Object object = json::parseObject(bytes);
   return {.id = json::optionalInteger(object, "id"), .attributed = json::requiredBool(object, "attributed")};
 }
 

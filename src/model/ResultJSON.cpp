@@ -2,7 +2,8 @@
 
 #include <utility>
 
-#include "model/JSON.h"
+#include "model/JSONReader.h"
+#include "model/JSONWriter.h"
 
 namespace corvane {
 namespace {
@@ -22,18 +23,19 @@ json::Value toJSON(const CorvaneDeepLink& link) {
   return object;
 }
 
-CorvaneDeepLink::Map optionalTexts(const json::Value& object, const char* name) {
-  const json::Value* value = json::optionalObject(object, name);
+CorvaneDeepLink::Map optionalTexts(const json::Node::Object& object, const char* name) {
+  const json::Node::Object* value = json::optionalObject(object, name);
   if (value == nullptr) return std::nullopt;
   std::map<std::string, std::string> texts;
-  for (const auto& [key, text] : value->items()) {
-    if (!text.is_string()) json::failAt(std::string(name) + "." + key, "expected a string");
-    texts.emplace(key, text.get<std::string>());
+  for (const auto& [key, node] : *value) {
+    const auto* text = node.get<std::string>();
+    if (text == nullptr) json::failAt(std::string(name) + "." + key, "expected a string");
+    texts.emplace(key, *text);
   }
   return texts;
 }
 
-CorvaneDeepLink readDeepLink(const json::Value& object) {
+CorvaneDeepLink readDeepLink(const json::Node::Object& object) {
   return {json::optionalString(object, "slug"),
           json::optionalString(object, "url"),
           json::optionalString(object, "deepLinkPath"),
@@ -56,11 +58,11 @@ std::string encode(const CorvaneAttribution& attribution) {
 }
 
 CorvaneAttribution decodeStoredAttribution(std::string_view bytes) {
-  const json::Value object = json::parseObject(bytes);
+  const json::Node::Object object = json::parseObject(bytes);
   const auto id = json::optionalInteger(object, "id");
   const bool attributed = json::requiredBool(object, "attributed");
   std::optional<CorvaneDeepLink> link;
-  if (const json::Value* stored = json::optionalObject(object, "deepLink"))
+  if (const json::Node::Object* stored = json::optionalObject(object, "deepLink"))
     link = json::within("deepLink", [&] { return readDeepLink(*stored); });
   return {id, attributed, std::move(link)};
 }
