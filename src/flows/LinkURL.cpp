@@ -9,9 +9,18 @@
 namespace corvane {
 namespace {
 
+/// The first segment that is neither empty nor an encoded "/" alone; as it is written.
+std::string_view firstSegment(std::string_view path) {
+  while (!path.empty()) {
+    const std::string_view segment = path.substr(0, path.find('/'));
+    if (!segment.empty() && segment != "%2F" && segment != "%2f") return segment;
+    path.remove_prefix(std::min(segment.size() + 1, path.size()));
+  }
+  return path;
+}
+
 std::optional<std::string> slugIn(std::string_view path) {
-  path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
-  std::string slug = percentDecoded(path.substr(0, path.find('/')));
+  std::string slug = percentDecoded(firstSegment(path));
   const bool rejected = slug.empty() || slug == "." || slug == ".." ||
                         slug.find_first_of("/\\") != std::string::npos || !isValidUTF8(slug);
   return rejected ? std::nullopt : std::optional(std::move(slug));

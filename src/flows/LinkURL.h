@@ -21,9 +21,9 @@ struct ParsedLink {
 
 /// Reads a link; none where the text is not a URL, its host matches no domain, or it has no usable slug.
 ///
-/// The path is split at each "/"; empty segments are skipped and the first of the others is the slug, once
-/// decoded. A slug that is "." or "..", holds "/" or "\", or is not UTF-8 is not usable. A "path" item that
-/// is not UTF-8 counts as absent. "+" is not decoded to a blank.
+/// The path is split at each "/"; empty segments and those that are "%2F" alone are skipped, and the first of
+/// the others is the slug, once decoded. A slug that is "." or "..", holds "/" or "\", or is not UTF-8 is not
+/// usable. A "path" item that is not UTF-8 counts as absent. "+" is not decoded to a blank.
 std::optional<ParsedLink> parseLinkURL(std::string_view text, const std::vector<std::string>& domains = {});
 
 /// Whether the host equals one of the domains or is below one, regardless of case. Without domains every host

@@ -40,9 +40,11 @@ TEST(LinkURL, IsReadAsTheHeaderSays) {
       {"https://a@b:c@go%2Eexample/s", "s"},
       {"https://m\u00fcnchen.example/s", "s", "m\u00fcnchen.example"},
       {"https://go.example/.../x", "..."},
+      {"https://go.example/%2F/%2f//s", "s"},
       // Not links.
       {"https://go.example", {}},
-      {"https://go.example//", {}},
+      {"https://go.example//%2F", {}},
+      {"https://go.example/%2F%2F/s", {}},
       {"https://go.example/./s", {}},
       {"https://go.example/%2e%2E/abc", {}},
       {"https://go.example/a%2Fb", {}},
