@@ -18,7 +18,8 @@ class CORVANE_API CorvaneError : public std::exception {
     invalidURL,      ///< A request URL could not be built; `url()` is the text that is not a URL.
     transport,       ///< The exchange failed before a response arrived; `message()` is the reason.
     server,          ///< The final HTTP status was not a success; see `statusCode()` and `body()`.
-    decoding,        ///< A message could not be decoded from or encoded to JSON; see `message()`.
+    decoding,        ///< A message could not be decoded from or encoded to JSON, or is larger than 8 MiB; see
+                     ///< `message()`.
     emptyResponse,   ///< A success status arrived without a body.
     notACorvaneURL,  ///< A URL passed to deep-link handling is not a tracking link.
     missingAPIKey,   ///< `configure` was called without an API key.
@@ -52,7 +53,8 @@ class CORVANE_API CorvaneError : public std::exception {
   /// The HTTP status; -1 when the response was not HTTP. 0 in every case but `server`.
   std::int64_t statusCode() const noexcept { return statusCode_; }
 
-  /// The body of the response as text. Absent when it is not valid UTF-8, and in every case but `server`.
+  /// The body of the response as text; of one with more than 8 MiB the complete characters of the first 8
+  /// MiB. Absent when it is not valid UTF-8, and in every case but `server`.
   const std::optional<std::string>& body() const noexcept { return body_; }
 
   /// The description of the error in UTF-8: one fixed text per case with the data inserted unchanged. That
