@@ -12,7 +12,8 @@ struct DeviceIdentity {
   std::shared_ptr<KeyValueStringStore> store;
   std::string key;
 
-  /// The stored identifier, in any form; when there is none, a new upper-case UUID, which is stored.
+  /// The stored identifier, in any form; when there is none, a new upper-case UUID, which is stored. Clients
+  /// and processes that start together get the same one (KeyValueStringStore::stringForKeyOrStore).
   std::string deviceIdOrCreate() const;
 };
 

@@ -8,8 +8,10 @@
 #include <optional>
 #include <thread>
 
+#include "foundation/DeviceIdentity.h"
 #include "platform/preferences/AdvisoryLock.h"
 #include "platform/preferences/PreferencesFailure.h"
+#include "platform/preferences/UserDefaultsStringStore.h"
 #include "store/StoreSupport.h"
 
 namespace corvane::platform {
@@ -41,6 +43,27 @@ TEST_F(SharedFile, HasALockThatIsWaitedForAsLongAsAskedAndNotKeptByAWaitThatTime
   }
   holder.reset();
   EXPECT_NO_THROW(AdvisoryLock(openFolder(), Clock::now() + 10s)) << "the thread in the queue has kept it";
+}
+
+TEST_F(SharedFile, GivesProcessesThatStartTogetherOneDeviceId) {
+  const auto start = [this] {
+    return std::make_unique<ChildProcess>([this] {
+      std::string started;
+      std::getline(std::cin, started);
+      const DeviceIdentity identity{std::make_shared<UserDefaultsStringStore>(open(), "p"), "device_id"};
+      std::cout << identity.deviceIdOrCreate() << std::endl;
+      return 0;
+    });
+  };
+  for (int pair = 0; pair < 15; ++pair) {
+    file_ = folder_.path() / std::to_string(pair) / "preferences.sqlite";
+    const auto one = start(), other = start();
+    one->writeLine("start");
+    other->writeLine("start");
+    const auto id = one->readLine();
+    EXPECT_EQ(id.value_or("").size(), 36U);
+    EXPECT_EQ(other->readLine(), id);
+  }
 }
 
 TEST_F(SharedFile, IsLeftToItsParentByAForkedChild) {
@@ -146,6 +169,16 @@ TEST_P(HeldFile, IsWrittenWhenTheLastOwnerOfTheObjectGoes) {
   release();
   defaults_.reset();
   EXPECT_EQ(shell_.run("SELECT value FROM preferences WHERE key = 'text'"), "during");
+}
+
+TEST_P(HeldFile, LeavesATextThatIsMadeMeanwhileToThisProcessAndTakesThatOfAnotherAfterwards) {
+  hold();
+  for (const char* made : {"mine", "too late"})
+    EXPECT_EQ(defaults_->stringForKeyOrStore("id", [&] { return made; }), "mine");
+  release();
+  shell_.run("INSERT INTO preferences VALUES ('id', 'theirs')");
+  EXPECT_TRUE(defaults_->synchronize());
+  EXPECT_EQ(defaults_->stringForKey("id"), "theirs");
 }
 
 TEST_P(HeldFile, BlocksNoReadAndManyWritersNoLongerThanOne) {

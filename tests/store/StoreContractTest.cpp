@@ -62,6 +62,17 @@ TEST_P(StoreContract, AnyValueWrittenLastIsReadAndWhatIsAbsentIsFalseOrNone) {
   }
 }
 
+TEST_P(StoreContract, ATextIsMadeAndStoredWhereThereIsNone) {
+  const auto make = [] { return "made"s; };
+  EXPECT_EQ(strings_->stringForKeyOrStore("a", make), "made");
+  for (const char* there : {"", "there"}) {
+    strings_->setString(there, "a");
+    const std::string expected = *there ? there : "made";
+    EXPECT_EQ(strings_->stringForKeyOrStore("a", make), expected);
+    EXPECT_EQ(strings_->stringForKey("a"), expected);
+  }
+}
+
 TEST_P(StoreContract, AnUpdateReplacesTheBytesThatItIsGivenAndAValueOfAnotherTypeIsAbsent) {
   const auto update = [this](std::optional<std::string> expected, std::optional<std::string> after) {
     const auto change = [&](const auto& before) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -76,6 +77,10 @@ class MemoryStringStore : public KeyValueStringStore {
  public:
   std::optional<std::string> stringForKey(std::string_view key) const override {
     return texts_.dataForKey(key);
+  }
+  std::string stringForKeyOrStore(std::string_view key, const std::function<std::string()>& make) override {
+    texts_.updateData(key, [&](const auto& text) { return text && !text->empty() ? text : make(); }, {});
+    return *texts_.dataForKey(key);
   }
   void setString(std::string_view value, std::string_view key) override {
     texts_.setData(std::string(value), key);

@@ -154,7 +154,7 @@ void PreferencesConnection::update(const PreferenceChanges& changes, std::string
   for (const auto& other : changes) writeChange(other);
   const std::optional<PreferenceValue> before = read(key);
   std::optional<PreferenceValue> after = change(before);
-  if (after != before) writeChange({std::string(key), std::move(after)});
+  if (after != before) writeChange({std::string(key), {.value = std::move(after)}});
   run(commit_);
 }
 
@@ -243,6 +243,9 @@ void PreferencesConnection::prepareStatements() {
   upsert_ = prepare(
       "INSERT INTO preferences (key, value) VALUES (?1, ?2)"
       " ON CONFLICT (key) DO UPDATE SET value = excluded.value");
+  insert_ = prepare(
+      "INSERT INTO preferences (key, value) VALUES (?1, ?2)"
+      " ON CONFLICT (key) DO UPDATE SET value = excluded.value WHERE typeof(value) <> 'text' OR value = ''");
   remove_ = prepare("DELETE FROM preferences WHERE key = ?1");
 }
 
@@ -268,8 +271,9 @@ void PreferencesConnection::run(const Statement& statement) const {
 }
 
 void PreferencesConnection::writeChange(const PreferenceChanges::value_type& change) const {
-  const auto& [key, value] = change;
-  sqlite3_stmt* const statement = value ? upsert_.get() : remove_.get();
+  const auto& [key, wanted] = change;
+  const auto& [value, onlyIfAbsent] = wanted;
+  sqlite3_stmt* const statement = (!value ? remove_ : onlyIfAbsent ? insert_ : upsert_).get();
   const StatementUse use(statement);
   bindText(statement, 1, key);
   if (value) bindValue(statement, 2, *value);

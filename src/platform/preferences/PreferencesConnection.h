@@ -92,7 +92,7 @@ class PreferencesConnection {
   // In the order of opening: the statements are finalized first.
   OpenCount openCount_;
   std::unique_ptr<sqlite3, HandleCloser> handle_;
-  Statement begin_, commit_, select_, upsert_, remove_;
+  Statement begin_, commit_, select_, upsert_, insert_, remove_;
 };
 
 }  // namespace corvane::platform

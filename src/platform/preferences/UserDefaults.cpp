@@ -20,6 +20,9 @@ constexpr int waitingShare = 4;
 /// For callers that try again, on a thread with other work to do.
 constexpr auto briefWait = std::chrono::milliseconds(25);
 
+/// How long a text that the whole installation is to share waits for another process.
+constexpr auto longestWaitForSharedText = std::chrono::seconds(1);
+
 /// The same name for every spelling of a path, whether the file exists or not.
 std::filesystem::path canonicalNameOf(const std::filesystem::path& file) {
   if (file.empty() || file.native().size() >= PATH_MAX) return file;
@@ -28,6 +31,11 @@ std::filesystem::path canonicalNameOf(const std::filesystem::path& file) {
   if (error) return file;
   std::filesystem::path resolved = std::filesystem::weakly_canonical(absolute, error);
   return error ? absolute : resolved;
+}
+
+std::optional<std::string> textOf(std::optional<PreferenceValue> value) {
+  if (!value || !std::holds_alternative<std::string>(*value)) return std::nullopt;
+  return std::get<std::string>(*std::move(value));
 }
 
 std::size_t sizeOf(const PreferenceValue& value) {
@@ -82,9 +90,7 @@ UserDefaults::~UserDefaults() {
 }
 
 std::optional<std::string> UserDefaults::stringForKey(std::string_view key) const {
-  std::optional<PreferenceValue> value = valueForKey(key);
-  if (!value || !std::holds_alternative<std::string>(*value)) return std::nullopt;
-  return std::get<std::string>(std::move(*value));
+  return textOf(valueForKey(key));
 }
 
 std::optional<std::string> UserDefaults::dataForKey(std::string_view key) const {
@@ -96,6 +102,23 @@ std::optional<std::string> UserDefaults::dataForKey(std::string_view key) const 
 bool UserDefaults::boolForKey(std::string_view key) const {
   const std::optional<PreferenceValue> value = valueForKey(key);
   return value && std::holds_alternative<bool>(*value) && std::get<bool>(*value);
+}
+
+std::string UserDefaults::stringForKeyOrStore(std::string_view key,
+                                              const std::function<std::string()>& make) {
+  const auto entered = Clock::now();
+  if (auto stored = stringForKey(key); stored && !stored->empty()) return *std::move(stored);
+  std::string text = make();
+  std::unique_lock lock(mutex_);
+  // A value that waits in memory is newer than the file. Another thread may have just made one.
+  PreferenceChange& change =
+      pending_.try_emplace(std::string(key), PreferenceChange{text, true}).first->second;
+  if (const auto waiting = textOf(change.value); !waiting || waiting->empty()) change = {.value = text};
+  const auto until = entered + longestWaitForSharedText;
+  writePending(until);
+  if (const auto shared = textOf(read(key, until)); shared && !shared->empty()) text = *shared;
+  unlockAndReport(std::move(lock));
+  return text;
 }
 
 void UserDefaults::setString(std::string_view value, std::string_view key) {
@@ -170,19 +193,24 @@ void UserDefaults::reportProblemsTo(ProblemReporter reporter) {
 
 std::optional<PreferenceValue> UserDefaults::valueForKey(std::string_view key) const {
   const auto entered = Clock::now();
-  std::optional<PreferenceValue> value;
   std::unique_lock lock(mutex_);
-  for (const PreferenceChanges* inMemory : {&pending_, &tooLarge_}) {
-    if (const auto newer = inMemory->find(key); newer != inMemory->end()) return newer->second;
-  }
-  const PreferencesDatabase::Result result = database_.read(key, waitUntil(entered), value);
+  std::optional<PreferenceValue> value = read(key, waitUntil(entered));
+  unlockAndReport(std::move(lock));
+  return value;
+}
+
+/// The caller holds `mutex_`.
+std::optional<PreferenceValue> UserDefaults::read(std::string_view key, TimePoint waitUntil) const {
+  if (const auto newer = pending_.find(key); newer != pending_.end()) return newer->second.value;
+  if (const auto newer = tooLarge_.find(key); newer != tooLarge_.end()) return newer->second;
+  std::optional<PreferenceValue> value;
+  const PreferencesDatabase::Result result = database_.read(key, waitUntil, value);
   noteResult(result, database_);
   if (result == PreferencesDatabase::Result::done) {
     known_.insert_or_assign(std::string(key), value);
   } else if (const auto last = known_.find(key); last != known_.end()) {
     value = last->second;
   }
-  unlockAndReport(std::move(lock));
   return value;
 }
 
@@ -190,8 +218,13 @@ void UserDefaults::store(std::string_view key, std::optional<PreferenceValue> va
   const auto entered = Clock::now();
   const bool fits = !value || sizeOf(*value) <= PreferencesDatabase::maximumSize;
   std::unique_lock lock(mutex_);
-  (fits ? tooLarge_ : pending_).erase(std::string(key));
-  (fits ? pending_ : tooLarge_).insert_or_assign(std::string(key), std::move(value));
+  tooLarge_.erase(std::string(key));
+  pending_.erase(std::string(key));
+  if (fits) {
+    pending_[std::string(key)] = {.value = std::move(value)};
+  } else {
+    tooLarge_[std::string(key)] = std::move(value);
+  }
   if (!fits && problem_.empty()) {
     problem_ = "Preferences value of " + std::string(key) + " is too large; it is kept in memory only";
   }
@@ -207,7 +240,13 @@ void UserDefaults::writePending(TimePoint waitUntil) {
 }
 
 void UserDefaults::notePendingWritten() {
-  for (auto& [key, value] : pending_) known_.insert_or_assign(key, std::move(value));
+  for (auto& [key, change] : pending_) {
+    if (change.onlyIfAbsent) {
+      known_.erase(key);
+    } else {
+      known_.insert_or_assign(key, std::move(change.value));
+    }
+  }
   pending_.clear();
 }
 

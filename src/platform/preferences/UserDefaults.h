@@ -44,6 +44,14 @@ class UserDefaults final : public StoreMaintenance {
   std::optional<std::string> dataForKey(std::string_view key) const;
   bool boolForKey(std::string_view key) const;
 
+  /// The text of `key`; where there is none, or an empty one, the text that `make` returns, which is stored
+  /// unless another process is first: then it is that process's text.
+  ///
+  /// To store it, this call waits at most 1 s for another process that holds the file, as two texts for one
+  /// key cannot be mended later. After that the text is kept in memory, and the next write stores it, unless
+  /// there is one by then. `make` is called at most once and must not use this object.
+  std::string stringForKeyOrStore(std::string_view key, const std::function<std::string()>& make);
+
   void setString(std::string_view value, std::string_view key);
   /// Bytes; none removes the key.
   void setData(const std::optional<std::string>& value, std::string_view key);
@@ -64,6 +72,7 @@ class UserDefaults final : public StoreMaintenance {
   explicit UserDefaults(const std::filesystem::path& file);
 
   std::optional<PreferenceValue> valueForKey(std::string_view key) const;
+  std::optional<PreferenceValue> read(std::string_view key, TimePoint waitUntil) const;
   void store(std::string_view key, std::optional<PreferenceValue> value);
   void writePending(TimePoint waitUntil);
   void notePendingWritten();
@@ -76,8 +85,8 @@ class UserDefaults final : public StoreMaintenance {
   mutable std::mutex mutex_;
   mutable PreferencesDatabase database_;
   PreferenceChanges pending_;        // newer than the file; empty on a healthy disk
-  PreferenceChanges tooLarge_;       // newer than the file, and never written
-  mutable PreferenceChanges known_;  // as last read or written; used only when the file cannot be read
+  PreferenceValues tooLarge_;        // newer than the file, and never written
+  mutable PreferenceValues known_;   // as last read or written; used only when the file cannot be read
   mutable TimePoint lastTimeOut_{};  // of a wait of the usual length
   TimePoint holdersUntil_{};
   mutable std::string problem_;

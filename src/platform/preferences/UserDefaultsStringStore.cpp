@@ -11,6 +11,11 @@ std::optional<std::string> UserDefaultsStringStore::stringForKey(std::string_vie
   return defaults_->stringForKey(fullKey(key));
 }
 
+std::string UserDefaultsStringStore::stringForKeyOrStore(std::string_view key,
+                                                         const std::function<std::string()>& make) {
+  return defaults_->stringForKeyOrStore(fullKey(key), make);
+}
+
 void UserDefaultsStringStore::setString(std::string_view value, std::string_view key) {
   defaults_->setString(value, fullKey(key));
 }

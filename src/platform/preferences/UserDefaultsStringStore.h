@@ -14,6 +14,7 @@ class UserDefaultsStringStore : public KeyValueStringStore {
   UserDefaultsStringStore(std::shared_ptr<UserDefaults> defaults, std::string prefix);
 
   std::optional<std::string> stringForKey(std::string_view key) const override;
+  std::string stringForKeyOrStore(std::string_view key, const std::function<std::string()>& make) override;
   void setString(std::string_view value, std::string_view key) override;
   void removeValue(std::string_view key) override;
 
