@@ -18,27 +18,27 @@ std::string reasonOf(const Library::exception& failure) {
 
 /// Builds a node from the events of the library's parser, which is not recursive. Containers that are not
 /// kept are counted, so that the stack and the tree do not grow with their depth.
-class NodeBuilder {
+class NodeBuilder final : public Library::json_sax_t {
  public:
   Node take() { return std::move(root_); }
 
   // The events; each returns whether to go on.
-  bool null() { return put(nullptr); }
-  bool boolean(bool value) { return put(value); }
-  bool number_integer(std::int64_t value) { return putInteger(value); }
-  bool number_unsigned(std::uint64_t value) { return putInteger(value); }
-  bool number_float(double value, const std::string& text) { return put(Node::Number{value, text}); }
-  bool string(std::string& text) { return put(std::move(text)); }
-  bool binary(Library::binary_t&) { return false; }  // not in JSON
-  bool start_object(std::size_t) { return open(Node::Object(), open_.size() < deepestObject); }
-  bool start_array(std::size_t) { return open(Node::Array(), open_.empty()); }
-  bool end_object() { return close(); }
-  bool end_array() { return close(); }
-  bool key(std::string& name) {
+  bool null() override { return put(nullptr); }
+  bool boolean(bool value) override { return put(value); }
+  bool number_integer(std::int64_t value) override { return putInteger(value); }
+  bool number_unsigned(std::uint64_t value) override { return putInteger(value); }
+  bool number_float(double value, const std::string& text) override { return put(Node::Number{value, text}); }
+  bool string(std::string& text) override { return put(std::move(text)); }
+  bool binary(Library::binary_t&) override { return false; }  // not in JSON
+  bool start_object(std::size_t) override { return open(Node::Object(), open_.size() < deepestObject); }
+  bool start_array(std::size_t) override { return open(Node::Array(), open_.empty()); }
+  bool end_object() override { return close(); }
+  bool end_array() override { return close(); }
+  bool key(std::string& name) override {
     if (skipped_ == 0) name_ = std::move(name);
     return true;
   }
-  bool parse_error(std::size_t, const std::string&, const Library::exception& failure) {
+  bool parse_error(std::size_t, const std::string&, const Library::exception& failure) override {
     throw DecodingFailure(reasonOf(failure));
   }
 
