@@ -12,14 +12,15 @@ class StoreMaintenance {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  /// Called once with the first problem of the store, as text for a person.
+  /// Called with the first problem of the store, and once more when the file vanished or was replaced, as
+  /// text for a person.
   using ProblemReporter = std::function<void(const std::string&)>;
 
   virtual ~StoreMaintenance() = default;
 
-  /// Sets the reporter, in place of an earlier one. One problem is reported in the life of the store. If it
-  /// occurred before there was a reporter, this call reports it. Called on the thread that met the problem,
-  /// under no lock; an exception that it throws is dropped.
+  /// Sets the reporter, in place of an earlier one. Each of the two is reported once in the life of the
+  /// store. If it occurred before there was a reporter, this call reports it. Called on the thread that met
+  /// the problem, under no lock; an exception that it throws is dropped.
   virtual void reportProblemsTo(ProblemReporter reporter) = 0;
 
   /// Until that time, accesses wait for another process that holds the store, where they would otherwise wait

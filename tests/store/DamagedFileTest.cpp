@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "store/StoreSupport.h"
@@ -105,6 +106,29 @@ TEST_F(DamagedFile, OfALaterVersionOrAnotherProgramIsLeftAlone) {
   });
   EXPECT_EQ(program.awaitEnd().status, -SIGKILL);
   expectLeftAlone("another program");
+}
+
+TEST_F(DamagedFile, BehindASymbolicLinkIsNotRenamed) {
+  const auto link = std::exchange(file_, folder_.path() / "target.sqlite");
+  open()->setBool(true, "a");
+  std::filesystem::create_symlink(file_, link);
+  const auto target = std::exchange(file_, link);
+  EXPECT_TRUE(open()->boolForKey("a"));
+  test::writeContent(target, "garbage");
+  expectLeftAlone("cannot be used");
+
+  // One that takes the place of the file at run time is not followed.
+  std::filesystem::remove(link);
+  const auto defaults = open();
+  defaults->setBool(true, "a");
+  std::filesystem::remove(link);
+  std::filesystem::create_symlink(target, link);
+  defaults->setBool(true, "b");
+  EXPECT_FALSE(defaults->synchronize());
+  EXPECT_TRUE(defaults->boolForKey("b"));
+  EXPECT_EQ(test::contentOf(target), "garbage");
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_TRUE(keptFiles().empty());
 }
 
 }  // namespace

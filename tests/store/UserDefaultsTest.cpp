@@ -73,6 +73,41 @@ TEST_F(UserDefaultsFile, StartsAfreshWhenItIsDeletedUnderneath) {
   EXPECT_EQ(Shell(file_).run("SELECT key FROM preferences"), "new");
 }
 
+TEST_F(UserDefaultsFile, IsGivenTheSharedTextAgainWhenItVanishesOrIsReplacedAndOnlyThen) {
+  const auto defaults = open();
+  const auto make = [&](std::string text) {
+    return defaults->stringForKeyOrStore("id", [&] { return text; });
+  };
+  const auto inFile = [this] { return Shell(file_).run("SELECT value FROM preferences WHERE key = 'id'"); };
+  EXPECT_EQ(make("first"), "first");
+  std::filesystem::remove(file_);
+  EXPECT_FALSE(defaults->boolForKey("other"));
+  EXPECT_EQ(inFile(), "first");
+  ASSERT_EQ(problems_.size(), 1U);
+  EXPECT_NE(problems_[0].find("vanished"), std::string::npos);
+
+  const auto other = folder_.path() / "other.sqlite";
+  UserDefaults::open(other)->setBool(true, "other");
+  std::filesystem::rename(other, file_);
+  defaults->updateData("data", [](const auto&) { return "data"; });
+  EXPECT_EQ(inFile(), "first");
+  EXPECT_TRUE(defaults->boolForKey("other")) << "the log of the old file is not applied to the new one";
+  EXPECT_EQ(make("second"), "first");
+
+  Shell(file_).run("DELETE FROM preferences");
+  EXPECT_FALSE(defaults->boolForKey("other"));
+  EXPECT_EQ(inFile(), "") << "another process has removed it from the same file";
+  make("third");
+  std::filesystem::remove(file_);
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(inFile(), "third");
+  defaults->removeObjectForKey("id");
+  std::filesystem::remove(file_);
+  EXPECT_FALSE(defaults->boolForKey("other"));
+  EXPECT_EQ(inFile(), "");
+  EXPECT_EQ(problems_.size(), 1U);
+}
+
 TEST_F(UserDefaultsFile, KeepsATooLargeValueInMemoryAndStoresTheOthers) {
   const auto defaults = open();
   const std::string large(PreferencesDatabase::maximumSize + 1, 'x');

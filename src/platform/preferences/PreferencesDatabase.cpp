@@ -4,13 +4,13 @@
 
 #include "platform/preferences/PreferencesConnection.h"
 #include "platform/preferences/PreferencesFailure.h"
-#include "platform/preferences/PreferencesFolderLock.h"
 
 namespace corvane::platform {
 
 using Kind = PreferencesFailure::Kind;
 
-PreferencesDatabase::PreferencesDatabase(std::filesystem::path file) : file_(std::move(file)) {}
+PreferencesDatabase::PreferencesDatabase(std::filesystem::path file, Unreadable unreadable)
+    : file_(std::move(file)), unreadable_(unreadable) {}
 
 /// The last connection of a file writes the log back, unless it was inherited: then it is not even closed.
 PreferencesDatabase::~PreferencesDatabase() {
@@ -31,6 +31,10 @@ PreferencesDatabase::Result PreferencesDatabase::update(const PreferenceChanges&
                                                         std::string_view key, TimePoint waitUntil,
                                                         const Change& change) {
   return attempt(Purpose::writing, waitUntil, [&] { connection_->update(changes, key, change); });
+}
+
+bool PreferencesDatabase::fileIsGone() const {
+  return connection_ && connection_->fileWasReplaced() && identityOf(file_.parent_path());
 }
 
 std::string PreferencesDatabase::takeProblem() {
@@ -62,7 +66,12 @@ PreferencesDatabase::Result PreferencesDatabase::attempt(Purpose purpose, TimePo
 /// False when there is no connection, or when it failed: damage is believed when a new connection sees it
 /// too, and an I/O error may not come again.
 bool PreferencesDatabase::attemptOnOpenConnection(TimePoint waitUntil, const std::function<void()>& step) {
-  if (!connection_ || connection_->fileWasReplaced()) return false;
+  if (!connection_) return false;
+  if (connection_->fileWasReplaced()) {
+    // Its number may be that of the next file.
+    replaced_ = true;
+    return false;
+  }
   connection_->setWaitUntil(waitUntil);
   try {
     step();
@@ -79,7 +88,7 @@ void PreferencesDatabase::attemptOnNewConnection(const PreferencesFolderLock& fo
     connect(folder, waitUntil);
     step();
   } catch (const PreferencesFailure& failure) {
-    if (failure.kind != Kind::unreadable) throw;
+    if (failure.kind != Kind::unreadable || unreadable_ == Unreadable::leaveAlone) throw;
     disconnect();
     const std::filesystem::path aside = folder.setFileAside();
     problem_ = "Preferences file " + file_.string() + " was unreadable (" + failure.what() +
@@ -92,22 +101,30 @@ void PreferencesDatabase::attemptOnNewConnection(const PreferencesFolderLock& fo
 }
 
 void PreferencesDatabase::connect(const PreferencesFolderLock& folder, TimePoint waitUntil) {
+  const auto found = identityOf(file_);
   folder.createFileIfMissing();
   folder.requireRegularFiles();
+  // SQLite would apply the log of the file that was here to the one that is here now.
+  const auto log = folder.logIdentity();
+  if (identity_ && found && found != identity_ && log && log == logIdentity_) folder.setLogAside();
   const auto open = [&](PreferencesAccess access) {
     connection_ = std::make_unique<PreferencesConnection>(file_, access, waitUntil);
   };
   try {
-    return open(PreferencesAccess::shared);
+    open(PreferencesAccess::shared);
   } catch (const PreferencesFailure& failure) {
     if (failure.kind != Kind::unusable) throw;
+    try {
+      open(PreferencesAccess::exclusive);
+    } catch (const PreferencesFailure& second) {
+      if (second.kind != Kind::unusable || !folder.fileIsWhole()) throw;
+      open(PreferencesAccess::immutable);
+    }
   }
-  try {
-    return open(PreferencesAccess::exclusive);
-  } catch (const PreferencesFailure& failure) {
-    if (failure.kind != Kind::unusable || !folder.fileIsWhole()) throw;
-  }
-  open(PreferencesAccess::immutable);
+  const auto identity = identityOf(file_);
+  if (identity_ && identity != identity_) replaced_ = true;
+  identity_ = identity;
+  logIdentity_ = folder.logIdentity();
 }
 
 /// Rolls back a transaction, and leaves the log as it is: that takes microseconds.

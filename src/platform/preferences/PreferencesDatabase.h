@@ -7,13 +7,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/preferences/PreferenceValue.h"
+#include "platform/preferences/PreferencesFolderLock.h"
 
 namespace corvane::platform {
 
 class PreferencesConnection;
-class PreferencesFolderLock;
 
 /// Access to a preferences file, in any state, through one SQLite connection.
 ///
@@ -43,11 +44,17 @@ class PreferencesDatabase {
   /// The most bytes of a value that is read. The caller of `write` passes no larger one.
   static constexpr std::size_t maximumSize = std::size_t{16} << 20;
 
-  /// An empty path cannot be used: every access fails.
-  explicit PreferencesDatabase(std::filesystem::path file);
+  /// Whether an unreadable file may be renamed. One that the host reaches by a symbolic link may not: it is
+  /// another one's, and the link would lead nowhere.
+  enum class Unreadable { setAside, leaveAlone };
+
+  /// The path has no symbolic link; an empty one cannot be used: every access fails.
+  PreferencesDatabase(std::filesystem::path file, Unreadable unreadable);
   ~PreferencesDatabase();
   PreferencesDatabase(const PreferencesDatabase&) = delete;
   PreferencesDatabase& operator=(const PreferencesDatabase&) = delete;
+
+  const std::filesystem::path& file() const { return file_; }
 
   /// Reads the newest value that any process committed. Like every operation, it waits until the given time
   /// for another process that holds the file.
@@ -61,6 +68,14 @@ class PreferencesDatabase {
   using Change = std::function<std::optional<PreferenceValue>(const std::optional<PreferenceValue>&)>;
   Result update(const PreferenceChanges& changes, std::string_view key, TimePoint waitUntil,
                 const Change& change);
+
+  /// True when the file is open, but no longer at its path, in a folder that is still there. The next access
+  /// opens, or makes, the file at the path.
+  bool fileIsGone() const;
+
+  /// Whether an access since the last call found that the file which was used before had vanished or was
+  /// replaced, and opened another one.
+  bool takeReplaced() { return std::exchange(replaced_, false); }
 
   /// What failed since the last call, as text for a person; empty when nothing did.
   std::string takeProblem();
@@ -76,7 +91,11 @@ class PreferencesDatabase {
   void disconnect();
 
   std::filesystem::path file_;
+  Unreadable unreadable_;
   std::unique_ptr<PreferencesConnection> connection_;
+  /// Of the file that was opened last, and of its log.
+  std::optional<FileIdentity> identity_, logIdentity_;
+  bool replaced_ = false;
   std::string problem_;
 };
 

@@ -26,8 +26,7 @@ constexpr std::array companions = {"-wal", "-shm", "-journal"};
 }
 
 bool isThere(const std::filesystem::path& path) {
-  struct stat status{};
-  return ::lstat(path.c_str(), &status) == 0;
+  return identityOf(path).has_value();
 }
 
 void syncFolderAt(const std::filesystem::path& folder) {
@@ -63,6 +62,12 @@ std::string timeStamp() {
 
 }  // namespace
 
+std::optional<FileIdentity> identityOf(const std::filesystem::path& path) {
+  struct stat status{};
+  if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileIdentity{.device = status.st_dev, .number = status.st_ino};
+}
+
 PreferencesFolderLock::PreferencesFolderLock(const std::filesystem::path& file, TimePoint waitUntil)
     : file_(file), folder_(openFolderOf(file), waitUntil) {}
 
@@ -79,7 +84,7 @@ void PreferencesFolderLock::createFileIfMissing() const {
 void PreferencesFolderLock::requireRegularFiles() const {
   const auto require = [](const std::filesystem::path& path, bool mustExist) {
     struct stat status{};
-    if (::stat(path.c_str(), &status) != 0) {
+    if (::lstat(path.c_str(), &status) != 0) {
       if (errno == ENOENT && !mustExist) return;
       fail("the file cannot be reached", errno);
     }
@@ -93,6 +98,14 @@ void PreferencesFolderLock::requireRegularFiles() const {
 }
 
 std::filesystem::path PreferencesFolderLock::setFileAside() const {
+  const std::string target = nameForSettingAside();
+  renameCompanions(target);
+  if (::rename(file_.c_str(), target.c_str()) != 0) fail("the unreadable file cannot be set aside", errno);
+  syncFolder();
+  return target;
+}
+
+std::string PreferencesFolderLock::nameForSettingAside() const {
   const std::string base = file_.native() + ".corrupt-" + timeStamp();
   const auto taken = [](const std::string& name) {
     return isThere(name) || std::any_of(companions.begin(), companions.end(),
@@ -100,15 +113,15 @@ std::filesystem::path PreferencesFolderLock::setFileAside() const {
   };
   std::string target = base;
   for (int number = 2; taken(target); ++number) target = base + "-" + std::to_string(number);
+  return target;
+}
 
+void PreferencesFolderLock::renameCompanions(const std::string& target) const {
   for (const char* suffix : companions) {
     if (::rename(companion(suffix).c_str(), (target + suffix).c_str()) != 0 && errno != ENOENT) {
       fail("the unreadable file cannot be set aside", errno);
     }
   }
-  if (::rename(file_.c_str(), target.c_str()) != 0) fail("the unreadable file cannot be set aside", errno);
-  syncFolder();
-  return target;
 }
 
 bool PreferencesFolderLock::fileIsWhole() const {

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <optional>
+#include <string>
 
 #include "platform/preferences/AdvisoryLock.h"
 
@@ -10,6 +14,16 @@
 /// Nothing here ever opens an existing preferences file: closing any descriptor of it would drop every lock
 /// that SQLite holds on it in this process (POSIX record locks belong to the process, not to the descriptor).
 namespace corvane::platform {
+
+/// Which file a path leads to.
+struct FileIdentity {
+  dev_t device;
+  ino_t number;
+  bool operator==(const FileIdentity&) const = default;
+};
+
+/// None when there is no file, or when that cannot be seen. A symbolic link is a file of its own.
+std::optional<FileIdentity> identityOf(const std::filesystem::path& path);
 
 /// Held while a preferences file is created, opened, written or set aside, so that no two processes, and no
 /// two connections of one process, do these to the same file at once:
@@ -32,7 +46,8 @@ class PreferencesFolderLock {
   void createFileIfMissing() const;
 
   /// Throws PreferencesFailure unless the file and those that SQLite keeps beside it are regular files or
-  /// absent: opening a FIFO would wait without end.
+  /// absent: opening a FIFO would wait without end. With a symbolic link, SQLite would keep its files beside
+  /// the target, which has a lock and a name of its own.
   void requireRegularFiles() const;
 
   /// Renames the file and its companions to `<name>.corrupt-<UTC time>…`, never over anything that exists,
@@ -40,11 +55,19 @@ class PreferencesFolderLock {
   /// dies in between leaves no log or journal that SQLite would apply to a new file.
   std::filesystem::path setFileAside() const;
 
+  /// Which file is the write-ahead log.
+  std::optional<FileIdentity> logIdentity() const { return identityOf(companion("-wal")); }
+
+  /// Renames the companions of the file, as `setFileAside` does with them. Throws PreferencesFailure.
+  void setLogAside() const { renameCompanions(nameForSettingAside()); }
+
   /// True when the file has content and neither a log nor a journal adds to it.
   bool fileIsWhole() const;
 
  private:
   std::filesystem::path companion(const char* suffix) const;
+  std::string nameForSettingAside() const;
+  void renameCompanions(const std::string& target) const;
   void syncFolder() const;
 
   std::filesystem::path file_;

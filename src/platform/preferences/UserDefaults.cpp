@@ -5,6 +5,7 @@
 #include <map>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace corvane::platform {
 namespace {
@@ -72,16 +73,21 @@ Registry& registry() {
 
 std::shared_ptr<UserDefaults> UserDefaults::open(const std::filesystem::path& file) {
   const std::filesystem::path path = canonicalNameOf(file);
+  std::error_code error;
+  const auto unreadable = std::filesystem::is_symlink(file, error)
+                              ? PreferencesDatabase::Unreadable::leaveAlone
+                              : PreferencesDatabase::Unreadable::setAside;
   const std::lock_guard lock(registry().mutex);
   auto& objects = registry().objects;
   std::erase_if(objects, [](const auto& entry) { return entry.second.expired(); });
   if (auto alive = objects[path].lock()) return alive;
-  std::shared_ptr<UserDefaults> created(new UserDefaults(path));
+  std::shared_ptr<UserDefaults> created(new UserDefaults(path, unreadable));
   objects[path] = created;
   return created;
 }
 
-UserDefaults::UserDefaults(const std::filesystem::path& file) : database_(file), updates_(file) {}
+UserDefaults::UserDefaults(const std::filesystem::path& file, PreferencesDatabase::Unreadable unreadable)
+    : database_(file, unreadable), updates_(file, unreadable) {}
 
 /// Locks nothing: the object has no other user, and in a forked child a lock may be held by a thread that is
 /// not there.
@@ -107,18 +113,22 @@ bool UserDefaults::boolForKey(std::string_view key) const {
 std::string UserDefaults::stringForKeyOrStore(std::string_view key,
                                               const std::function<std::string()>& make) {
   const auto entered = Clock::now();
-  if (auto stored = stringForKey(key); stored && !stored->empty()) return *std::move(stored);
-  std::string text = make();
   std::unique_lock lock(mutex_);
-  // A value that waits in memory is newer than the file. Another thread may have just made one.
-  PreferenceChange& change =
-      pending_.try_emplace(std::string(key), PreferenceChange{text, true}).first->second;
-  if (const auto waiting = textOf(change.value); !waiting || waiting->empty()) change = {.value = text};
-  const auto until = entered + longestWaitForSharedText;
-  writePending(until);
-  if (const auto shared = textOf(read(key, until)); shared && !shared->empty()) text = *shared;
+  std::optional<std::string> text = textOf(read(key, waitUntil(entered)));
+  if (!text || text->empty()) text = storeIfAbsent(key, make(), entered + longestWaitForSharedText);
+  sharedTexts_.insert_or_assign(std::string(key), *text);
   unlockAndReport(std::move(lock));
-  return text;
+  return *std::move(text);
+}
+
+/// The caller holds `mutex_`, and has read none, or an empty one. The text that the key has then.
+std::string UserDefaults::storeIfAbsent(std::string_view key, std::string text, TimePoint waitUntil) {
+  // What waits in memory, a removal perhaps, is newer than the file.
+  const bool onlyIfAbsent = !pending_.contains(key);
+  pending_.insert_or_assign(std::string(key), PreferenceChange{text, onlyIfAbsent});
+  writePending(waitUntil);
+  std::optional<std::string> stored = textOf(read(key, waitUntil));
+  return stored && !stored->empty() ? *std::move(stored) : text;
 }
 
 void UserDefaults::setString(std::string_view value, std::string_view key) {
@@ -143,6 +153,8 @@ DataUpdates::Result UserDefaults::updateData(std::string_view key, const DataUpd
   const auto entered = Clock::now();
   std::unique_lock updating(updateMutex_);
   std::unique_lock lock(mutex_);
+  // The connection that knew the file which was replaced is the first to open the new one.
+  if (database_.fileIsGone()) read(key, waitUntil(entered));
   // Values that wait in memory may change as soon as the mutex is free, so they are written under it.
   const bool underMutex = !pending_.empty();
   PreferencesDatabase& database = underMutex ? database_ : updates_;
@@ -163,6 +175,7 @@ DataUpdates::Result UserDefaults::updateData(std::string_view key, const DataUpd
   if (done && underMutex) notePendingWritten();
   if (done)
     known_[std::string(key)] = bytes ? std::optional(PreferenceBytes{*std::move(bytes)}) : std::nullopt;
+  storeSharedTextsAgain(database, until);
   updating.unlock();
   unlockAndReport(std::move(lock));
   return resultOf(result);
@@ -178,6 +191,8 @@ bool UserDefaults::synchronize() {
   std::unique_lock lock(mutex_);
   lastTimeOut_ = {};
   writePending(waitUntil(entered));
+  // An access, which finds the file that is at the path now. A folder that is gone went with its application.
+  if (database_.fileIsGone() && !sharedTexts_.empty()) read(sharedTexts_.begin()->first, waitUntil(entered));
   const bool done = pending_.empty() && tooLarge_.empty();
   unlockAndReport(std::move(lock));
   return done;
@@ -211,6 +226,7 @@ std::optional<PreferenceValue> UserDefaults::read(std::string_view key, TimePoin
   } else if (const auto last = known_.find(key); last != known_.end()) {
     value = last->second;
   }
+  storeSharedTextsAgain(database_, waitUntil);
   return value;
 }
 
@@ -218,6 +234,7 @@ void UserDefaults::store(std::string_view key, std::optional<PreferenceValue> va
   const auto entered = Clock::now();
   const bool fits = !value || sizeOf(*value) <= PreferencesDatabase::maximumSize;
   std::unique_lock lock(mutex_);
+  sharedTexts_.erase(std::string(key));
   tooLarge_.erase(std::string(key));
   pending_.erase(std::string(key));
   if (fits) {
@@ -225,21 +242,37 @@ void UserDefaults::store(std::string_view key, std::optional<PreferenceValue> va
   } else {
     tooLarge_[std::string(key)] = std::move(value);
   }
-  if (!fits && problem_.empty()) {
-    problem_ = "Preferences value of " + std::string(key) + " is too large; it is kept in memory only";
+  if (!fits && problem_.text.empty()) {
+    problem_.text = "Preferences value of " + std::string(key) + " is too large; it is kept in memory only";
   }
   writePending(waitUntil(entered));
   unlockAndReport(std::move(lock));
 }
 
-void UserDefaults::writePending(TimePoint waitUntil) {
+void UserDefaults::writePending(TimePoint waitUntil) const {
+  writePendingOnce(waitUntil);
+  storeSharedTextsAgain(database_, waitUntil);
+}
+
+void UserDefaults::writePendingOnce(TimePoint waitUntil) const {
   if (pending_.empty()) return;
   const PreferencesDatabase::Result result = database_.write(pending_, waitUntil);
   noteResult(result, database_);
   if (result == PreferencesDatabase::Result::done) notePendingWritten();
 }
 
-void UserDefaults::notePendingWritten() {
+/// The caller holds `mutex_`. After an access that may have found another file at the path.
+void UserDefaults::storeSharedTextsAgain(PreferencesDatabase& database, TimePoint waitUntil) const {
+  if (!database.takeReplaced()) return;
+  replacement_.text =
+      "Preferences file " + database.file().string() +
+      " vanished or was replaced while it was in use; the identifier of this installation and "
+      "what waits in memory are written to the file that is there now";
+  for (const auto& [key, text] : sharedTexts_) pending_.try_emplace(key, PreferenceChange{text, true});
+  writePendingOnce(waitUntil);
+}
+
+void UserDefaults::notePendingWritten() const {
   for (auto& [key, change] : pending_) {
     if (change.onlyIfAbsent) {
       known_.erase(key);
@@ -262,18 +295,24 @@ void UserDefaults::noteResult(PreferencesDatabase::Result result, PreferencesDat
     if (wait == DataUpdates::Wait::brief) return;
     lastTimeOut_ = Clock::now();
   }
-  if (problem_.empty()) problem_ = std::move(problem);
+  if (problem_.text.empty()) problem_.text = std::move(problem);
 }
 
 void UserDefaults::unlockAndReport(std::unique_lock<std::mutex> lock) const {
-  if (reported_ || problem_.empty() || !reporter_) return;
-  reported_ = true;
+  std::vector<std::string> texts;
+  for (Report* const report : {&replacement_, &problem_}) {
+    if (!reporter_ || report->isGiven || report->text.empty()) continue;
+    report->isGiven = true;
+    texts.push_back(report->text);
+  }
   const std::shared_ptr<const ProblemReporter> reporter = reporter_;
   lock.unlock();
-  try {
-    (*reporter)(problem_);
-  } catch (...) {
-    // The reporter is code of the caller; the store goes on.
+  for (const std::string& text : texts) {
+    try {
+      (*reporter)(text);
+    } catch (...) {
+      // The reporter is code of the caller; the store goes on.
+    }
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -25,6 +27,10 @@ namespace corvane::platform {
 /// 200 ms for another process that holds the file, counted from the start of the call, so that the waits of
 /// callers on several threads do not add up. After a wait that timed out, a call waits at most a quarter of
 /// the time that has passed since then, so that many calls do not block their callers one after the other.
+///
+/// When the file vanishes or is replaced by another one, the next access opens, or makes, the file at the
+/// path, a warning says so, and the texts of `stringForKeyOrStore` are stored again, unless the new file has
+/// one. What waits in memory is kept. What was removed from the same file, by any process, stays removed.
 ///
 /// Forks: not to be used in a forked child. If the file was open at the fork, the child reads from memory
 /// what was read or written before, writes to memory only, and leaves the parent's connection as it is.
@@ -69,28 +75,37 @@ class UserDefaults final : public StoreMaintenance {
   void reportProblemsTo(ProblemReporter reporter) override;
 
  private:
-  explicit UserDefaults(const std::filesystem::path& file);
+  UserDefaults(const std::filesystem::path& file, PreferencesDatabase::Unreadable unreadable);
 
   std::optional<PreferenceValue> valueForKey(std::string_view key) const;
   std::optional<PreferenceValue> read(std::string_view key, TimePoint waitUntil) const;
   void store(std::string_view key, std::optional<PreferenceValue> value);
-  void writePending(TimePoint waitUntil);
-  void notePendingWritten();
+  std::string storeIfAbsent(std::string_view key, std::string text, TimePoint waitUntil);
+  void writePending(TimePoint waitUntil) const;
+  void writePendingOnce(TimePoint waitUntil) const;
+  void notePendingWritten() const;
+  void storeSharedTextsAgain(PreferencesDatabase& database, TimePoint waitUntil) const;
   TimePoint waitUntil(TimePoint entered) const;
   void noteResult(PreferencesDatabase::Result result, PreferencesDatabase& database,
                   DataUpdates::Wait wait = DataUpdates::Wait::usual) const;
   void unlockAndReport(std::unique_lock<std::mutex> lock) const;
 
-  // Mutable because a read may connect, and may find the file unreadable.
+  // Mutable because a read may connect, and may find the file unreadable or replaced.
   mutable std::mutex mutex_;
   mutable PreferencesDatabase database_;
-  PreferenceChanges pending_;        // newer than the file; empty on a healthy disk
-  PreferenceValues tooLarge_;        // newer than the file, and never written
-  mutable PreferenceValues known_;   // as last read or written; used only when the file cannot be read
-  mutable TimePoint lastTimeOut_{};  // of a wait of the usual length
+  mutable PreferenceChanges pending_;  // newer than the file; empty on a healthy disk
+  PreferenceValues tooLarge_;          // newer than the file, and never written
+  mutable PreferenceValues known_;     // as last read or written; used only when the file cannot be read
+  mutable TimePoint lastTimeOut_{};    // of a wait of the usual length
   TimePoint holdersUntil_{};
-  mutable std::string problem_;
-  mutable bool reported_ = false;
+  std::map<std::string, std::string, std::less<>> sharedTexts_;  // as `stringForKeyOrStore` returned them
+  /// What is reported once.
+  struct Report {
+    std::string text;
+    bool isGiven = false;
+  };
+  mutable Report problem_;
+  mutable Report replacement_;
   std::shared_ptr<const ProblemReporter> reporter_;
 
   /// Taken before `mutex_`, never inside it.
