@@ -80,6 +80,7 @@ class OpenStores {
       // Takes along the other values that are kept in memory, if there are events to write.
       if (const auto events = stores.events.lock()) events->writePending();
       maintenance->synchronize();
+      maintenance->close();
     }
   }
 

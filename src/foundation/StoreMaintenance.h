@@ -30,6 +30,10 @@ class StoreMaintenance {
   /// Tries to write the values that are kept in memory; true when there are none: every earlier write is
   /// synced then. Waits for another process even if an earlier access waited in vain.
   virtual bool synchronize() = 0;
+
+  /// Closes the file: the last process that has it open leaves nothing that the next one must recover. A
+  /// later access opens it again.
+  virtual void close() = 0;
 };
 
 }  // namespace corvane

@@ -78,6 +78,7 @@ TEST_P(EventsAtExit, AreQueuedUnderTheKeysOfTheirRequests) {
                 {"e", std::to_string(GetParam().events), std::to_string(draw.below(30'000))});
     expectCleanEnd(end, 7);
     durations.push_back(exitDuration(end));
+    EXPECT_FALSE(std::filesystem::exists(app.file.string() + "-wal")) << "the next launch would recover it";
 
     const auto expected = std::min<std::size_t>(GetParam().events, 100);
     EXPECT_EQ(app.queuedNames().size(), expected);

@@ -124,7 +124,7 @@ PreferencesConnection::PreferencesConnection(const std::filesystem::path& file, 
   try {
     if (access_ != PreferencesAccess::immutable && isEmpty()) setUp();
     requireOurs();
-    prepareStatements();
+    if (access_ != PreferencesAccess::immutable) useLog();
   } catch (const PreferencesFailure&) {
     // A file that is not ours, or that will be set aside, must not be written by closing it.
     keepLogOnClose();
@@ -133,13 +133,14 @@ PreferencesConnection::PreferencesConnection(const std::filesystem::path& file, 
 }
 
 std::optional<PreferenceValue> PreferencesConnection::read(std::string_view key) const {
-  const StatementUse use(select_.get());
-  bindText(select_.get(), 1, key);
-  const int code = sqlite3_step(select_.get());
+  sqlite3_stmt* const select = preparedFrom(select_);
+  const StatementUse use(select);
+  bindText(select, 1, key);
+  const int code = sqlite3_step(select);
   // This library writes no such value: it reads as absent, and may be replaced.
   if (code == SQLITE_TOOBIG) return std::nullopt;
   check(code);
-  return code == SQLITE_ROW ? columnValue(select_.get()) : std::nullopt;
+  return code == SQLITE_ROW ? columnValue(select) : std::nullopt;
 }
 
 void PreferencesConnection::write(const PreferenceChanges& changes) const {
@@ -191,7 +192,7 @@ void PreferencesConnection::openHandle(const std::filesystem::path& file) {
   // Against a forged file: no value above the limit is read, and its schema calls no function.
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, static_cast<int>(PreferencesDatabase::maximumSize + 4096));
   sqlite3_busy_handler(opened, &PreferencesConnection::waitForHolder, this);
-  execute("PRAGMA trusted_schema = OFF");
+  check(sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
   if (access_ == PreferencesAccess::exclusive) execute("PRAGMA locking_mode = EXCLUSIVE");
 }
 
@@ -222,31 +223,33 @@ void PreferencesConnection::requireOurs() const {
     throw PreferencesFailure(Kind::foreign,
                              "its format " + std::to_string(format) + " is that of a later version");
   }
-  // Other tables are ignored. A trigger or a view would run code of the file, and an index on our table could
-  // reject values.
-  const std::string sound =
-      std::string("SELECT count(*) FILTER (WHERE type = 'table' AND sql = '") + ourTable +
-      "') = 1 AND count(*) FILTER (WHERE type IN ('trigger', 'view') OR"
-      " (type = 'index' AND tbl_name = 'preferences' AND sql IS NOT NULL)) = 0 FROM sqlite_schema";
-  if (number(sound.c_str()) == 0)
-    throw PreferencesFailure(Kind::unreadable, "its table is missing or changed");
+  if (!hasSoundSchema()) throw PreferencesFailure(Kind::unreadable, "its table is missing or changed");
 }
 
-void PreferencesConnection::prepareStatements() {
-  if (access_ != PreferencesAccess::immutable) {
-    sqlite3_exec(handle_.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
-    execute("PRAGMA synchronous = FULL");
+/// Other tables are ignored. A trigger or a view would run code of the file, and an index on our table could
+/// reject values. Compared here, because preparing a query that does it takes longer.
+bool PreferencesConnection::hasSoundSchema() const {
+  const Statement objects = prepare("SELECT type, tbl_name, sql FROM sqlite_schema");
+  const auto column = [&](int number) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(objects.get(), number));
+    return std::string_view(text == nullptr ? "" : text);
+  };
+  bool hasTable = false;
+  int code = SQLITE_ROW;
+  while ((code = sqlite3_step(objects.get())) == SQLITE_ROW) {
+    const std::string_view type = column(0);
+    if (type == "trigger" || type == "view") return false;
+    if (type == "index" && column(1) == "preferences" && !column(2).empty()) return false;
+    if (type == "table" && column(2) == ourTable) hasTable = true;
   }
-  begin_ = prepare("BEGIN IMMEDIATE");
-  commit_ = prepare("COMMIT");
-  select_ = prepare("SELECT value FROM preferences WHERE key = ?1");
-  upsert_ = prepare(
-      "INSERT INTO preferences (key, value) VALUES (?1, ?2)"
-      " ON CONFLICT (key) DO UPDATE SET value = excluded.value");
-  insert_ = prepare(
-      "INSERT INTO preferences (key, value) VALUES (?1, ?2)"
-      " ON CONFLICT (key) DO UPDATE SET value = excluded.value WHERE typeof(value) <> 'text' OR value = ''");
-  remove_ = prepare("DELETE FROM preferences WHERE key = ?1");
+  check(code);
+  return hasTable;
+}
+
+void PreferencesConnection::useLog() const {
+  // It may fail while another program has the file open in another mode.
+  sqlite3_exec(handle_.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
+  execute("PRAGMA synchronous = FULL");
 }
 
 void PreferencesConnection::execute(const char* sql) const {
@@ -265,15 +268,21 @@ PreferencesConnection::Statement PreferencesConnection::prepare(const char* sql)
   return Statement(statement);
 }
 
-void PreferencesConnection::run(const Statement& statement) const {
-  const StatementUse use(statement.get());
-  check(sqlite3_step(statement.get()));
+sqlite3_stmt* PreferencesConnection::preparedFrom(LazyStatement& statement) const {
+  if (!statement.prepared) statement.prepared = prepare(statement.sql);
+  return statement.prepared.get();
+}
+
+void PreferencesConnection::run(LazyStatement& statement) const {
+  sqlite3_stmt* const prepared = preparedFrom(statement);
+  const StatementUse use(prepared);
+  check(sqlite3_step(prepared));
 }
 
 void PreferencesConnection::writeChange(const PreferenceChanges::value_type& change) const {
   const auto& [key, wanted] = change;
   const auto& [value, onlyIfAbsent] = wanted;
-  sqlite3_stmt* const statement = (!value ? remove_ : onlyIfAbsent ? insert_ : upsert_).get();
+  sqlite3_stmt* const statement = preparedFrom(!value ? remove_ : onlyIfAbsent ? insert_ : upsert_);
   const StatementUse use(statement);
   bindText(statement, 1, key);
   if (value) bindValue(statement, 2, *value);

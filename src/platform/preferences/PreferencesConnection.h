@@ -72,6 +72,11 @@ class PreferencesConnection {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
   using Statement = std::unique_ptr<sqlite3_stmt, StatementCloser>;
+  /// Prepared at its first use: an ordinary launch only reads.
+  struct LazyStatement {
+    const char* sql;
+    Statement prepared{};
+  };
 
   static int waitForHolder(void* self, int attempts);
 
@@ -79,12 +84,14 @@ class PreferencesConnection {
   bool isEmpty() const;
   void setUp() const;
   void requireOurs() const;
-  void prepareStatements();
+  bool hasSoundSchema() const;
+  void useLog() const;
 
   void execute(const char* sql) const;
   int number(const char* sql) const;
   Statement prepare(const char* sql) const;
-  void run(const Statement& statement) const;
+  sqlite3_stmt* preparedFrom(LazyStatement& statement) const;
+  void run(LazyStatement& statement) const;
   void writeChange(const PreferenceChanges::value_type& change) const;
 
   PreferencesAccess access_;
@@ -92,7 +99,16 @@ class PreferencesConnection {
   // In the order of opening: the statements are finalized first.
   OpenCount openCount_;
   std::unique_ptr<sqlite3, HandleCloser> handle_;
-  Statement begin_, commit_, select_, upsert_, insert_, remove_;
+  mutable LazyStatement begin_{"BEGIN IMMEDIATE"};
+  mutable LazyStatement commit_{"COMMIT"};
+  mutable LazyStatement select_{"SELECT value FROM preferences WHERE key = ?1"};
+  mutable LazyStatement upsert_{
+      "INSERT INTO preferences (key, value) VALUES (?1, ?2)"
+      " ON CONFLICT (key) DO UPDATE SET value = excluded.value"};
+  mutable LazyStatement insert_{
+      "INSERT INTO preferences (key, value) VALUES (?1, ?2)"
+      " ON CONFLICT (key) DO UPDATE SET value = excluded.value WHERE typeof(value) <> 'text' OR value = ''"};
+  mutable LazyStatement remove_{"DELETE FROM preferences WHERE key = ?1"};
 };
 
 }  // namespace corvane::platform

@@ -12,9 +12,13 @@ using Kind = PreferencesFailure::Kind;
 PreferencesDatabase::PreferencesDatabase(std::filesystem::path file, Unreadable unreadable)
     : file_(std::move(file)), unreadable_(unreadable) {}
 
-/// The last connection of a file writes the log back, unless it was inherited: then it is not even closed.
 PreferencesDatabase::~PreferencesDatabase() {
+  close();
+}
+
+void PreferencesDatabase::close() {
   if (PreferencesConnection::wereInherited()) static_cast<void>(connection_.release());
+  connection_.reset();
 }
 
 PreferencesDatabase::Result PreferencesDatabase::read(std::string_view key, TimePoint waitUntil,

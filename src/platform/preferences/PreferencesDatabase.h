@@ -56,6 +56,10 @@ class PreferencesDatabase {
 
   const std::filesystem::path& file() const { return file_; }
 
+  /// Closes the connection, if there is one. The last connection of a file writes its log back into it,
+  /// unless the connection was inherited: then it is not even closed.
+  void close();
+
   /// Reads the newest value that any process committed. Like every operation, it waits until the given time
   /// for another process that holds the file.
   Result read(std::string_view key, TimePoint waitUntil, std::optional<PreferenceValue>& value);

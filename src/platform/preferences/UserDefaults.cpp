@@ -198,6 +198,13 @@ bool UserDefaults::synchronize() {
   return done;
 }
 
+void UserDefaults::close() {
+  const std::lock_guard updating(updateMutex_);
+  const std::lock_guard lock(mutex_);
+  database_.close();
+  updates_.close();
+}
+
 void UserDefaults::reportProblemsTo(ProblemReporter reporter) {
   auto shared = reporter ? std::make_shared<const ProblemReporter>(std::move(reporter)) : nullptr;
   std::unique_lock lock(mutex_);

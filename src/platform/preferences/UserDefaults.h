@@ -71,6 +71,7 @@ class UserDefaults final : public StoreMaintenance {
                                  DataUpdates::Wait wait = DataUpdates::Wait::usual);
 
   bool synchronize() override;
+  void close() override;
   void waitForHoldersUntil(TimePoint time) override;
   void reportProblemsTo(ProblemReporter reporter) override;
 
