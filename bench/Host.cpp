@@ -32,7 +32,9 @@ const std::filesystem::path& folder() {
 }
 
 std::shared_ptr<Corvane> configure(CorvaneOptions options, const char* file) {
-  Corvane::setPlatform({.applicationIdentifier = "com.example.bench", .preferencesFile = folder() / file});
+  const std::filesystem::path path(file);
+  Corvane::setPlatform({.applicationIdentifier = "com.example.bench",
+                        .preferencesFile = path.is_absolute() ? path : folder() / path});
   options.autoTrackInstall = false;
   return Corvane::configure("cv_bench", std::move(options));
 }

@@ -10,7 +10,8 @@ namespace corvane::bench {
 /// A temporary folder of this run, which is removed at exit.
 const std::filesystem::path& folder();
 
-/// Returns a client of the benchmark's server, with a preferences file of that name.
+/// Returns a client of the benchmark's server, with a preferences file of that name in `folder()`, or at that
+/// absolute path.
 std::shared_ptr<Corvane> configure(CorvaneOptions options, const char* file = "preferences.sqlite");
 
 /// Returns a client whose install is counted and which drops events without consent, so that a call causes

@@ -26,9 +26,11 @@ std::string newKey() {
   return key;
 }
 
-void require(CURLcode code) {
+void require(CURLcode code, CURL* handle) {
   if (code == CURLE_OK) return;
-  std::fprintf(stderr, "corvane_bench: libcurl: %s\n", curl_easy_strerror(code));
+  long systemError = 0;
+  curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &systemError);
+  std::fprintf(stderr, "corvane_bench: libcurl: %s (errno %ld)\n", curl_easy_strerror(code), systemError);
   std::_Exit(1);
 }
 
@@ -48,7 +50,7 @@ double connectMilliseconds() {
   CURL* const handle = curl_easy_init();
   curl_easy_setopt(handle, CURLOPT_URL, serverURL().c_str());
   curl_easy_setopt(handle, CURLOPT_CONNECT_ONLY, 1L);
-  require(curl_easy_perform(handle));
+  require(curl_easy_perform(handle), handle);
   curl_off_t microseconds = 0;
   curl_easy_getinfo(handle, CURLINFO_CONNECT_TIME_T, &microseconds);
   curl_easy_cleanup(handle);
@@ -81,9 +83,15 @@ void RawPost::renew() {
   curl_slist_free_all(static_cast<curl_slist*>(std::exchange(headers_, list)));
 }
 
+void EasyLoop::shareSessions() {
+  static CURLSH* const share = curl_share_init();
+  curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  curl_easy_setopt(post_.handle(), CURLOPT_SHARE, share);
+}
+
 void EasyLoop::post() {
   post_.renew();
-  require(curl_easy_perform(post_.handle()));
+  require(curl_easy_perform(post_.handle()), post_.handle());
 }
 
 EasyThread::EasyThread() : thread_([this] { work(); }) {}
@@ -150,7 +158,7 @@ void MultiLoop::post(int count) {
     curl_multi_perform(multi_, &running);
     while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
       CURL* const handle = message->easy_handle;
-      require(message->data.result);
+      require(message->data.result, handle);
       curl_multi_remove_handle(multi_, handle);
       ++done;
       RawPost* free = nullptr;

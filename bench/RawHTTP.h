@@ -44,6 +44,9 @@ class EasyLoop {
   explicit EasyLoop(const std::string& path = "/v1/events", std::string body = eventBody())
       : post_(path, std::move(body)) {}
 
+  /// Resumes TLS sessions on new connections, which libcurl does with a share only.
+  void shareSessions();
+
   void post();
 
  private:

@@ -38,6 +38,7 @@ void rawMultiplexed(const Work& work) {
 
 void rawReconnects(const Work& work) {
   EasyLoop loop;
+  loop.shareSessions();
   loop.post();
   for (int i = 0; i < work.count; ++i) {
     std::this_thread::sleep_for(serverKeepsConnections + std::chrono::milliseconds(500));
