@@ -26,12 +26,15 @@ std::string newKey() {
   return key;
 }
 
-void require(CURLcode code, CURL* handle) {
-  if (code == CURLE_OK) return;
+/// Prints a failure. Ends the process after many.
+bool hasSucceeded(CURLcode code, CURL* handle) {
+  if (code == CURLE_OK) return true;
+  static int failures = 0;
   long systemError = 0;
   curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &systemError);
   std::fprintf(stderr, "corvane_bench: libcurl: %s (errno %ld)\n", curl_easy_strerror(code), systemError);
-  std::_Exit(1);
+  if (++failures == 100) std::_Exit(1);
+  return false;
 }
 
 }  // namespace
@@ -50,7 +53,7 @@ double connectMilliseconds() {
   CURL* const handle = curl_easy_init();
   curl_easy_setopt(handle, CURLOPT_URL, serverURL().c_str());
   curl_easy_setopt(handle, CURLOPT_CONNECT_ONLY, 1L);
-  require(curl_easy_perform(handle), handle);
+  while (!hasSucceeded(curl_easy_perform(handle), handle)) continue;
   curl_off_t microseconds = 0;
   curl_easy_getinfo(handle, CURLINFO_CONNECT_TIME_T, &microseconds);
   curl_easy_cleanup(handle);
@@ -90,8 +93,8 @@ void EasyLoop::shareSessions() {
 }
 
 void EasyLoop::post() {
-  post_.renew();
-  require(curl_easy_perform(post_.handle()), post_.handle());
+  do post_.renew();
+  while (!hasSucceeded(curl_easy_perform(post_.handle()), post_.handle()));
 }
 
 EasyThread::EasyThread() : thread_([this] { work(); }) {}
@@ -158,12 +161,12 @@ void MultiLoop::post(int count) {
     curl_multi_perform(multi_, &running);
     while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
       CURL* const handle = message->easy_handle;
-      require(message->data.result, handle);
+      const bool isDone = hasSucceeded(message->data.result, handle);
       curl_multi_remove_handle(multi_, handle);
-      ++done;
       RawPost* free = nullptr;
       curl_easy_getinfo(handle, CURLINFO_PRIVATE, &free);
-      if (begun++ < count) begin(*free);
+      if (isDone) ++done;
+      if (!isDone || begun++ < count) begin(*free);
     }
     if (done < count) curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
   }

@@ -19,7 +19,8 @@ std::string installBody();
 /// The time that a new connection to the server takes: one round trip.
 double connectMilliseconds();
 
-/// An easy handle for a POST request with the library's headers. A failure of a request ends the process.
+/// An easy handle for a POST request with the library's headers. A request that fails is sent again, and
+/// standard error says so.
 class RawPost {
  public:
   RawPost(const std::string& path, std::string body);
