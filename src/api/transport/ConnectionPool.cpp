@@ -1,5 +1,6 @@
 #include "api/transport/ConnectionPool.h"
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -28,6 +29,16 @@ int readinessOf(short events) {
   if ((events & POLLOUT) != 0) readiness |= CURL_CSELECT_OUT;
   if ((events & (POLLERR | POLLNVAL)) != 0) readiness |= CURL_CSELECT_ERR;
   return readiness;
+}
+
+/// The port at this end, or -1.
+long localPort(curl_socket_t socket) {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return -1;
+  if (address.ss_family == AF_INET) return ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
+  if (address.ss_family == AF_INET6) return ntohs(reinterpret_cast<const sockaddr_in6&>(address).sin6_port);
+  return -1;
 }
 
 }  // namespace
@@ -126,11 +137,12 @@ std::optional<ConnectionPool::Finished> ConnectionPool::takeFinished() {
 }
 
 void ConnectionPool::distrustConnections(CURL* request) {
-  curl_socket_t used = CURL_SOCKET_BAD;
-  curl_easy_getinfo(request, CURLINFO_ACTIVESOCKET, &used);
+  // CURLINFO_ACTIVESOCKET does not know a connection that was used before.
+  long port = 0;
+  curl_easy_getinfo(request, CURLINFO_LOCAL_PORT, &port);
   for (const curl_socket_t socket : connections_) {
     // libcurl closes the socket when it next reads from it or looks for a connection to use again.
-    if (socket == used || !isWatched(socket)) ::shutdown(socket, SHUT_RDWR);
+    if (localPort(socket) == port || !isWatched(socket)) ::shutdown(socket, SHUT_RDWR);
   }
 }
 
