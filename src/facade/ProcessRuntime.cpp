@@ -47,8 +47,7 @@ void endAtExit() {
 }
 
 ProcessRuntime* makeRuntime() {
-  // Initialises libcurl, and OpenSSL with it, which registers an exit hook of its own. Ours is registered
-  // after it and so runs before it.
+  // Registers the exit hook of OpenSSL. Ours is registered after it and so runs before it.
   platform::Transport::shared();
   auto executor = std::make_shared<BackgroundExecutor>();
   runtime = new ProcessRuntime{getpid(), executor, executor, std::make_shared<ExchangeLines>(executor)};

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "api/transport/LibcurlSetup.h"
 #include "api/transport/TransportExchange.h"
 #include "api/transport/TransportLoop.h"
 #include "async/LibraryThread.h"
@@ -15,12 +16,6 @@ namespace corvane::platform {
 namespace {
 
 constexpr const char* exitingText = "the process is exiting";
-
-/// Once per process and never undone: libcurl counts initialisations, and the host may have its own.
-CURLcode initialiseLibcurl() {
-  static const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
-  return code;
-}
 
 }  // namespace
 
@@ -34,17 +29,13 @@ Transport& Transport::shared() {
   return *transport;
 }
 
-Transport::Transport(RunningClock::Source time) {
-  if (const CURLcode code = initialiseLibcurl(); code != CURLE_OK) {
-    refusal_ = curl_easy_strerror(code);
+Transport::Transport(RunningClock::Source time) : clock_(std::move(time)) {
+  if (!wakeUp_.isUsable()) {
+    refusal_ = curl_easy_strerror(CURLE_FAILED_INIT);
     return;
   }
-  loop_ = std::make_unique<TransportLoop>(wakeUp_, RunningClock(std::move(time)), eventCapacity_);
-  if (wakeUp_.isUsable() && loop_->isUsable()) {
-    startThread();
-  } else {
-    refusal_ = curl_easy_strerror(CURLE_FAILED_INIT);
-  }
+  if (!prepareLibcurl()) initialiseLibcurl();
+  startThread();
 }
 
 Transport::~Transport() {
@@ -114,8 +105,26 @@ bool Transport::shutDown(std::chrono::milliseconds timeout) {
   return true;
 }
 
+/// Returns why there is no loop, or an empty text.
+std::string Transport::setUp() {
+  const std::lock_guard working(working_);
+  if (const CURLcode code = initialiseLibcurl(); code != CURLE_OK) {
+    return curl_easy_strerror(code);
+  }
+  auto loop = std::make_unique<TransportLoop>(wakeUp_, std::move(clock_), eventCapacity_);
+  if (!loop->isUsable()) return curl_easy_strerror(CURLE_FAILED_INIT);
+  loop_ = std::move(loop);
+  return {};
+}
+
+void Transport::refuseFurther(const std::string& reason) {
+  const std::lock_guard lock(mutex_);
+  if (refusal_.empty()) refusal_ = reason;
+}
+
 void Transport::run() {
   pthread_setname_np(pthread_self(), "corvane-http");
+  if (const std::string failure = setUp(); !failure.empty()) refuseFurther(failure);
   std::string refusal;
   for (;;) {
     Commands commands;
@@ -125,6 +134,10 @@ void Transport::run() {
       refusal = refusal_;
     }
     std::unique_lock working(working_);
+    if (!loop_) {
+      for (const auto& exchange : commands.begun) exchange->completion(refusal);
+      break;
+    }
     for (auto& exchange : commands.begun) loop_->begin(std::move(exchange));
     for (const ExchangeID exchange : commands.cancelled) loop_->cancel(exchange);
     if (!refusal.empty()) break;
@@ -132,11 +145,10 @@ void Transport::run() {
     working.unlock();
     if (const std::string failure = loop_->sleep(); !failure.empty()) {
       // The failure may be permanent (a descriptor limit of zero, for example), so there is no second try.
-      const std::lock_guard lock(mutex_);
-      if (refusal_.empty()) refusal_ = failure;
+      refuseFurther(failure);
     }
   }
-  {
+  if (loop_) {
     const std::lock_guard working(working_);
     loop_->failAll(refusal);
     loop_.reset();

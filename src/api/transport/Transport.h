@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "api/URLRequest.h"
+#include "api/transport/EventAdmission.h"
 #include "api/transport/URLSessionConfiguration.h"
 #include "api/transport/URLSessionResult.h"
 #include "api/transport/WakeUp.h"
@@ -35,8 +36,9 @@ class Transport {
   using Completion = std::function<void(URLSessionResult)>;
   using ExchangeID = std::uint64_t;
 
-  /// The process's transport: made on first use, which initialises libcurl first, and never destroyed, so
-  /// that it may be used until the process ends. Any thread.
+  /// The process's transport: made on first use and never destroyed, so that it may be used until the process
+  /// ends. Does not wait for the initialisation of libcurl, which its thread does first; but an exit hook
+  /// that is registered after this call runs before the hooks of libcurl's libraries. Any thread.
   static Transport& shared();
 
   /// `time`: what time-outs are measured with.
@@ -74,6 +76,8 @@ class Transport {
   };
 
   void startThread();
+  std::string setUp();
+  void refuseFurther(const std::string& reason);
   void run();
   void wakeForFirstCommand();
 
@@ -89,8 +93,9 @@ class Transport {
   bool threadEnded_ = false;  // under mutex_
   std::condition_variable threadEnd_;
   const WakeUp wakeUp_;
-  std::atomic<std::size_t> eventCapacity_{0};
-  /// Used by the thread only.
+  std::atomic<std::size_t> eventCapacity_{EventAdmission::overHTTP1};
+  /// Used by the thread only, as is the loop, which it makes.
+  RunningClock clock_;
   std::unique_ptr<TransportLoop> loop_;
   std::thread thread_;
 };

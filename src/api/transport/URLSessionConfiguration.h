@@ -8,8 +8,8 @@ namespace corvane::platform {
 /// How a `URLSession` performs its exchanges. A plain value.
 struct URLSessionConfiguration {
   /// Seconds. The shorter of the two limits the whole exchange, including redirects and the wait for
-  /// connectivity, but not the time in the queue. The request's own `timeoutInterval` limits the time to
-  /// connect and the time in which no data is transferred.
+  /// connectivity, but not the time in which it waits for a connection or the process does not run. The
+  /// request's own `timeoutInterval` limits the time to connect and the time in which no data is transferred.
   double timeoutIntervalForRequest = 60;
   double timeoutIntervalForResource = 604800;
   /// Without a network, wait for one until the time-out instead of failing at once.
@@ -23,8 +23,8 @@ struct URLSessionConfiguration {
 
   static URLSessionConfiguration default_() { return {}; }
 
-  /// The time-out of one whole exchange, in libcurl's unit: at least 1 ms, because libcurl takes 0 for "no
-  /// time-out" (intervals that are zero, negative or not a number become 1 ms), and at most about 24 days.
+  /// The time-out of one whole exchange: at least 1 ms, which intervals that are zero, negative or not a
+  /// number become, and at most about 24 days.
   std::chrono::milliseconds exchangeTimeout() const;
 };
 
