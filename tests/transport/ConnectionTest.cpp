@@ -45,19 +45,28 @@ TEST(Connections, OnlyALoneEventTakesAnIdleConnectionOfOthers) {
   EXPECT_EQ(connectionsAfter(Traffic::interactive), 2U);
 }
 
-TEST(Connections, ANewOneResumesTheTLSSessionOfAClosedOne) {
+/// One character for each of three connections: "r" when it resumed a session.
+std::string resumptions(Nginx::Protocol protocol, const std::string& version) {
   LoopbackServer origin(LoopbackResponse::of(200));
+  const Nginx server(
+      protocol, origin.url(""),
+      "keepalive_timeout 20ms; ssl_session_cache shared:sessions:1m; ssl_protocols " + version + ";");
+  const Relay relay(server.port());
+  const std::string url = "https://127.0.0.1:" + std::to_string(relay.port()) + "/";
+  Transport transport;
+  const URLSession session(trusting(server.certificateFile()), transport);
+  std::string resumed;
+  for (const Traffic traffic : {Traffic::interactive, Traffic::interactive, Traffic::event}) {
+    resumed += response(run(session, event(url, traffic))).headers.at("x-resumed");
+    relay.awaitNoConnection();
+  }
+  return resumed;
+}
+
+TEST(Connections, ANewOneResumesTheTLSSessionOfOneThatTheServerClosed) {
   for (const std::string version : {"TLSv1.2", "TLSv1.3"}) {
-    const Nginx server(
-        Nginx::Protocol::http1, origin.url(""),
-        "keepalive_requests 1; ssl_session_cache shared:sessions:1m; ssl_protocols " + version + ";");
-    Transport transport;
-    const URLSession session(trusting(server.certificateFile()), transport);
-    std::string resumed;
-    for (const Traffic traffic : {Traffic::interactive, Traffic::interactive, Traffic::event}) {
-      resumed += response(run(session, event(server.url(), traffic))).headers.at("x-resumed");
-    }
-    EXPECT_EQ(resumed, ".rr") << version;
+    EXPECT_EQ(resumptions(Nginx::Protocol::http1, version), ".rr") << version;
+    EXPECT_EQ(resumptions(Nginx::Protocol::http2, version), ".rr") << version << ", HTTP/2";
   }
 }
 

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <stdexcept>
 
 namespace corvane::test {
 
@@ -24,6 +25,10 @@ sandbox::Descriptor connectTo(std::uint16_t port) {
 
 Relay::Relay(std::uint16_t server)
     : server_(server), listener_({}, [this](sandbox::Connection& client) { serve(client); }) {}
+
+void Relay::awaitNoConnection() const {
+  if (!listener_.awaitNoConnection()) throw std::runtime_error("relay: a connection stays open");
+}
 
 void Relay::serve(sandbox::Connection& client) {
   const sandbox::Descriptor server = connectTo(server_);

@@ -17,6 +17,9 @@ class Relay {
   /// From now on the connections that exist forward nothing, but stay open. New ones work.
   void loseWhatExists() { ++generation_; }
 
+  /// Waits until one end has closed every connection, and the other end has been told.
+  void awaitNoConnection() const;
+
  private:
   void serve(sandbox::Connection& client);
 

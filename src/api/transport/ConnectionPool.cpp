@@ -60,6 +60,7 @@ void ConnectionPool::setBounds(long connectionsPerHost, long streams) {
 }
 
 CURLMcode ConnectionPool::add(CURL* request) {
+  keepSessionsOfClosed();
   const CURLMcode code = curl_multi_add_handle(multi_.get(), request);
   if (code == CURLM_OK) ++requests_;
   return code;
@@ -72,7 +73,7 @@ void ConnectionPool::remove(CURL* request) {
 curl_socket_t ConnectionPool::openSocket(const curl_sockaddr& address) noexcept {
   const curl_socket_t socket = ::socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
   if (socket == CURL_SOCKET_BAD) return socket;
-  connections_.push_back(socket);
+  connections_.push_back({socket});
   opened_ = true;
   return socket;
 }
@@ -80,8 +81,26 @@ curl_socket_t ConnectionPool::openSocket(const curl_sockaddr& address) noexcept 
 int ConnectionPool::closeSocket(void* self, curl_socket_t socket) noexcept {
   auto& pool = *static_cast<ConnectionPool*>(self);
   pool.unwatch(socket);
-  std::erase(pool.connections_, socket);
+  std::erase_if(pool.connections_, [socket](const Connection& each) { return each.socket == socket; });
   return ::close(socket);
+}
+
+void ConnectionPool::noteUse(CURL* request, int port) noexcept {
+  const TLSConnection tls = tlsConnectionOf(request);
+  if (!tls) return;
+  for (Connection& each : connections_) {
+    if (each.tls == tls) return;
+    if (!each.tls && localPort(each.socket) == port) each.tls = tls;
+  }
+}
+
+/// libcurl finds out about them, and ends them, when it next looks for a connection.
+void ConnectionPool::keepSessionsOfClosed() const {
+  for (const Connection& each : connections_) {
+    if (!each.tls || isWatched(each.socket)) continue;
+    pollfd state{.fd = each.socket, .events = POLLRDHUP, .revents = 0};
+    if (::poll(&state, 1, 0) > 0) keepSessionResumable(each.tls);
+  }
 }
 
 int ConnectionPool::watchSocket(CURL*, curl_socket_t socket, int what, void* self, void*) noexcept {
@@ -140,9 +159,11 @@ void ConnectionPool::distrustConnections(CURL* request) {
   // CURLINFO_ACTIVESOCKET does not know a connection that was used before.
   long port = 0;
   curl_easy_getinfo(request, CURLINFO_LOCAL_PORT, &port);
-  for (const curl_socket_t socket : connections_) {
+  for (const Connection& each : connections_) {
+    if (localPort(each.socket) != port && isWatched(each.socket)) continue;
     // libcurl closes the socket when it next reads from it or looks for a connection to use again.
-    if (localPort(socket) == port || !isWatched(socket)) ::shutdown(socket, SHUT_RDWR);
+    keepSessionResumable(each.tls);
+    ::shutdown(each.socket, SHUT_RDWR);
   }
 }
 

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "api/transport/TLSSession.h"
 #include "foundation/RunningClock.h"
 
 namespace corvane::platform {
@@ -47,6 +48,8 @@ class ConnectionPool {
 
   curl_socket_t openSocket(const curl_sockaddr& address) noexcept;
   static int closeSocket(void* pool, curl_socket_t socket) noexcept;
+  /// `request` is about to be sent over the connection with that port at this end.
+  void noteUse(CURL* request, int localPort) noexcept;
 
   /// Appends the descriptors that libcurl waits for.
   void appendPolled(std::vector<pollfd>& list) const;
@@ -75,6 +78,10 @@ class ConnectionPool {
   struct FreeMulti {
     void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
   };
+  struct Connection {
+    curl_socket_t socket;
+    TLSConnection tls = nullptr;  ///< known from the first request
+  };
   struct Polled {
     curl_socket_t socket;
     short events;
@@ -84,8 +91,9 @@ class ConnectionPool {
   static int setTimer(CURLM*, long milliseconds, void* pool) noexcept;
   void unwatch(curl_socket_t socket);
   bool isWatched(curl_socket_t socket) const;
+  void keepSessionsOfClosed() const;
 
-  std::vector<curl_socket_t> connections_;
+  std::vector<Connection> connections_;
   /// The sockets of requests in progress, and those of libcurl's resolver threads.
   std::vector<Polled> polled_;
   std::optional<Clock::time_point> timer_;

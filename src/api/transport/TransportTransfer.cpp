@@ -175,8 +175,10 @@ curl_socket_t TransportTransfer::openSocket(void* self, curlsocktype, curl_socka
   return transfer.pool_->openSocket(*address);
 }
 
-int TransportTransfer::beginSending(void* self, char*, char*, int, int) noexcept {
-  static_cast<TransportTransfer*>(self)->stage_ = Stage::sending;
+int TransportTransfer::beginSending(void* self, char*, char*, int, int localPort) noexcept {
+  auto& transfer = *static_cast<TransportTransfer*>(self);
+  transfer.stage_ = Stage::sending;
+  transfer.pool_->noteUse(transfer.handle(), localPort);
   return CURL_PREREQFUNC_OK;
 }
 
