@@ -45,6 +45,20 @@ TEST(Connections, OnlyALoneEventTakesAnIdleConnectionOfOthers) {
   EXPECT_EQ(connectionsAfter(Traffic::interactive), 2U);
 }
 
+TEST(Connections, FourOthersDoNotWaitForALoneEventAmongThem) {
+  LoopbackServer server([](const LoopbackRequest& request) {
+    return request.target == "/" ? LoopbackResponse::of(200) : LoopbackResponse::silence();
+  });
+  Transport transport;
+  const URLSession session(within(600), transport);
+  run(session, {.url = server.url()});
+  std::vector<Exchange> silent;
+  silent.push_back(begin(session, event(server.url("/silent"), Traffic::loneEvent)));
+  for (int i = 0; i < 4; ++i) silent.push_back(begin(session, {.url = server.url("/silent")}));
+  server.awaitRequests(6);
+  EXPECT_EQ(server.connectionsAccepted(), 5U);
+}
+
 /// One character for each of three connections: "r" when it resumed a session.
 std::string resumptions(Nginx::Protocol protocol, const std::string& version) {
   LoopbackServer origin(LoopbackResponse::of(200));
@@ -116,10 +130,14 @@ void expectOneFailure(Relay& relay, const std::string& scheme, Gate& gate,
   EXPECT_EQ(response(first.result()).statusCode, 200);
   EXPECT_EQ(response(second.result()).statusCode, 200);
   relay.loseWhatExists();
+  // Over HTTP/2 it shares the connection, and begins again over another one.
+  std::vector<Exchange> siblings;
+  if (scheme.starts_with("https")) siblings.push_back(begin(session, event(url)));
   const URLSession impatient(trusting(certificateFile, 0.3), transport);
   const std::string text = failure(run(impatient, event(url)));
   EXPECT_NE(text.find("Operation timed out after 300 milliseconds"), std::string::npos) << text;
   for (int i = 0; i < 2; ++i) EXPECT_EQ(response(run(session, event(url))).statusCode, 200);
+  for (Exchange& sibling : siblings) EXPECT_EQ(response(sibling.result()).statusCode, 200);
 }
 
 TEST(Connections, AreNotUsedAgainWhenAnExchangeTimedOutOnThem) {

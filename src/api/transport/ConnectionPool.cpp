@@ -43,18 +43,18 @@ long localPort(curl_socket_t socket) {
 
 }  // namespace
 
-ConnectionPool::ConnectionPool(long maxConnections) : multi_(curl_multi_init()) {
+ConnectionPool::ConnectionPool(long kept) : multi_(curl_multi_init()) {
   if (!multi_) return;
   CURLM* const multi = multi_.get();
-  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, maxConnections);
-  curl_multi_setopt(multi, CURLMOPT_MAX_TOTAL_CONNECTIONS, maxConnections);
+  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kept);
   curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, &ConnectionPool::watchSocket);
   curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, &ConnectionPool::setTimer);
   curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this);
 }
 
-void ConnectionPool::setBounds(long connectionsPerHost, long streams) {
+void ConnectionPool::setBounds(long connections, long connectionsPerHost, long streams) {
+  curl_multi_setopt(multi_.get(), CURLMOPT_MAX_TOTAL_CONNECTIONS, connections);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, connectionsPerHost);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAX_CONCURRENT_STREAMS, streams);
 }
@@ -155,10 +155,7 @@ std::optional<ConnectionPool::Finished> ConnectionPool::takeFinished() {
   return std::nullopt;
 }
 
-void ConnectionPool::distrustConnections(CURL* request) {
-  // CURLINFO_ACTIVESOCKET does not know a connection that was used before.
-  long port = 0;
-  curl_easy_getinfo(request, CURLINFO_LOCAL_PORT, &port);
+void ConnectionPool::distrustConnections(long port) {
   for (const Connection& each : connections_) {
     if (localPort(each.socket) != port && isWatched(each.socket)) continue;
     // libcurl closes the socket when it next reads from it or looks for a connection to use again.

@@ -30,15 +30,16 @@ class ConnectionPool {
     CURLcode code;
   };
 
-  explicit ConnectionPool(long maxConnections);
+  /// `kept`: how many idle connections stay open.
+  explicit ConnectionPool(long kept);
   ConnectionPool(const ConnectionPool&) = delete;
   ConnectionPool& operator=(const ConnectionPool&) = delete;
 
   /// False when libcurl could not make it. Then no other function may be called.
   bool isUsable() const { return multi_ != nullptr; }
 
-  /// Bounds the connections to one host, and the streams of one HTTP/2 connection.
-  void setBounds(long connectionsPerHost, long streams);
+  /// Bounds the connections, and the streams of one HTTP/2 connection.
+  void setBounds(long connections, long connectionsPerHost, long streams);
 
   /// Among the options of `request`, one must end in `openSocket`, and `closeSocket` must be one, with this
   /// pool as its data.
@@ -67,9 +68,9 @@ class ConnectionPool {
   /// Whether a connection was made since the last call.
   bool takeOpened() { return std::exchange(opened_, false); }
 
-  /// Makes sure that neither the connection of `request`, whose peer has stopped responding, nor one that is
-  /// idle, and perhaps as dead, is used for another request.
-  void distrustConnections(CURL* request);
+  /// Makes sure that neither the connection with that port at this end, whose peer has stopped responding,
+  /// nor one that is idle, and perhaps as dead, is used for another request.
+  void distrustConnections(long localPort);
 
   /// When a request of this pool last began, transferred something or ended.
   RunningClock::time_point latestProgress{};

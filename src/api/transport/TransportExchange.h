@@ -34,6 +34,8 @@ struct TransportExchange {
   RunningClock::time_point latestProgress;
   TransportTransfer::Stage latestStage = TransportTransfer::Stage::held;
   curl_off_t latestBytes = 0;
+  /// Its connection was shut down because another exchange timed out on it, so it may begin again.
+  bool lostConnection = false;
 
   /// An attempt failed for want of connectivity, so network changes matter to this exchange.
   bool lackedConnectivity = false;

@@ -69,11 +69,7 @@ TransportLoop::TransportLoop(const WakeUp& wakeUp, RunningClock clock,
       clock_(std::move(clock)),
       now_(clock_.now()),
       eventCapacity_(eventCapacity),
-      shared_(makeShare()) {
-  if (!isUsable()) return;
-  interactive_.setBounds(interactiveConnections, EventAdmission::overHTTP2);
-  applyAdmission();
-}
+      shared_(makeShare()) {}
 
 void TransportLoop::begin(std::unique_ptr<TransportExchange> exchange) {
   if (auto malformed = validationError(exchange->request)) {
@@ -97,6 +93,7 @@ void TransportLoop::cancel(std::uint64_t id) {
 }
 
 void TransportLoop::work() {
+  setBounds();
   workOn(interactive_);
   workOn(events_);
   now_ = clock_.now();
@@ -142,13 +139,19 @@ void TransportLoop::observeEvents() {
     if (exchange->pool == &events_) ++(isHeld(*exchange) ? held : begun);
   }
   admission_.observe(begun, held);
-  applyAdmission();
+  eventCapacity_ = admission_.capacity();
 }
 
-void TransportLoop::applyAdmission() {
-  events_.setBounds(static_cast<long>(admission_.connectionsPerHost()),
+/// They take effect when libcurl next begins a request.
+void TransportLoop::setBounds() {
+  // A lone event in their pool must not make four others wait.
+  const bool hasGuest = std::ranges::any_of(active_, [this](const auto& each) {
+    return each->pool == &interactive_ && each->request.traffic != Traffic::interactive;
+  });
+  const long connections = interactiveConnections + (hasGuest ? 1 : 0);
+  interactive_.setBounds(connections, connections, EventAdmission::overHTTP2);
+  events_.setBounds(eventConnections, static_cast<long>(admission_.connectionsPerHost()),
                     static_cast<long>(admission_.streams()));
-  eventCapacity_ = admission_.capacity();
 }
 
 void TransportLoop::collectFinished(ConnectionPool& pool) {
@@ -159,7 +162,7 @@ void TransportLoop::collectFinished(ConnectionPool& pool) {
     pool.latestProgress = now_;
     if (finished->code == CURLE_OK && &pool == &events_) {
       admission_.responded(exchange->transfer->isMultiplexed());
-      applyAdmission();
+      eventCapacity_ = admission_.capacity();
     }
     finishRequest(*exchange, finished->code);
   }
@@ -179,6 +182,7 @@ void TransportLoop::startRequest(TransportExchange& exchange) {
   exchange.latestProgress = now_;
   exchange.latestStage = Stage::held;
   exchange.latestBytes = 0;
+  exchange.lostConnection = false;
   ConnectionPool& pool = poolFor(exchange.request);
   // Later than our own time-out, which comes first unless this process did not run meanwhile.
   const auto connectTimeout = milliseconds(100) + timeToConnect(exchange, now_);
@@ -194,11 +198,10 @@ void TransportLoop::startRequest(TransportExchange& exchange) {
 void TransportLoop::finishRequest(TransportExchange& exchange, CURLcode code) {
   if (auto response = exchange.transfer->takeResponse(code))
     return handleResponse(exchange, std::move(*response));
-  // libcurl's limit for connecting: the exchange's own time is left, because this process did not run.
+  // libcurl's limit for connecting is later than ours, so this process did not run meanwhile.
   const bool wasConnecting = code == CURLE_OPERATION_TIMEDOUT && exchange.transfer->stage() != Stage::sending;
-  if (wasConnecting && exchange.time.left(now_) > RunningClock::duration::zero()) {
-    return startRequest(exchange);
-  }
+  const bool hasTime = exchange.time.left(now_) > RunningClock::duration::zero();
+  if ((wasConnecting || exchange.lostConnection) && hasTime) return startRequest(exchange);
   exchange.latestFailure = exchange.transfer->failureText(code);
   if (lacksConnectivity(exchange, code) && waitForConnectivity(exchange)) return;
   complete(exchange, exchange.latestFailure);
@@ -278,10 +281,21 @@ void TransportLoop::failExpired() {
   for (TransportExchange* exchange : expired(true)) timeOut(*exchange);
 }
 
+/// The connection of an exchange that timed out is not used again, and those that share it begin again.
+void TransportLoop::distrustConnection(const TransportExchange& exchange) {
+  const long port = exchange.transfer->localPort();
+  exchange.pool->distrustConnections(port);
+  for (const auto& each : active_) {
+    if (port != 0 && each->pool == exchange.pool && each->transfer->localPort() == port) {
+      each->lostConnection = true;
+    }
+  }
+}
+
 void TransportLoop::timeOut(TransportExchange& exchange) {
   if (!exchange.pool) return complete(exchange, exchange.latestFailure);
   const TransportTransfer& transfer = *exchange.transfer;
-  if (!isHeld(exchange)) exchange.pool->distrustConnections(transfer.handle());
+  if (!isHeld(exchange)) distrustConnection(exchange);
   const bool isOver = isHeld(exchange) || exchange.time.left(now_) <= RunningClock::duration::zero();
   if (!isOver && transfer.stage() == Stage::sending) {
     return complete(exchange, silenceText(silenceLimit(exchange.request)));

@@ -65,10 +65,10 @@ class TransportLoop {
     void operator()(CURLSH* share) const { curl_share_cleanup(share); }
   };
 
+  void setBounds();
   void workOn(ConnectionPool& pool);
   void noteProgress();
   void observeEvents();
-  void applyAdmission();
   void collectFinished(ConnectionPool& pool);
   ConnectionPool& poolFor(const URLRequest& request);
   void startRequest(TransportExchange& exchange);
@@ -79,6 +79,7 @@ class TransportLoop {
   void handleNetworkChanges();
   RunningClock::time_point endOf(const TransportExchange& exchange) const;
   void failExpired();
+  void distrustConnection(const TransportExchange& exchange);
   void timeOut(TransportExchange& exchange);
   int longestSleep() const;
   void complete(TransportExchange& exchange, URLSessionResult result);

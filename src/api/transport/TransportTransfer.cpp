@@ -196,6 +196,12 @@ curl_off_t TransportTransfer::bodyBytesReceived() const {
   return received;
 }
 
+long TransportTransfer::localPort() const {
+  long port = 0;  // CURLINFO_ACTIVESOCKET does not know a connection that was used before
+  curl_easy_getinfo(handle(), CURLINFO_LOCAL_PORT, &port);
+  return stage_ == Stage::sending ? port : 0;
+}
+
 bool TransportTransfer::isMultiplexed() const {
   long version = CURL_HTTP_VERSION_NONE;
   curl_easy_getinfo(handle(), CURLINFO_HTTP_VERSION, &version);

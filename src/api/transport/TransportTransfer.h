@@ -58,6 +58,8 @@ class TransportTransfer {
   /// How many bytes were transferred in both directions.
   curl_off_t bytesTransferred() const;
   curl_off_t bodyBytesReceived() const;
+  /// The port of its connection at this end, which identifies the connection; 0 when there is none yet.
+  long localPort() const;
   /// Whether the response came over a connection that serves several requests at once.
   bool isMultiplexed() const;
 
