@@ -13,7 +13,10 @@ namespace corvane::test {
 
 namespace {
 
+constexpr const char* program = "/usr/sbin/nginx";
+
 sandbox::Descriptor listenOnLoopback() {
+  if (::access(program, X_OK) != 0) throw std::runtime_error("no nginx; scripts/setup --check installs it");
   sandbox::Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -68,7 +71,7 @@ Nginx::Nginx(Protocol protocol, const std::string& origin, const std::string& di
     : listener_(listenOnLoopback()),
       port_(portOf(listener_)),
       process_((writeConfiguration(protocol, origin, directives), "/usr/bin/setpriv"),
-               {"--pdeathsig", "TERM", "/usr/sbin/nginx", "-c", folder_.path() / "nginx.conf"},
+               {"--pdeathsig", "TERM", program, "-c", folder_.path() / "nginx.conf"},
                {.environment = {"NGINX=3;"},
                 .standardError = ChildOptions::StandardError::discarded,
                 .descriptors = {{3, listener_.number()}}}) {}
