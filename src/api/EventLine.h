@@ -87,7 +87,7 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
   void close(std::string reason);
 
  private:
-  using Time = RunningClock::time_point;
+  using Time = RunningClock::TimePoint;
 
   struct Event {
     std::shared_ptr<const EventRoute> route;

@@ -16,25 +16,25 @@ namespace corvane {
 class RunningClock {
  public:
   using Source = std::function<std::chrono::steady_clock::time_point()>;
-  using duration = std::chrono::steady_clock::duration;
-  using time_point = std::chrono::time_point<RunningClock, duration>;
+  using Duration = std::chrono::steady_clock::duration;
+  using TimePoint = std::chrono::time_point<RunningClock, Duration>;
 
   static constexpr std::chrono::seconds longestStep{2};
 
   explicit RunningClock(Source source = std::chrono::steady_clock::now)
       : source_(std::move(source)), latest_(source_()) {}
 
-  time_point now() {
+  TimePoint now() {
     const auto reading = source_();
-    elapsed_ += std::clamp<duration>(reading - latest_, duration::zero(), longestStep);
+    elapsed_ += std::clamp<Duration>(reading - latest_, Duration::zero(), longestStep);
     latest_ = reading;
-    return time_point(elapsed_);
+    return TimePoint(elapsed_);
   }
 
  private:
   Source source_;
   std::chrono::steady_clock::time_point latest_;
-  duration elapsed_{};
+  Duration elapsed_{};
 };
 
 }  // namespace corvane

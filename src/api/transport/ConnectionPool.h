@@ -73,7 +73,7 @@ class ConnectionPool {
   void distrustConnections(long localPort);
 
   /// When a request of this pool last began, transferred something or ended.
-  RunningClock::time_point latestProgress{};
+  RunningClock::TimePoint latestProgress{};
 
  private:
   struct FreeMulti {

@@ -9,10 +9,10 @@ namespace corvane::platform {
 /// The time that is left for an exchange. It is spent only while it runs. A value; stopped at first.
 class ExchangeTime {
  public:
-  using TimePoint = RunningClock::time_point;
+  using TimePoint = RunningClock::TimePoint;
 
   ExchangeTime() = default;
-  explicit ExchangeTime(RunningClock::duration whole) : left_(whole) {}
+  explicit ExchangeTime(RunningClock::Duration whole) : left_(whole) {}
 
   bool runs() const { return end_.has_value(); }
   void run(TimePoint now) {
@@ -22,10 +22,10 @@ class ExchangeTime {
     left_ = left(now);
     end_.reset();
   }
-  RunningClock::duration left(TimePoint now) const { return end_ ? *end_ - now : left_; }
+  RunningClock::Duration left(TimePoint now) const { return end_ ? *end_ - now : left_; }
 
  private:
-  RunningClock::duration left_{};
+  RunningClock::Duration left_{};
   std::optional<TimePoint> end_;
 };
 

@@ -31,7 +31,7 @@ struct TransportExchange {
   /// Where the current request is; null while it waits for a network.
   ConnectionPool* pool = nullptr;
   /// When the request was handed to libcurl, its stage changed, or bytes were transferred.
-  RunningClock::time_point latestProgress;
+  RunningClock::TimePoint latestProgress;
   TransportTransfer::Stage latestStage = TransportTransfer::Stage::held;
   curl_off_t latestBytes = 0;
   /// Its connection was shut down because another exchange timed out on it, so it may begin again.

@@ -27,7 +27,7 @@ milliseconds silenceLimit(const URLRequest& request) {
 }
 
 /// How long libcurl may take to connect.
-milliseconds timeToConnect(const TransportExchange& exchange, RunningClock::time_point now) {
+milliseconds timeToConnect(const TransportExchange& exchange, RunningClock::TimePoint now) {
   const auto left = std::chrono::ceil<milliseconds>(exchange.time.left(now));
   return std::min(left, silenceLimit(exchange.request));
 }
@@ -200,7 +200,7 @@ void TransportLoop::finishRequest(TransportExchange& exchange, CURLcode code) {
     return handleResponse(exchange, std::move(*response));
   // libcurl's limit for connecting is later than ours, so this process did not run meanwhile.
   const bool wasConnecting = code == CURLE_OPERATION_TIMEDOUT && exchange.transfer->stage() != Stage::sending;
-  const bool hasTime = exchange.time.left(now_) > RunningClock::duration::zero();
+  const bool hasTime = exchange.time.left(now_) > RunningClock::Duration::zero();
   if ((wasConnecting || exchange.lostConnection) && hasTime) return startRequest(exchange);
   exchange.latestFailure = exchange.transfer->failureText(code);
   if (lacksConnectivity(exchange, code) && waitForConnectivity(exchange)) return;
@@ -262,7 +262,7 @@ void TransportLoop::handleNetworkChanges() {
 }
 
 /// When the exchange fails unless something happens before.
-RunningClock::time_point TransportLoop::endOf(const TransportExchange& exchange) const {
+RunningClock::TimePoint TransportLoop::endOf(const TransportExchange& exchange) const {
   const auto end = now_ + exchange.time.left(now_);
   if (!exchange.pool) return end;
   if (!exchange.time.runs()) {
@@ -296,7 +296,7 @@ void TransportLoop::timeOut(TransportExchange& exchange) {
   if (!exchange.pool) return complete(exchange, exchange.latestFailure);
   const TransportTransfer& transfer = *exchange.transfer;
   if (!isHeld(exchange)) distrustConnection(exchange);
-  const bool isOver = isHeld(exchange) || exchange.time.left(now_) <= RunningClock::duration::zero();
+  const bool isOver = isHeld(exchange) || exchange.time.left(now_) <= RunningClock::Duration::zero();
   if (!isOver && transfer.stage() == Stage::sending) {
     return complete(exchange, silenceText(silenceLimit(exchange.request)));
   }
@@ -307,7 +307,7 @@ void TransportLoop::timeOut(TransportExchange& exchange) {
 int TransportLoop::longestSleep() const {
   if (active_.empty() && !interactive_.timer() && !events_.timer()) return -1;
   const auto now = ConnectionPool::Clock::now();
-  RunningClock::duration longest = longestSleepInProgress;
+  RunningClock::Duration longest = longestSleepInProgress;
   for (const auto& exchange : active_) longest = std::min(longest, endOf(*exchange) - now_);
   for (const ConnectionPool* pool : {&interactive_, &events_}) {
     if (pool->timer()) longest = std::min(longest, *pool->timer() - now);

@@ -77,7 +77,7 @@ class TransportLoop {
   bool lacksConnectivity(const TransportExchange& exchange, CURLcode code) const;
   bool waitForConnectivity(TransportExchange& exchange);
   void handleNetworkChanges();
-  RunningClock::time_point endOf(const TransportExchange& exchange) const;
+  RunningClock::TimePoint endOf(const TransportExchange& exchange) const;
   void failExpired();
   void distrustConnection(const TransportExchange& exchange);
   void timeOut(TransportExchange& exchange);
@@ -91,7 +91,7 @@ class TransportLoop {
   const WakeUp& wakeUp_;
   RunningClock clock_;
   /// The latest reading of the clock.
-  RunningClock::time_point now_;
+  RunningClock::TimePoint now_;
   std::atomic<std::size_t>& eventCapacity_;
   EventAdmission admission_;
   /// TLS sessions, so that a new connection resumes one, and name look-ups. Used by one thread, so it needs
