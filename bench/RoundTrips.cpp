@@ -14,7 +14,8 @@ namespace {
 
 /// The servers behind the line: the sandbox, and a web server in front of it (bench/nginx.conf).
 const std::string plain = "http://10.77.0.1:8717", web = "https://10.77.0.1:8443",
-                  closingTLS12 = "https://10.77.0.1:8444", closingTLS13 = "https://10.77.0.1:8445";
+                  closingTLS12 = "https://10.77.0.1:8444", closingTLS13 = "https://10.77.0.1:8445",
+                  closingHTTP2 = "https://10.77.0.1:8446";
 
 /// All times are in milliseconds.
 struct Row {
@@ -57,8 +58,10 @@ const std::vector<Row> cleanRows = {
      "1.2 × libcurl, under 2 s", [](double, double floor) { return std::min(1.2 * floor, 2'000.0); }},
     {"one event, the server closed the connection, TLS 1.2", closingTLS12, "reconnects", "rawReconnects", 7,
      1, "3 round trips + 15 ms", roundTrips(3, 15)},
-    {"the same with TLS 1.3", closingTLS13, "reconnects", "rawReconnects", 7, 1,
-     "3 round trips + 15 ms, resumed", roundTrips(3, 15)}};
+    {"the same with TLS 1.3", closingTLS13, "reconnects", "rawReconnects", 7, 1, "3 round trips + 15 ms",
+     roundTrips(3, 15)},
+    {"the same with TLS 1.2 and HTTP/2", closingHTTP2, "reconnects", "rawReconnects", 7, 1,
+     "3 round trips + 15 ms", roundTrips(3, 15)}};
 
 const std::vector<Row> lossyRows = {{"2 % loss: 1,000 events at once, HTTP/1.1", plain, "eventsAtOnce",
                                      "rawAtOnce", 1'000, 5, "1.2 × libcurl", timesFloor},
