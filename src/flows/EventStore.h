@@ -75,10 +75,10 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   /// on the background thread and never inside this call, when they are in the file. Events that come in the
   /// same turn of that thread share one transaction. Any thread; `background` outlives the call of `stored`.
   ///
-  /// While another process holds the file, the write is tried again each 100 ms. After 40 times, 4 to 5 s,
-  /// and at the end of the process, `stored` is called although the events only wait in memory; where the
-  /// file cannot be written at all, it is called at once. Once `background` takes no more work, it is called
-  /// inside this call.
+  /// While another process holds the file, the write is tried again each 100 ms, which takes 25 ms at most.
+  /// After 40 times, about 5 s, and at the end of the process, `stored` is called although the events only
+  /// wait in memory; where the file cannot be written at all, it is called at once. Once `background` takes
+  /// no more work, it is called inside this call.
   void store(StoredEvents events, Background& background, std::function<void()> stored);
   void remove(const std::string& id);
 
