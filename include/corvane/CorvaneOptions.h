@@ -22,6 +22,11 @@ struct CorvaneOptions {
   /// Time-out of one attempt of a request in seconds, including redirects and the wait for a network. With
   /// the default of three attempts, a request fails after about half a minute. Must be positive. A value
   /// below the resolution of the clock means the shortest time-out, never "no time-out".
+  ///
+  /// The time begins when the attempt does. Of opens, resolves and installs four run at once; a fifth waits
+  /// for one of them. An event waits in line until its turn comes, as long as responses arrive. When no
+  /// request has got a response for this time, the events that have waited that long fail; that counts as an
+  /// attempt. Time in which the process does not run, because the device sleeps for example, does not count.
   double requestTimeout = 10.0;
 
   CorvaneRetryPolicy retryPolicy = CorvaneRetryPolicy::default_;
