@@ -168,6 +168,20 @@ class TransportTime : public testing::Test {
   Transport transport_{[this] { return time_.load(); }};
 };
 
+TEST_F(TransportTime, EventsThatWaitForAConnectionInTheMakingFailWithIt) {
+  LoopbackServer plain(LoopbackResponse::silence());  // never responds to the beginning of a TLS handshake
+  std::vector<Exchange> events;
+  for (int i = 0; i < 3; ++i) {
+    const std::string url = "https://127.0.0.1:" + std::to_string(plain.port()) + "/";
+    events.push_back(begin(URLSession(within(1.5), transport_), event(url)));
+  }
+  pass(0ms);
+  pass(1499ms);
+  for (const Exchange& each : events) EXPECT_FALSE(each.hasEnded());
+  pass(1ms);
+  for (const Exchange& each : events) EXPECT_TRUE(each.hasEnded());
+}
+
 TEST_F(TransportTime, AJumpCountsAsTwoSecondsAtMost) {
   LoopbackServer silent(LoopbackResponse::silence());
   const URLSession session(within(5), transport_);

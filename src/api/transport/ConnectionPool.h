@@ -72,7 +72,7 @@ class ConnectionPool {
   /// nor one that is idle, and perhaps as dead, is used for another request.
   void distrustConnections(long localPort);
 
-  /// When a request of this pool last began, transferred something or ended.
+  /// When a request of this pool last got a connection, or a part of its response.
   RunningClock::TimePoint latestProgress{};
 
  private:

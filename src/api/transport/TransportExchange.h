@@ -33,7 +33,8 @@ struct TransportExchange {
   /// When the request was handed to libcurl, its stage changed, or bytes were transferred.
   RunningClock::TimePoint latestProgress;
   TransportTransfer::Stage latestStage = TransportTransfer::Stage::held;
-  curl_off_t latestBytes = 0;
+  curl_off_t sent = 0;
+  curl_off_t received = 0;
   /// Its connection was shut down because another exchange timed out on it, so it may begin again.
   bool lostConnection = false;
 

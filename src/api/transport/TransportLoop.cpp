@@ -122,13 +122,15 @@ void TransportLoop::workOn(ConnectionPool& pool) {
 void TransportLoop::noteProgress() {
   for (const auto& exchange : active_) {
     if (!exchange->pool) continue;
-    const Stage stage = exchange->transfer->stage();
-    const curl_off_t bytes = exchange->transfer->bytesTransferred();
-    if (stage == exchange->latestStage && bytes == exchange->latestBytes) continue;
-    exchange->latestStage = stage;
-    exchange->latestBytes = bytes;
+    const TransportTransfer& transfer = *exchange->transfer;
+    const Stage stage = std::exchange(exchange->latestStage, transfer.stage());
+    const curl_off_t sent = std::exchange(exchange->sent, transfer.bytesSent());
+    const curl_off_t received = std::exchange(exchange->received, transfer.bytesReceived());
+    const bool isOnConnection = stage != exchange->latestStage && exchange->latestStage == Stage::sending;
+    if (isOnConnection || received != exchange->received) exchange->pool->latestProgress = now_;
+    if (stage == exchange->latestStage && sent == exchange->sent && received == exchange->received) continue;
     exchange->time.run(now_);
-    exchange->latestProgress = exchange->pool->latestProgress = now_;
+    exchange->latestProgress = now_;
   }
 }
 
@@ -159,7 +161,6 @@ void TransportLoop::collectFinished(ConnectionPool& pool) {
     TransportExchange* exchange = nullptr;
     curl_easy_getinfo(finished->request, CURLINFO_PRIVATE, &exchange);
     exchange->pool = nullptr;
-    pool.latestProgress = now_;
     if (finished->code == CURLE_OK && &pool == &events_) {
       admission_.responded(exchange->transfer->isMultiplexed());
       eventCapacity_ = admission_.capacity();
@@ -181,7 +182,7 @@ void TransportLoop::startRequest(TransportExchange& exchange) {
   exchange.time.stop(now_);
   exchange.latestProgress = now_;
   exchange.latestStage = Stage::held;
-  exchange.latestBytes = 0;
+  exchange.sent = exchange.received = 0;
   exchange.lostConnection = false;
   ConnectionPool& pool = poolFor(exchange.request);
   // Later than our own time-out, which comes first unless this process did not run meanwhile.
@@ -276,9 +277,9 @@ void TransportLoop::failExpired() {
     return activeWhere(
         [&](const TransportExchange& each) { return isHeld(each) == held && endOf(each) <= now_; });
   };
-  // The end of a request is progress for those that its pool holds.
-  for (TransportExchange* exchange : expired(false)) timeOut(*exchange);
+  // The end of a request may begin one that is held, which would get as much time again.
   for (TransportExchange* exchange : expired(true)) timeOut(*exchange);
+  for (TransportExchange* exchange : expired(false)) timeOut(*exchange);
 }
 
 /// The connection of an exchange that timed out is not used again, and those that share it begin again.
@@ -334,10 +335,7 @@ void TransportLoop::complete(TransportExchange& exchange, URLSessionResult resul
   const auto found = std::ranges::find_if(active_, [&](const auto& each) { return each.get() == &exchange; });
   const auto owner = std::move(*found);
   active_.erase(found);
-  if (owner->pool) {
-    owner->pool->remove(owner->transfer->handle());
-    owner->pool->latestProgress = now_;
-  }
+  if (owner->pool) owner->pool->remove(owner->transfer->handle());
   keepForReuse(std::move(owner->transfer));
   const bool changesMatter =
       std::ranges::any_of(active_, [](const auto& each) { return each->lackedConnectivity; });

@@ -182,12 +182,16 @@ int TransportTransfer::beginSending(void* self, char*, char*, int, int localPort
   return CURL_PREREQFUNC_OK;
 }
 
-curl_off_t TransportTransfer::bytesTransferred() const {
+curl_off_t TransportTransfer::bytesSent() const {
   curl_off_t sent = 0;
-  long headers = 0;
   curl_easy_getinfo(handle(), CURLINFO_SIZE_UPLOAD_T, &sent);
+  return sent;
+}
+
+curl_off_t TransportTransfer::bytesReceived() const {
+  long headers = 0;
   curl_easy_getinfo(handle(), CURLINFO_HEADER_SIZE, &headers);
-  return sent + headers + bodyBytesReceived();
+  return headers + bodyBytesReceived();
 }
 
 curl_off_t TransportTransfer::bodyBytesReceived() const {

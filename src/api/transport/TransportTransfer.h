@@ -55,8 +55,8 @@ class TransportTransfer {
   std::optional<HTTPResponse> takeResponse(CURLcode code) { return response_.take(code); }
 
   Stage stage() const { return stage_; }
-  /// How many bytes were transferred in both directions.
-  curl_off_t bytesTransferred() const;
+  curl_off_t bytesSent() const;
+  curl_off_t bytesReceived() const;
   curl_off_t bodyBytesReceived() const;
   /// The port of its connection at this end, which identifies the connection; 0 when there is none yet.
   long localPort() const;
