@@ -1,5 +1,3 @@
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <string>
@@ -55,7 +53,8 @@ struct FullQueue {
   }
 
   void add() {
-    asio::co_spawn(background.executor(), storage->enqueue(entry(++last), background), asio::detached);
+    const EventQueueEntry added = entry(++last);
+    storage->store({{.id = added.id, .json = encodeEntry(added)}}, background, [] {});
     background.run();
   }
 

@@ -1,5 +1,6 @@
 #include "async/BackgroundQueue.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace corvane {
@@ -31,6 +32,7 @@ void BackgroundQueue::runPortion() {
 BackgroundQueue::Functions BackgroundQueue::takePortion() {
   Functions taken;
   const std::lock_guard lock(mutex_);
+  const std::size_t portion = std::max(smallestPortion, functions_.size() / divisor);
   while (taken.size() < portion && !functions_.empty()) {
     taken.push_back(std::move(functions_.front()));
     functions_.pop_front();

@@ -16,8 +16,10 @@ namespace corvane {
 /// `post` from any thread. The lock is held to add or take functions only.
 class BackgroundQueue : public std::enable_shared_from_this<BackgroundQueue> {
  public:
-  /// How many functions run before other background work gets its turn.
-  static constexpr std::size_t portion = 16;
+  /// How many functions run before other background work gets its turn. With thousands of them it is a 128th,
+  /// so that there are not thousands of turns: the end of the process waits for them.
+  static constexpr std::size_t smallestPortion = 16;
+  static constexpr std::size_t divisor = 128;
 
   explicit BackgroundQueue(std::shared_ptr<Background> background) : background_(std::move(background)) {}
 
