@@ -233,12 +233,21 @@ void EventLine::scheduleWake(Time now) {
   Time due = Time::max();
   if (!due_.empty()) due = due_.begin()->first;
   if (!waiting_.empty()) due = std::min(due, std::max(nextCheck_, now));
-  if (due != Time::max()) wakeBy(std::min(due, now + longestSleep));
+  if (due == Time::max()) return endWait();
+  wakeBy(std::min(due, now + longestSleep));
+}
+
+/// Nothing may wake the process up while there is nothing to wait for.
+void EventLine::endWait() {
+  if (!isWaiting_) return;
+  isWaiting_ = false;
+  ++wait_;
+  cancelWait_();
 }
 
 void EventLine::wakeBy(Time due) {
   if (isWaiting_ && waitEnd_ <= due) return;
-  if (endWait_) endWait_();
+  endWait();
   isWaiting_ = true;
   waitEnd_ = due;
   const auto wait = [background = background_, weak = weak_from_this(), number = ++wait_,
@@ -249,7 +258,7 @@ void EventLine::wakeBy(Time due) {
     self->isWaiting_ = false;
     self->run();
   };
-  endWait_ = spawn(background_, wait);
+  cancelWait_ = spawn(background_, wait);
 }
 
 }  // namespace corvane

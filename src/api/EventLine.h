@@ -125,6 +125,7 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
   static void end(Node node, Attempt::Outcome outcome);
 
   void wakeBy(Time due);
+  void endWait();
   void scheduleWake(Time now);
 
   const std::shared_ptr<Background> background_;
@@ -145,7 +146,7 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
   std::uint64_t wait_ = 0;
   bool isWaiting_ = false;
   Time waitEnd_{};
-  std::function<void()> endWait_;
+  std::function<void()> cancelWait_;
 };
 
 }  // namespace corvane

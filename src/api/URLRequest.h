@@ -12,7 +12,7 @@ namespace corvane {
 enum class Traffic {
   interactive,  ///< Somebody waits for the response: installs, opens and resolves.
   event,        ///< One of several events.
-  loneEvent,    ///< No other event waits or is in flight, so it may take an idle connection of `interactive`.
+  loneEvent,    ///< No other event waits or is in flight, so it may take a connection of `interactive`.
 };
 
 /// One HTTP request as it goes to the transport, which sends it unchanged.

@@ -30,7 +30,7 @@ URLRequest event(const std::string& url, Traffic traffic = Traffic::event) {
   return {.url = url, .method = "POST", .body = "{}", .traffic = traffic};
 }
 
-TEST(Connections, OnlyALoneEventTakesAnIdleConnectionOfOthers) {
+TEST(Connections, OnlyALoneEventTakesAConnectionOfOthers) {
   LoopbackServer server(LoopbackResponse::of(200));
   Transport transport;
   const URLSession session(within(30), transport);
@@ -38,8 +38,8 @@ TEST(Connections, OnlyALoneEventTakesAnIdleConnectionOfOthers) {
     EXPECT_EQ(response(run(session, event(server.url(), traffic))).statusCode, 200);
     return server.connectionsAccepted();
   };
-  EXPECT_EQ(connectionsAfter(Traffic::interactive), 1U);
   EXPECT_EQ(connectionsAfter(Traffic::loneEvent), 1U);
+  EXPECT_EQ(connectionsAfter(Traffic::interactive), 1U);
   EXPECT_EQ(connectionsAfter(Traffic::event), 2U);
   EXPECT_EQ(connectionsAfter(Traffic::loneEvent), 2U);
   EXPECT_EQ(connectionsAfter(Traffic::interactive), 2U);

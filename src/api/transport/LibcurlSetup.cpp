@@ -3,6 +3,7 @@
 #include <cstdint>
 
 /// OpenSSL's function, where libcurl brings OpenSSL along; null with another TLS library.
+// NOLINTNEXTLINE(readability-identifier-naming): the name is OpenSSL's.
 extern "C" __attribute__((weak, visibility("default"))) int OPENSSL_init_crypto(std::uint64_t options,
                                                                                 const void* settings);
 

@@ -1,6 +1,7 @@
 #include "api/transport/TLSSession.h"
 
 /// OpenSSL's function, where libcurl brings OpenSSL along; null with another TLS library.
+// NOLINTNEXTLINE(readability-identifier-naming): the name is OpenSSL's.
 extern "C" __attribute__((weak, visibility("default"))) void SSL_set_shutdown(void* connection, int mode);
 
 namespace corvane::platform {

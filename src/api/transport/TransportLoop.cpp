@@ -171,9 +171,8 @@ void TransportLoop::collectFinished(ConnectionPool& pool) {
 
 ConnectionPool& TransportLoop::poolFor(const URLRequest& request) {
   if (request.traffic == Traffic::interactive) return interactive_;
-  const bool takesIdleOne =
-      request.traffic == Traffic::loneEvent && events_.connections() == 0 && interactive_.hasIdleConnection();
-  return takesIdleOne ? interactive_ : events_;
+  const bool isGuest = request.traffic == Traffic::loneEvent && !events_.hasIdleConnection();
+  return isGuest ? interactive_ : events_;
 }
 
 void TransportLoop::startRequest(TransportExchange& exchange) {
