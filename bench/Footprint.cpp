@@ -43,7 +43,7 @@ void printLine(const Work& work, const TrackOnce& trackOnce) {
   letItSleep();
   const long before = residentKilobytes();
   for (int i = 0; i < work.count; ++i) trackOnce(*client);
-  letItSleep();
+  while (!client->storeUnsentEvents()) continue;  // true when all of them are in line
   print("added", double(residentKilobytes() - before));
   std::_Exit(0);
 }

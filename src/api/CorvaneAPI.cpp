@@ -51,13 +51,7 @@ DTO interpret(HTTPResponse response, DTO (*decode)(std::string_view)) {
   }
 }
 
-template <class Failed>
-EventEnd interpretEvent(Failed failed) {
-  return failed;
-}
-
-template <>
-EventEnd interpretEvent(HTTPResponse response) {
+EventEnd interpretResponse(HTTPResponse response) {
   try {
     return interpret(std::move(response), decodeEventAck);
   } catch (const CorvaneError& error) {
@@ -67,6 +61,13 @@ EventEnd interpretEvent(HTTPResponse response) {
 }
 
 }  // namespace
+
+EventEnd interpretEvent(EventLine::End end) {
+  if (auto* response = std::get_if<HTTPResponse>(&end)) return interpretResponse(std::move(*response));
+  if (auto* error = std::get_if<CorvaneError>(&end)) return std::move(*error);
+  if (std::holds_alternative<EventLine::Dropped>(end)) return EventLine::Dropped();
+  return CorvaneCancellationError();
+}
 
 template <class Request>
 URLRequest CorvaneAPI::makeRequest(std::string_view path, const Request& body,
@@ -138,14 +139,12 @@ std::shared_ptr<const EventRoute> CorvaneAPI::makeEventRoute(const void* queue) 
 }
 
 EventLine::ID CorvaneAPI::sendEvent(std::shared_ptr<const EventRoute> route, const EventRequest& request,
-                                    std::string idempotencyKey, EventLine::Kind kind, EventDone done) const {
+                                    std::string idempotencyKey, EventLine::Kind kind,
+                                    EventLine::Done done) const {
   logger.debug([] { return "POST " + std::string(eventPath); });
   if (!isURL(route->url)) throw CorvaneError::invalidURL(route->url);
   OutgoingEvent event{.key = std::move(idempotencyKey), .body = encodeBody(request)};
-  auto whenDone = [done = std::move(done)](OutgoingEvent sent, EventLine::End end) {
-    done(std::move(sent), std::visit([](auto& value) { return interpretEvent(std::move(value)); }, end));
-  };
-  return lines->events->add(std::move(route), std::move(event), kind, std::move(whenDone));
+  return lines->events->add(std::move(route), std::move(event), kind, std::move(done));
 }
 
 }  // namespace corvane

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/asio/awaitable.hpp>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,7 +23,9 @@ namespace corvane {
 
 /// How an event ended.
 using EventEnd = std::variant<EventAckDTO, CorvaneError, CorvaneCancellationError, EventLine::Dropped>;
-using EventDone = std::function<void(OutgoingEvent event, EventEnd end)>;
+
+/// Decodes the response of an event; an empty one is success, without an id.
+EventEnd interpretEvent(EventLine::End end);
 
 /// The client of the backend's four endpoints: builds the requests and reads the responses. A plain value;
 /// copies share the transport and the lines.
@@ -56,11 +57,10 @@ struct CorvaneAPI {
   /// How events are sent. One route serves all events of a client.
   std::shared_ptr<const EventRoute> makeEventRoute(const void* queue) const;
 
-  /// Encodes the event and puts it in line. `done` is called as `EventLine::add` says, with the decoded
-  /// response; an empty one is success, without an id. Throws a `CorvaneError` when the event cannot be
-  /// encoded or the URL is not valid.
+  /// Encodes the event and puts it in line. `done` is called as `EventLine::add` says. Throws a
+  /// `CorvaneError` when the event cannot be encoded or the URL is not valid.
   EventLine::ID sendEvent(std::shared_ptr<const EventRoute> route, const EventRequest& request,
-                          std::string idempotencyKey, EventLine::Kind kind, EventDone done) const;
+                          std::string idempotencyKey, EventLine::Kind kind, EventLine::Done done) const;
 
  private:
   template <class Request>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "api/Backoff.h"
@@ -20,9 +21,9 @@ constexpr auto longestSleep = 1s;
 /// What is kept of a response's body between two attempts.
 constexpr std::size_t keptBody = 256;
 
-URLRequest requestOf(const EventRoute& route, const OutgoingEvent& event, Traffic traffic) {
-  URLRequest request{.url = route.url, .method = "POST", .headers = route.headers, .body = event.body};
-  request.headers.emplace_back("Idempotency-Key", event.key);
+URLRequest requestOf(const EventRoute& route, std::string_view key, std::string_view body, Traffic traffic) {
+  URLRequest request{.url = route.url, .method = "POST", .headers = route.headers, .body = std::string(body)};
+  request.headers.emplace_back("Idempotency-Key", key);
   request.traffic = traffic;
   return request;
 }
@@ -30,6 +31,10 @@ URLRequest requestOf(const EventRoute& route, const OutgoingEvent& event, Traffi
 Attempt unansweredFor(std::chrono::nanoseconds timeout) {
   const auto seconds = std::chrono::duration<double>(timeout).count();
   return {CorvaneError::transport("not sent: no request got a response for " + twoDecimals(seconds) + " s")};
+}
+
+EventLine::End endOf(Attempt tried) {
+  return std::visit([](auto& outcome) -> EventLine::End { return std::move(outcome); }, tried.outcome);
 }
 
 }  // namespace
@@ -40,8 +45,11 @@ EventLine::EventLine(std::shared_ptr<Background> background)
 EventLine::ID EventLine::add(std::shared_ptr<const EventRoute> route, OutgoingEvent event, Kind kind,
                              Done done) {
   const ID id = kind == Kind::resend ? nextResend_++ : nextNew_++;
-  Events added;
-  added.emplace(id, Event{.route = std::move(route), .content = std::move(event), .done = std::move(done)});
+  Events added(&memory_);
+  added.emplace(id, Event{.route = std::move(route),
+                          .key = std::pmr::string(event.key, &memory_),
+                          .body = std::pmr::string(event.body, &memory_),
+                          .done = std::move(done)});
   join(added.extract(id));
   return id;
 }
@@ -69,6 +77,7 @@ void EventLine::run() {
     startNext(isAlone ? Traffic::loneEvent : Traffic::event);
   }
   scheduleWake(now);
+  freeMemory();
 }
 
 void EventLine::startNext(Traffic traffic) {
@@ -82,7 +91,7 @@ void EventLine::startNext(Traffic traffic) {
 asio::awaitable<void> EventLine::attempt(ID id, Traffic traffic) {
   const Event& event = inFlight_.at(id);
   asio::awaitable<HTTPResponse> exchange =
-      event.route->http->send(requestOf(*event.route, event.content, traffic));
+      event.route->http->send(requestOf(*event.route, event.key, event.body, traffic));
   Attempt tried = co_await makeAttempt(std::move(exchange));
   finish(id, std::move(tried));
 }
@@ -100,12 +109,12 @@ void EventLine::concludeAttempt(Node node, Attempt tried) {
   const EventRoute& route = *event.route;
   const std::int64_t number = ++event.attempts;
   if (number >= route.retryPolicy.maxAttempts || !tried.mayBeRetried()) {
-    return end(std::move(node), std::move(tried.outcome));
+    return end(std::move(node), endOf(std::move(tried)));
   }
   const double delay = delayAfter(tried, number, route.retryPolicy);
   logRetry(route.logger, tried, route.url, number, delay);
   if (event.isCancelled) return end(std::move(node), CorvaneCancellationError());
-  if (!closedBecause_.empty()) return end(std::move(node), std::move(tried.outcome));
+  if (!closedBecause_.empty()) return end(std::move(node), endOf(std::move(tried)));
   const auto wait = waitDuration(delay);
   if (wait > 0ns) return backOff(std::move(node), std::move(tried), wait);
   join(std::move(node));
@@ -184,24 +193,25 @@ void EventLine::dropUnsent(const void* queue) {
   }
   for (Node& node : unsent) {
     due_.erase({node.mapped().since, node.key()});
-    Event event = std::move(node.mapped());
-    event.done(std::move(event.content), Dropped());
+    end(std::move(node), Dropped());
   }
 }
 
 std::vector<OutgoingEvent> EventLine::newest(const void* queue, std::size_t count) const {
-  std::vector<std::pair<ID, const OutgoingEvent*>> found;
+  std::vector<std::pair<ID, const Event*>> found;
   for (const Events* events : {&waiting_, &inFlight_, &backingOff_}) {
     const std::size_t before = found.size();
     for (auto place = events->rbegin(); place != events->rend() && found.size() - before < count; ++place) {
       if (place->first >= firstNewID && place->second.route->queue == queue)
-        found.emplace_back(place->first, &place->second.content);
+        found.emplace_back(place->first, &place->second);
     }
   }
   std::ranges::sort(found);
   if (found.size() > count) found.erase(found.begin(), found.end() - static_cast<std::ptrdiff_t>(count));
   std::vector<OutgoingEvent> events;
-  for (const auto& [id, event] : found) events.push_back(*event);
+  for (const auto& [id, event] : found) {
+    events.push_back({.key = std::string(event->key), .body = std::string(event->body)});
+  }
   return events;
 }
 
@@ -217,14 +227,31 @@ void EventLine::endAll() {
   for (int ended = 0; ended < portion && !waiting_.empty(); ++ended) {
     Node node = waiting_.extract(waiting_.begin());
     const auto latest = std::move(node.mapped().latest);
-    end(std::move(node), latest ? std::move(latest->outcome) : CorvaneError::transport(closedBecause_));
+    end(std::move(node), latest ? endOf(std::move(*latest)) : CorvaneError::transport(closedBecause_));
   }
   if (!waiting_.empty()) postRun();
 }
 
-void EventLine::end(Node node, Attempt::Outcome outcome) {
-  Event event = std::move(node.mapped());
-  std::visit([&](auto& value) { event.done(std::move(event.content), std::move(value)); }, outcome);
+void EventLine::end(Node node, End end) {
+  Done done;
+  OutgoingEvent content;
+  {
+    // Its memory is free before `done` runs.
+    const Node ended = std::move(node);
+    Event& event = ended.mapped();
+    done = std::move(event.done);
+    content = {.key = std::string(event.key), .body = std::string(event.body)};
+  }
+  done(std::move(content), std::move(end));
+}
+
+/// A pool keeps what it has, and after a burst that is much.
+void EventLine::freeMemory() {
+  const std::size_t count = waiting_.size() + inFlight_.size() + backingOff_.size();
+  mostEvents_ = std::max(mostEvents_, count);
+  if (count > 0 || mostEvents_ < burst) return;
+  mostEvents_ = 0;
+  memory_.release();
 }
 
 /// The clock is read once in `longestSleep` while it matters, so that it notices when the process stood

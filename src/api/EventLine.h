@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <set>
 #include <string>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "async/Background.h"
 #include "corvane/CorvaneRetryPolicy.h"
 #include "foundation/CorvaneLogger.h"
+#include "foundation/PageMemory.h"
 #include "foundation/RunningClock.h"
 
 namespace corvane {
@@ -91,7 +93,8 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
 
   struct Event {
     std::shared_ptr<const EventRoute> route;
-    OutgoingEvent content;
+    std::pmr::string key;
+    std::pmr::string body;
     Done done;
     /// Also those that failed in line.
     std::int64_t attempts = 0;
@@ -104,11 +107,13 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
     /// The outcome of the latest attempt, between two attempts.
     std::unique_ptr<Attempt> latest{};
   };
-  using Events = std::map<ID, Event>;
+  using Events = std::pmr::map<ID, Event>;
   using Node = Events::node_type;
 
   /// How many events fail before other background work gets its turn.
   static constexpr int portion = 1000;
+  /// With fewer events, freed memory is kept for the next ones.
+  static constexpr std::size_t burst = 1000;
   static constexpr ID firstNewID = ID{1} << 63;
 
   void join(Node node);
@@ -122,7 +127,8 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
   void endBackOffs(Time now);
   void failOverdue(Time now);
   void endAll();
-  static void end(Node node, Attempt::Outcome outcome);
+  void freeMemory();
+  static void end(Node node, End end);
 
   void wakeBy(Time due);
   void endWait();
@@ -130,9 +136,13 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
 
   const std::shared_ptr<Background> background_;
   RunningClock clock_;
-  Events waiting_;
-  Events inFlight_;
-  Events backingOff_;
+  /// The events and their texts. A burst leaves nothing behind: see `freeMemory`.
+  PageMemory pages_;
+  std::pmr::unsynchronized_pool_resource memory_{&pages_};
+  std::size_t mostEvents_ = 0;
+  Events waiting_{&memory_};
+  Events inFlight_{&memory_};
+  Events backingOff_{&memory_};
   std::set<std::pair<Time, ID>> due_;
   ID nextResend_ = 0;
   ID nextNew_ = firstNewID;

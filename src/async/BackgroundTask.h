@@ -23,7 +23,7 @@ std::function<void()> spawn(const std::shared_ptr<Background>& background, Body<
 template <class T>
 class Completion {
  public:
-  Completion(std::shared_ptr<TaskState<T>> state, std::function<void()> before)
+  explicit Completion(std::shared_ptr<TaskState<T>> state, std::function<void()> before = {})
       : state_(std::move(state)), before_(std::move(before)) {}
   ~Completion() { complete(CorvaneCancellationError()); }
   Completion(const Completion&) = delete;

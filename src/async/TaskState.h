@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <utility>
 #include <variant>
 
@@ -36,14 +35,15 @@ class TaskState : public TaskWaiting {
 
   /// Sets the outcome. Without effect when the task is complete already.
   void complete(Outcome<T> outcome) {
-    TaskWaiting::complete([&] { outcome_.emplace(std::move(outcome)); });
+    TaskWaiting::complete([&] { outcome_ = std::make_unique<const Outcome<T>>(std::move(outcome)); });
   }
 
   /// Precondition: the task is complete. The outcome does not change any more.
   const Outcome<T>& outcome() const { return *outcome_; }
 
  private:
-  std::optional<Outcome<T>> outcome_;
+  /// Allocated at the completion: a task that waits is small.
+  std::unique_ptr<const Outcome<T>> outcome_;
 };
 
 }  // namespace corvane

@@ -56,8 +56,8 @@ asio::awaitable<bool> EventQueue::deliver(const Entry& entry, const CorvaneAPI& 
                                           std::shared_ptr<const EventRoute> route) {
   const auto delivered = std::make_shared<bool>(false);
   std::function<void(std::function<void()>)> send = [&](std::function<void()> resume) {
-    const EventDone done = [delivered, resume](const OutgoingEvent&, const EventEnd& end) {
-      *delivered = std::holds_alternative<EventAckDTO>(end);
+    const EventLine::Done done = [delivered, resume](const OutgoingEvent&, EventLine::End end) {
+      *delivered = std::holds_alternative<EventAckDTO>(interpretEvent(std::move(end)));
       resume();
     };
     try {

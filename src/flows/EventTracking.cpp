@@ -18,65 +18,67 @@ EventTracking::EventTracking(Collaborators collaborators)
 
 void EventTracking::trackEvent(Event event) {
   tracked_->post([weak = weak_from_this(), event = std::move(event)]() mutable {
-    if (const auto self = weak.lock()) self->begin(std::move(event), nullptr, nullptr);
+    if (const auto self = weak.lock()) self->begin(std::move(event), nullptr);
   });
 }
 
 CorvaneTask<CorvaneEventResult> EventTracking::trackEventAsync(Event event) {
   auto state = std::make_shared<TaskState<CorvaneEventResult>>(parts_.core->mainThread());
-  const auto handle = std::make_shared<Handle>();
-  state->setCanceller([weak = weak_from_this(), handle] {
+  auto task = std::make_shared<Awaited>(state);
+  // Holds the task weakly: one that is dropped completes as cancelled.
+  state->setCanceller([weak = weak_from_this(), weakTask = std::weak_ptr(task)] {
     const auto self = weak.lock();
-    if (self) self->parts_.api.background->post([self, handle] { self->cancel(handle); });
+    if (!self) return;
+    self->parts_.api.background->post([self, weakTask] {
+      if (const auto awaited = weakTask.lock()) self->cancel(*awaited);
+    });
   });
-  auto completion = std::make_shared<Completion<CorvaneEventResult>>(state, std::function<void()>());
-  tracked_->post([self = shared_from_this(), event = std::move(event), completion = std::move(completion),
-                  handle]() mutable { self->begin(std::move(event), completion, handle); });
+  tracked_->post([self = shared_from_this(), event = std::move(event), task = std::move(task)]() mutable {
+    self->begin(std::move(event), task);
+  });
   return CorvaneTask<CorvaneEventResult>(state);
 }
 
-void EventTracking::begin(Event event, const EventCompletion& completion,
-                          const std::shared_ptr<Handle>& handle) {
+void EventTracking::begin(Event event, const Task& task) {
   const std::string name = event.name;
-  if (!parts_.consent.hasConsent()) return drop(name, completion);
+  if (!parts_.consent.hasConsent()) return drop(name, task);
   const std::string key = randomUUIDText();
-  EventDone done = [self = shared_from_this(), name, completion](OutgoingEvent sent, EventEnd end) {
-    self->finish(name, completion, std::move(sent), std::move(end));
+  EventLine::Done done = [self = shared_from_this(), name, task](OutgoingEvent sent, EventLine::End end) {
+    self->finish(name, task, std::move(sent), interpretEvent(std::move(end)));
   };
   try {
     const EventRequest request = makeRequest(std::move(event));
     const auto id = parts_.api.sendEvent(route_, request, key, EventLine::Kind::first, std::move(done));
-    if (!handle) return;
-    handle->id = id;
-    if (handle->isCancelled) cancel(handle);
+    if (!task) return;
+    task->id = id;
+    if (task->isCancelled) cancel(*task);
   } catch (...) {
-    fail(name, {{.key = key, .body = {}}, currentFailure(), completion});
+    fail(name, {{.key = key, .body = {}}, currentFailure(), task});
   }
 }
 
-void EventTracking::cancel(const std::shared_ptr<Handle>& handle) {
-  handle->isCancelled = true;
-  if (handle->id) parts_.api.lines->events->cancel(*handle->id);
+void EventTracking::cancel(Awaited& awaited) {
+  awaited.isCancelled = true;
+  if (awaited.id) parts_.api.lines->events->cancel(*awaited.id);
 }
 
-void EventTracking::finish(const std::string& name, const EventCompletion& completion, OutgoingEvent event,
-                           EventEnd end) {
+void EventTracking::finish(const std::string& name, const Task& task, OutgoingEvent event, EventEnd end) {
   if (const auto* error = std::get_if<CorvaneError>(&end)) {
-    fail(name, {std::move(event), *error, completion});
+    fail(name, {std::move(event), *error, task});
   } else if (std::holds_alternative<CorvaneCancellationError>(end)) {
-    fail(name, {std::move(event), CorvaneCancellationError(), completion});
+    fail(name, {std::move(event), CorvaneCancellationError(), task});
   } else {
     parts_.eventQueue->settle(event.key);
     const auto* ack = std::get_if<EventAckDTO>(&end);
-    if (ack == nullptr) return drop(name, completion);
+    if (ack == nullptr) return drop(name, task);
     parts_.eventQueue->flush(parts_.api);
-    if (completion) completion->complete(CorvaneEventResult(ack->id, ack->attributed));
+    if (task) task->completion.complete(CorvaneEventResult(ack->id, ack->attributed));
   }
 }
 
-void EventTracking::drop(const std::string& name, const EventCompletion& completion) const {
+void EventTracking::drop(const std::string& name, const Task& task) const {
   parts_.logger.debug([&] { return "Event '" + name + "' dropped — consent not granted"; });
-  if (completion) completion->complete(CorvaneEventResult(std::nullopt, false));
+  if (task) task->completion.complete(CorvaneEventResult(std::nullopt, false));
 }
 
 void EventTracking::fail(const std::string& name, Failed failed) {
@@ -103,7 +105,7 @@ void EventTracking::report(const std::shared_ptr<const std::vector<Failed>>& bat
   for (std::size_t i = first; i < end; ++i) {
     const Failed& failed = (*batch)[i];
     parts_.core->deliverError(failed.failure);
-    if (failed.completion) failed.completion->complete(outcomeOf<CorvaneEventResult>(failed.failure));
+    if (failed.task) failed.task->completion.complete(outcomeOf<CorvaneEventResult>(failed.failure));
   }
   if (end == batch->size()) return;
   const bool posted =

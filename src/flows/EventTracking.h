@@ -50,26 +50,29 @@ class EventTracking : public std::enable_shared_from_this<EventTracking> {
   void dropUnsentEvents();
 
  private:
-  using EventCompletion = std::shared_ptr<Completion<CorvaneEventResult>>;
+  /// The task of an awaited event. Used on the background thread; what waits there owns it.
+  struct Awaited {
+    explicit Awaited(std::shared_ptr<TaskState<CorvaneEventResult>> state) : completion(std::move(state)) {}
 
-  /// An awaited event as its task cancels it. Used on the background thread.
-  struct Handle {
-    std::optional<EventLine::ID> id;
+    Completion<CorvaneEventResult> completion;
+    std::optional<EventLine::ID> id{};
     bool isCancelled = false;
   };
+  using Task = std::shared_ptr<Awaited>;
+
   struct Failed {
     OutgoingEvent event;
     Failure failure;
-    EventCompletion completion;
+    Task task;
   };
 
   /// How many failures are reported before other background work gets its turn.
   static constexpr std::size_t portion = 64;
 
-  void begin(Event event, const EventCompletion& completion, const std::shared_ptr<Handle>& handle);
-  void cancel(const std::shared_ptr<Handle>& handle);
-  void finish(const std::string& name, const EventCompletion& completion, OutgoingEvent event, EventEnd end);
-  void drop(const std::string& name, const EventCompletion& completion) const;
+  void begin(Event event, const Task& task);
+  void cancel(Awaited& awaited);
+  void finish(const std::string& name, const Task& task, OutgoingEvent event, EventEnd end);
+  void drop(const std::string& name, const Task& task) const;
   void fail(const std::string& name, Failed failed);
   void storeFailed();
   void report(const std::shared_ptr<const std::vector<Failed>>& batch, std::size_t first);

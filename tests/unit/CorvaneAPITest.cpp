@@ -49,7 +49,8 @@ struct CorvaneAPI : FlowFixture {
   }
 
   std::function<void()> beginEvent() {
-    auto done = [this](const OutgoingEvent&, const EventEnd& end) {
+    auto done = [this](const OutgoingEvent&, EventLine::End ended) {
+      const EventEnd end = interpretEvent(std::move(ended));
       succeeded = std::holds_alternative<EventAckDTO>(end);
       if (const auto* error = std::get_if<CorvaneError>(&end)) failure = *error;
       if (std::holds_alternative<CorvaneCancellationError>(end)) failure = CorvaneCancellationError();
