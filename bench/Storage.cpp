@@ -22,6 +22,7 @@ class Inline : public Background {
     asio::post(context_, std::move(function));
     return true;
   }
+  bool isExiting() const override { return false; }
   asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds) override { co_return WaitEnd::elapsed; }
   asio::awaitable<void> suspend(std::function<void(std::function<void()>)>) override { co_return; }
 

@@ -207,10 +207,11 @@ class CORVANE_API Corvane {
   /// killed, the next `configure` sends what is left, with the same keys, so the backend records each event
   /// once.
   ///
-  /// Call it from any thread, for example when the application moves to the background. The call waits for
-  /// one write of the file, and returns within 250 ms. Returns true when every event that was tracked before
-  /// is delivered or stored (or is older than the newest 100), and false when the file could not be written
-  /// or the time was over; the events are then written as soon as possible.
+  /// Call it from any thread, for example when the application moves to the background. Unlike the other
+  /// operations it waits, for the library's thread and one write of the file, but returns within 250 ms (on
+  /// the library's thread, where pasteboards are called, without that bound). Returns true when every event
+  /// that this client tracked before is delivered or stored (or is older than the newest 100), and false when
+  /// the file could not be written or the time was over; the events are then written as soon as possible.
   bool storeUnsentEvents();
 
   /// Asks for permission to track, through `CorvanePlatform::trackingAuthorization`. Calls `completion` once,

@@ -97,7 +97,7 @@ asio::awaitable<void> EventLine::attempt(ID id, Traffic traffic) {
 }
 
 void EventLine::finish(ID id, Attempt tried) {
-  if (tried.response() != nullptr) lastResponse_ = clock_.now();
+  if (tried.response() != nullptr) noteResponse();
   Node node = inFlight_.extract(id);
   node.mapped().abort = {};
   concludeAttempt(std::move(node), std::move(tried));
@@ -136,7 +136,7 @@ void EventLine::backOff(Node node, Attempt tried, std::chrono::nanoseconds delay
 }
 
 void EventLine::endBackOffs(Time now) {
-  while (!due_.empty() && due_.begin()->first <= now) {
+  for (int ended = 0; ended < portion && !due_.empty() && due_.begin()->first <= now; ++ended) {
     Node node = backingOff_.extract(due_.begin()->second);
     due_.erase(due_.begin());
     node.mapped().latest.reset();

@@ -75,6 +75,9 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
   /// Appends an event. `done` is called once, on the background thread, and must not throw.
   ID add(std::shared_ptr<const EventRoute> route, OutgoingEvent event, Kind kind, Done done);
 
+  /// A request that is not of this line got a response: the backend is there.
+  void noteResponse() { lastResponse_ = clock_.now(); }
+
   /// Cancels an event as a task is cancelled: it is not sent again, and fails. Without effect once it ended.
   void cancel(ID id);
 
@@ -111,7 +114,7 @@ class EventLine : public std::enable_shared_from_this<EventLine> {
   using Node = Events::node_type;
 
   /// How many events fail before other background work gets its turn.
-  static constexpr int portion = 1000;
+  static constexpr int portion = 200;
   /// With fewer events, freed memory is kept for the next ones.
   static constexpr std::size_t burst = 1000;
   static constexpr ID firstNewID = ID{1} << 63;

@@ -13,8 +13,8 @@ struct ExchangeLines {
   explicit ExchangeLines(std::shared_ptr<Background> background)
       : events(std::make_shared<EventLine>(std::move(background))) {}
 
-  InteractiveExchanges interactive{};
   const std::shared_ptr<EventLine> events;
+  InteractiveExchanges interactive{[line = events] { line->noteResponse(); }};
 };
 
 }  // namespace corvane

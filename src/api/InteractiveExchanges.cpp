@@ -23,7 +23,9 @@ class InteractiveExchanges::Place {
 asio::awaitable<HTTPResponse> InteractiveExchanges::send(HTTPClient& http, URLRequest request) {
   co_await awaitPlace();
   const Place place(*this);
-  co_return co_await http.send(std::move(request));
+  HTTPResponse response = co_await http.send(std::move(request));
+  responded_();
+  co_return response;
 }
 
 asio::awaitable<void> InteractiveExchanges::awaitPlace() {

@@ -3,6 +3,7 @@
 #include <boost/asio/awaitable.hpp>
 #include <deque>
 #include <functional>
+#include <utility>
 
 #include "api/HTTPClient.h"
 
@@ -15,6 +16,9 @@ class InteractiveExchanges {
  public:
   static constexpr int maxExchanges = 4;
 
+  /// `responded` is called for each response.
+  explicit InteractiveExchanges(std::function<void()> responded) : responded_(std::move(responded)) {}
+
   /// Performs the exchange when it has a place. A cancellation that comes before that takes effect then.
   /// Throws as `HTTPClient::send` does.
   boost::asio::awaitable<HTTPResponse> send(HTTPClient& http, URLRequest request);
@@ -25,6 +29,7 @@ class InteractiveExchanges {
   boost::asio::awaitable<void> awaitPlace();
   void leave();
 
+  const std::function<void()> responded_;
   int inProgress_ = 0;
   std::deque<std::function<void()>> waiting_;
 };

@@ -25,6 +25,9 @@ class Background {
   /// lock. Returns false after the shutdown at the end of the process: `function` is destroyed without a run.
   virtual bool post(std::function<void()> function) = 0;
 
+  /// Whether the process exits: waits end at once. On the background thread.
+  virtual bool isExiting() const = 0;
+
   /// Suspends the calling task for `duration`; returns at once when that is zero or less. Ends early when the
   /// task is cancelled, also when it was cancelled before, and when the process exits.
   virtual boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) = 0;

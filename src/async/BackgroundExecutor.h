@@ -26,6 +26,7 @@ class BackgroundExecutor final : public Background {
 
   boost::asio::any_io_executor executor() const override;
   bool post(std::function<void()> function) override;
+  bool isExiting() const override { return exiting_; }
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override;
   boost::asio::awaitable<void> suspend(std::function<void(std::function<void()>)> start) override;
 

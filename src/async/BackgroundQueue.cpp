@@ -12,7 +12,7 @@ void BackgroundQueue::post(std::function<void()> function) {
     if (std::exchange(runIsPosted_, true)) return;
   }
   // What a refused post leaves is destroyed here, without the lock.
-  if (!background_->post([self = shared_from_this()] { self->runPortion(); })) takeAll();
+  if (!background_->post([self = shared_from_this()] { self->runPortion(); })) takeRefused();
 }
 
 void BackgroundQueue::runAll() {
@@ -26,7 +26,17 @@ void BackgroundQueue::runPortion() {
     runIsPosted_ = !functions_.empty();
     if (!runIsPosted_) return;
   }
-  if (!background_->post([self = shared_from_this()] { self->runPortion(); })) runAll();
+  if (background_->post([self = shared_from_this()] { self->runPortion(); })) return;
+  for (const auto& function : takeRefused()) function();
+}
+
+/// No run is posted.
+BackgroundQueue::Functions BackgroundQueue::takeRefused() {
+  Functions taken;
+  const std::lock_guard lock(mutex_);
+  taken.swap(functions_);
+  runIsPosted_ = false;
+  return taken;
 }
 
 BackgroundQueue::Functions BackgroundQueue::takePortion() {

@@ -36,6 +36,7 @@ class BackgroundQueue : public std::enable_shared_from_this<BackgroundQueue> {
   void runPortion();
   Functions takePortion();
   Functions takeAll();
+  Functions takeRefused();
 
   const std::shared_ptr<Background> background_;
   std::mutex mutex_;

@@ -43,7 +43,7 @@ asio::awaitable<void> EventQueue::resend(std::shared_ptr<const Claim> snapshot, 
   for (const Entry& entry : snapshot->entries()) {
     const bool delivered = co_await deliver(entry, api, route);
     if (delivered) {
-      events_->remove(entry.id);
+      events_->remove(entry.id, *api.background);
     } else {
       snapshot->noteFailure(entry.id);
       logger_.debug([&] { return "Queued event " + entry.request.name + " still failing"; });
@@ -79,12 +79,12 @@ void EventQueue::enqueue(const std::vector<OutgoingEvent>& failed, Background& b
   events_->store(storedFormsOf(failed), background, std::move(stored));
 }
 
-bool EventQueue::storeUnsent(const EventLine& line) {
-  return events_->storeUnsent(storedFormsOf(line.newest(events_.get(), EventStore::maxItems)));
+bool EventQueue::storeUnsent(const EventLine& line, Background& background) {
+  return events_->storeUnsent(storedFormsOf(line.newest(events_.get(), EventStore::maxItems)), background);
 }
 
-void EventQueue::settle(const std::string& key) {
-  events_->settle(key);
+void EventQueue::settle(const std::string& key, Background& background) {
+  events_->settle(key, background);
 }
 
 void EventQueue::dropUnsent(EventLine& line) {

@@ -37,9 +37,9 @@ class EventQueue : public std::enable_shared_from_this<EventQueue> {
 
   /// Adds the newest events of the line, which are still to be sent. Returns whether they are in the file. On
   /// the background thread.
-  bool storeUnsent(const EventLine& line);
+  bool storeUnsent(const EventLine& line, Background& background);
   /// An event has left the line without a failure: removes it if `storeUnsent` has added it.
-  void settle(const std::string& key);
+  void settle(const std::string& key, Background& background);
 
   /// Removes the events of the line of which nothing was sent yet. On the background thread.
   void dropUnsent(EventLine& line);

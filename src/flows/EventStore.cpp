@@ -91,13 +91,21 @@ bool EventStore::isBeingSent(const std::string& id) {
 }
 
 void EventStore::store(StoredEvents events, Background& background, std::function<void()> stored) {
-  bool first = false;
   {
     const std::lock_guard lock(mutex_);
     for (StoredEvent& event : events) {
       beingSent_.erase(event.id);
       pending_.add(std::move(event));
     }
+  }
+  writeSoon(background, std::move(stored));
+}
+
+/// Writes the pending changes, together with others of this turn, and calls `stored`, unless it is empty.
+void EventStore::writeSoon(Background& background, std::function<void()> stored) {
+  bool first = false;
+  {
+    const std::lock_guard lock(mutex_);
     first = reports_.empty();
     reports_.push_back({.stored = std::move(stored)});
   }
@@ -109,17 +117,34 @@ void EventStore::store(StoredEvents events, Background& background, std::functio
   if (!posted) writeOnceAndReport(true);
 }
 
-/// Waits between the attempts, so that the background thread has other work done meanwhile.
+/// Waits between the attempts, so that the background thread has other work done meanwhile. While the process
+/// exits, thousands of events may fail one after the other: the last write of all takes them to the file.
 asio::awaitable<void> EventStore::writeAndReport(std::shared_ptr<EventStore> self, Background& background) {
-  auto waited = WaitEnd::elapsed;
-  while (!self->writeOnceAndReport(waited == WaitEnd::exiting)) {
-    waited = co_await background.wait(retryInterval);
+  while (!background.isExiting()) {
+    const bool isDone = self->writeOnceAndReport(false);
+    if (isDone) co_return;
+    co_await background.wait(retryInterval);
+  }
+  self->reportAll();
+}
+
+void EventStore::reportAll() {
+  std::vector<Report> due;
+  {
+    const std::lock_guard lock(mutex_);
+    due.swap(reports_);
+  }
+  report(due);
+}
+
+void EventStore::report(const std::vector<Report>& reports) {
+  for (const Report& each : reports) {
+    if (each.stored) each.stored();
   }
 }
 
-/// False when some entries are still to be written and reported. At the end of the process, what cannot be
-/// written is left to the last write of all.
-bool EventStore::writeOnceAndReport(bool isExiting) {
+/// False when some entries are still to be written and reported, and `isLast` is not set.
+bool EventStore::writeOnceAndReport(bool isLast) {
   std::vector<Report> due;
   bool isDone = true;
   {
@@ -130,7 +155,7 @@ bool EventStore::writeOnceAndReport(bool isExiting) {
     const bool isBusy = !pending_.isEmpty() && save(wait) == DataUpdates::Result::busy;
     // In the order in which they came, so that those with the fewest retries left are in front.
     auto firstKept = reports_.end();
-    if (isBusy && !isExiting) {
+    if (isBusy && !isLast) {
       firstKept = std::ranges::find_if(reports_, [](const Report& report) { return report.retriesLeft > 0; });
       std::for_each(firstKept, reports_.end(), [](Report& report) { --report.retriesLeft; });
     }
@@ -138,32 +163,40 @@ bool EventStore::writeOnceAndReport(bool isExiting) {
     reports_.erase(reports_.begin(), firstKept);
     isDone = reports_.empty();
   }
-  for (const Report& report : due) report.stored();
+  report(due);
   return isDone;
 }
 
-bool EventStore::storeUnsent(StoredEvents events) {
-  const std::lock_guard lock(mutex_);
-  for (StoredEvent& event : events) {
-    beingSent_.emplace(event.id, Attempt());
-    pending_.add(std::move(event));
+bool EventStore::storeUnsent(StoredEvents events, Background& background) {
+  {
+    const std::lock_guard lock(mutex_);
+    for (StoredEvent& event : events) {
+      beingSent_.emplace(event.id, Attempt());
+      pending_.add(std::move(event));
+    }
+    if (!pending_.isEmpty()) save(DataUpdates::Wait::usual);
+    if (pending_.isEmpty()) return true;
   }
-  if (!pending_.isEmpty()) save(DataUpdates::Wait::usual);
-  return pending_.isEmpty();
+  writeSoon(background, {});
+  return false;
 }
 
-void EventStore::settle(const std::string& id) {
-  const std::lock_guard lock(mutex_);
-  if (beingSent_.erase(id) == 0) return;
-  pending_.remove(id);
-  save(DataUpdates::Wait::brief);
+void EventStore::settle(const std::string& id, Background& background) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (beingSent_.erase(id) == 0) return;
+    pending_.remove(id);
+  }
+  writeSoon(background, {});
 }
 
-void EventStore::remove(const std::string& id) {
-  const std::lock_guard lock(mutex_);
-  pending_.remove(id);
-  // An entry that could not be removed is sent again at worst, under the same key.
-  save(DataUpdates::Wait::brief);
+/// An entry that could not be removed is sent again at worst, under the same key.
+void EventStore::remove(const std::string& id, Background& background) {
+  {
+    const std::lock_guard lock(mutex_);
+    pending_.remove(id);
+  }
+  writeSoon(background, {});
 }
 
 void EventStore::clear() {

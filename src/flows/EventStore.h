@@ -80,20 +80,27 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   /// wait in memory; where the file cannot be written at all, it is called at once. Once `background` takes
   /// no more work, it is called inside this call.
   void store(StoredEvents events, Background& background, std::function<void()> stored);
-  void remove(const std::string& id);
+  /// Removes the entry. The file follows soon. On the background thread.
+  void remove(const std::string& id, Background& background);
 
   /// Adds events that are still to be sent, so that they survive the end of the process. Until `store` or
   /// `settle` is called for them, no flush of this process is given them. Returns whether they are in the
-  /// file.
-  bool storeUnsent(StoredEvents events);
-  /// Removes the event if `storeUnsent` has added it.
-  void settle(const std::string& id);
+  /// file; if not, the write is tried again as for `store`. On the background thread.
+  bool storeUnsent(StoredEvents events, Background& background);
+  /// Removes the event if `storeUnsent` has added it. The file follows soon. On the background thread.
+  void settle(const std::string& id, Background& background);
   void clear();
 
   /// Writes the pending changes, if that is possible.
   void writePending();
 
  private:
+  /// Who is to be told when the entries in `pending_` are stored.
+  struct Report {
+    std::function<void()> stored;
+    int retriesLeft = maxRetries;
+  };
+
   // The caller holds `mutex_`.
   EventQueueEntries load() const;
   bool isBeingSent(const std::string& id);
@@ -102,7 +109,10 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
   StoredEvents read(const std::optional<std::string>& bytes) const;
   static boost::asio::awaitable<void> writeAndReport(std::shared_ptr<EventStore> self,
                                                      Background& background);
-  bool writeOnceAndReport(bool isExiting);
+  bool writeOnceAndReport(bool isLast);
+  void reportAll();
+  static void report(const std::vector<Report>& reports);
+  void writeSoon(Background& background, std::function<void()> stored);
 
   const std::shared_ptr<FlagStore> store_;
   const std::shared_ptr<DataUpdates> updates_;
@@ -110,12 +120,7 @@ class EventStore : public std::enable_shared_from_this<EventStore> {
 
   std::mutex mutex_;
   EventStoreChanges pending_{{.items = maxItems, .bytes = maxBytes}};
-  /// Who is to be told when the entries in `pending_` are stored. One `writeAndReport` runs while there are
-  /// any.
-  struct Report {
-    std::function<void()> stored;
-    int retriesLeft = maxRetries;
-  };
+  /// While there are any, one `writeAndReport` runs.
   std::vector<Report> reports_;
   struct Attempt {
     bool failed = false;

@@ -8,6 +8,7 @@ namespace corvane {
 
 void EventStoreChanges::add(StoredEvent event) {
   if (event.json.size() > bounds_.bytes) return;
+  std::erase_if(added_, [&](const StoredEvent& each) { return each.id == event.id; });
   added_.push_back(std::move(event));
   pushOutOldest(added_);
 }

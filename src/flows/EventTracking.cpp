@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <future>
+#include <iterator>
 #include <utility>
 #include <variant>
 
@@ -68,7 +69,7 @@ void EventTracking::finish(const std::string& name, const Task& task, OutgoingEv
   } else if (std::holds_alternative<CorvaneCancellationError>(end)) {
     fail(name, {std::move(event), CorvaneCancellationError(), task});
   } else {
-    parts_.eventQueue->settle(event.key);
+    parts_.eventQueue->settle(event.key, *parts_.api.background);
     const auto* ack = std::get_if<EventAckDTO>(&end);
     if (ack == nullptr) return drop(name, task);
     parts_.eventQueue->flush(parts_.api);
@@ -93,24 +94,26 @@ void EventTracking::fail(const std::string& name, Failed failed) {
 /// Persists before it reports, so that a reported event is never lost.
 void EventTracking::storeFailed() {
   if (failed_.empty()) return;
-  const auto batch = std::make_shared<const std::vector<Failed>>(std::exchange(failed_, {}));
+  const auto batch = std::make_shared<std::vector<Failed>>(std::exchange(failed_, {}));
   std::vector<OutgoingEvent> events;
-  for (const Failed& failed : *batch) events.push_back(failed.event);
-  parts_.eventQueue->enqueue(events, *parts_.api.background,
-                             [self = shared_from_this(), batch] { self->report(batch, 0); });
+  for (Failed& failed : *batch) events.push_back(std::move(failed.event));
+  const auto stored = [self = shared_from_this(), batch] {
+    const bool isReporting = !self->stored_.empty();
+    std::ranges::move(*batch, std::back_inserter(self->stored_));
+    if (!isReporting) self->report();
+  };
+  parts_.eventQueue->enqueue(events, *parts_.api.background, stored);
 }
 
-void EventTracking::report(const std::shared_ptr<const std::vector<Failed>>& batch, std::size_t first) {
-  const std::size_t end = std::min(first + portion, batch->size());
-  for (std::size_t i = first; i < end; ++i) {
-    const Failed& failed = (*batch)[i];
+void EventTracking::report() {
+  for (std::size_t reported = 0; reported < portion && !stored_.empty(); ++reported) {
+    const Failed failed = std::move(stored_.front());
+    stored_.pop_front();
     parts_.core->deliverError(failed.failure);
     if (failed.task) failed.task->completion.complete(outcomeOf<CorvaneEventResult>(failed.failure));
   }
-  if (end == batch->size()) return;
-  const bool posted =
-      parts_.api.background->post([self = shared_from_this(), batch, end] { self->report(batch, end); });
-  if (!posted) report(batch, end);
+  if (stored_.empty()) return;
+  if (!parts_.api.background->post([self = shared_from_this()] { self->report(); })) report();
 }
 
 bool EventTracking::storeUnsentEvents(std::chrono::milliseconds timeout) {
@@ -125,7 +128,7 @@ bool EventTracking::storeUnsentEvents(std::chrono::milliseconds timeout) {
 bool EventTracking::storeUnsentNow() {
   tracked_->runAll();
   storeFailed();
-  return parts_.eventQueue->storeUnsent(*parts_.api.lines->events);
+  return parts_.eventQueue->storeUnsent(*parts_.api.lines->events, *parts_.api.background);
 }
 
 void EventTracking::dropUnsentEvents() {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -75,7 +76,7 @@ class EventTracking : public std::enable_shared_from_this<EventTracking> {
   void drop(const std::string& name, const Task& task) const;
   void fail(const std::string& name, Failed failed);
   void storeFailed();
-  void report(const std::shared_ptr<const std::vector<Failed>>& batch, std::size_t first);
+  void report();
   bool storeUnsentNow();
   EventRequest makeRequest(Event event) const;
 
@@ -84,6 +85,8 @@ class EventTracking : public std::enable_shared_from_this<EventTracking> {
   const std::shared_ptr<BackgroundQueue> tracked_;
   /// Waits to be stored with the others of this turn. Used on the background thread.
   std::vector<Failed> failed_;
+  /// Is stored and waits to be reported; not empty while that goes on.
+  std::deque<Failed> stored_;
 };
 
 }  // namespace corvane

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <utility>
@@ -8,10 +7,11 @@
 namespace corvane {
 
 /// A clock for time-outs. Time in which the process did not run (it was stopped, frozen or the device was
-/// suspended) hardly counts, so that no time-out fires for it.
+/// suspended) does not count, so that no time-out fires for it.
 ///
-/// It advances only when it is read: by the time since the reading before, but by `longestStep` at most. So
-/// whoever waits for a deadline reads it at least that often, and whoever sets a deadline reads it first.
+/// It advances only when it is read: by the time since the reading before, unless that is more than
+/// `longestStep`. So whoever waits for a deadline reads it more often than that, and whoever sets a deadline
+/// reads it first.
 /// A value; one thread at a time.
 class RunningClock {
  public:
@@ -26,7 +26,7 @@ class RunningClock {
 
   TimePoint now() {
     const auto reading = source_();
-    elapsed_ += std::clamp<Duration>(reading - latest_, Duration::zero(), longestStep);
+    if (reading - latest_ <= longestStep) elapsed_ += reading - latest_;
     latest_ = reading;
     return TimePoint(elapsed_);
   }

@@ -30,6 +30,8 @@ class FakeBackground : public Background {
     return true;
   }
 
+  bool isExiting() const override { return exiting; }
+
   boost::asio::awaitable<WaitEnd> wait(std::chrono::nanoseconds duration) override {
     const bool before = co_await isCancelled();
     if (before) co_return WaitEnd::cancelled;

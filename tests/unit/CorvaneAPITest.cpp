@@ -69,7 +69,7 @@ struct CorvaneAPI : FlowFixture {
     begin(way);
     background->run();
     while (!succeeded && !failure && !background->waits.empty() && !http->isWaiting())
-      background->advance(1h);
+      background->advance(1s);
   }
 
   EventRequest event{.identifier = "app", .name = "n"};

@@ -159,12 +159,14 @@ TEST_F(EventQueue, ChangesWaitWhileTheFileIsHeldAndApplyOnceToWhatAnotherProcess
   for (const char* id : {"A", "B", "C"}) enqueue(id);
   flags->held = true;
   enqueue("D");
-  storage->remove("B");
+  storage->remove("B", *background);
   flags->held = false;
-  neighbour->remove("A");
+  neighbour->remove("A", *background);
+  background->run();
   storage->writePending();
   EXPECT_EQ(storedIds(), (Lines{"C", "D"}));
-  neighbour->remove("D");
+  neighbour->remove("D", *background);
+  background->run();
   enqueue("E");
   background->advance(EventStore::retryInterval);
   EXPECT_EQ(storedIds(), (Lines{"C", "E"}));

@@ -117,6 +117,7 @@ TEST_F(EventTracking, EventsThatAreCancelledOrEndedByTheExitAreQueued) {
   exchanges->events->close("the process is exiting");
   background->exit();
   main->run();
+  storage->writePending();
   EXPECT_THROW(cutOff.get(), CorvaneError);
   ASSERT_EQ(stored().size(), 3U);
   EXPECT_EQ(stored()[0].request.name, "cancelled");
