@@ -6,7 +6,11 @@
 
 namespace corvane::json {
 
-/// The value that the bytes hold. What `parseObject` says applies.
-Node parse(std::string_view bytes);
+/// What the outermost value is meant to be.
+enum class Root { object, array };
+
+/// The value that the bytes hold. What `parseObject` says applies. The elements of an array that is not meant
+/// are not kept.
+Node parse(std::string_view bytes, Root root);
 
 }  // namespace corvane::json

@@ -31,13 +31,13 @@ void failAt(std::string_view name, std::string_view reason) {
 }
 
 Node::Object parseObject(std::string_view bytes) {
-  Node node = parse(bytes);
+  Node node = parse(bytes, Root::object);
   if (!node.get<Node::Object>()) throw DecodingFailure("expected an object");
   return std::get<Node::Object>(std::move(node.value));
 }
 
 Node::Array parseArray(std::string_view bytes) {
-  Node node = parse(bytes);
+  Node node = parse(bytes, Root::array);
   if (!node.get<Node::Array>()) throw DecodingFailure("expected an array");
   return std::get<Node::Array>(std::move(node.value));
 }

@@ -14,6 +14,17 @@ bool isFolded(std::string_view line) {
   return line.front() == ' ' || line.front() == '\t';
 }
 
+/// RFC 9112, section 4: "HTTP/", the version, a blank, three digits, and a blank or the end. A trailer may
+/// have a name that begins alike.
+bool isStatusLine(std::string_view line) {
+  const auto blank = line.find(' ');
+  if (!line.starts_with("HTTP/") || blank == line.npos) return false;
+  const std::string_view status = line.substr(blank + 1);
+  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+  return status.size() >= 3 && std::ranges::all_of(status.substr(0, 3), isDigit) &&
+         (status.size() == 3 || status[3] == ' ');
+}
+
 }  // namespace
 
 CURLcode ResponseReader::attach(CURL* easy) {
@@ -28,6 +39,7 @@ CURLcode ResponseReader::attach(CURL* easy) {
 }
 
 void ResponseReader::reset() {
+  easy_ = nullptr;
   part_ = Part::statusLine;
   headers_.clear();
   latest_ = headers_.end();
@@ -54,6 +66,7 @@ const char* ResponseReader::failureText(CURLcode code) const {
   if (code == CURLE_OK) return "the connection was closed before the end of the answer's headers";
   // The longest line that libcurl takes depends on its version; it says that memory is short.
   curl_off_t firstByte = 0;
+  if (easy_ == nullptr) return nullptr;
   curl_easy_getinfo(easy_, CURLINFO_STARTTRANSFER_TIME_T, &firstByte);
   return code == CURLE_OUT_OF_MEMORY && firstByte > 0 ? "a header line of the answer is too long" : nullptr;
 }
@@ -82,7 +95,7 @@ bool ResponseReader::count(std::size_t size) {
 
 void ResponseReader::read(std::string_view line) {
   const std::string_view content = line.substr(0, line.find_first_of("\r\n"));
-  if (part_ == Part::afterFields && content.starts_with("HTTP/")) part_ = Part::statusLine;
+  if (part_ == Part::afterFields && isStatusLine(content)) part_ = Part::statusLine;
   if (part_ == Part::statusLine) {
     headers_.clear();
     latest_ = headers_.end();

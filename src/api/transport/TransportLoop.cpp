@@ -29,7 +29,7 @@ milliseconds silenceLimit(const URLRequest& request) {
 /// How long libcurl may take to connect.
 milliseconds timeToConnect(const TransportExchange& exchange, RunningClock::TimePoint now) {
   const auto left = std::chrono::ceil<milliseconds>(exchange.time.left(now));
-  return std::min(left, silenceLimit(exchange.request));
+  return std::max(milliseconds(1), std::min(left, silenceLimit(exchange.request)));
 }
 
 CURLSH* makeShare() {
@@ -239,6 +239,7 @@ bool TransportLoop::waitForConnectivity(TransportExchange& exchange) {
   if (!monitor_) return false;
   exchange.lackedConnectivity = true;
   if (exchange.changesAtStart == changeCount_) {
+    exchange.time.run(now_);
     exchange.waitsForChange = true;
   } else {
     startRequest(exchange);
