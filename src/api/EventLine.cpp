@@ -229,7 +229,8 @@ void EventLine::endAll() {
     const auto latest = std::move(node.mapped().latest);
     end(std::move(node), latest ? endOf(std::move(*latest)) : CorvaneError::transport(closedBecause_));
   }
-  if (!waiting_.empty()) postRun();
+  if (waiting_.empty()) return endWait();
+  postRun();
 }
 
 void EventLine::end(Node node, End end) {

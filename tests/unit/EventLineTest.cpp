@@ -23,6 +23,7 @@ struct EventLine : ::testing::Test {
       http->respond(400, "");
       background->run();
     }
+    background->run();
   }
 
   std::shared_ptr<const EventRoute> makeRoute(CorvaneRetryPolicy policy) const {
